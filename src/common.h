@@ -1,0 +1,52 @@
+// Types and constants that every module shares.
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+
+using u8 = std::uint8_t;
+using u16 = std::uint16_t;
+using u32 = std::uint32_t;
+using byte = std::uint8_t;
+
+// Buffer identifiers: a direction and a side.
+constexpr int UART_OUT_BUF_ID = 0;  // board side: from the control board, on to the host
+constexpr int MIDI_IN_BUF_ID = 1;   // host side: from the host, on to the control board
+
+// Marks for led_set_traffic_flag().
+constexpr u8 TRAFFIC_FLAG_NO_DATA = 0x00;
+constexpr u8 TRAFFIC_FLAG_UART_OUT = 0x01;
+constexpr u8 TRAFFIC_FLAG_MIDI_OUT = 0x02;
+
+// Status bytes without a channel, and the ends of a system exclusive message.
+constexpr u8 NOTE_OFF = 0x80;
+constexpr u8 NOTE_ON = 0x90;
+constexpr u8 CONTROL_CHANGE = 0xB0;
+constexpr u8 SYSEX_START = 0xF0;
+constexpr u8 SYSEX_END = 0xF7;
+
+constexpr u8 STATUS_BIT = 0x80;  // set in status bytes, clear in data bytes
+constexpr u8 STATUS_MASK = 0xF0;
+constexpr u8 CHANNEL_MASK = 0x0F;
+constexpr u8 DATA_MASK = 0x7F;
+
+// Holds a mutex for the rest of the scope; does nothing when given a null pointer.
+class ScopedLock {
+  public:
+    explicit ScopedLock(pthread_mutex_t* mutex) : mutex_(mutex) {
+        if (mutex_ != nullptr) {
+            pthread_mutex_lock(mutex_);
+        }
+    }
+    ~ScopedLock() {
+        if (mutex_ != nullptr) {
+            pthread_mutex_unlock(mutex_);
+        }
+    }
+    ScopedLock(const ScopedLock&) = delete;
+    ScopedLock& operator=(const ScopedLock&) = delete;
+
+  private:
+    pthread_mutex_t* const mutex_;
+};

@@ -1,0 +1,48 @@
+#include "led.h"
+
+#include <atomic>
+
+#include "uart_cf.h"
+
+namespace {
+
+std::atomic<u32> traffic_flag{0};
+u32 traffic_flag_sent = 0;
+std::atomic<int> traffic_flag_cnt[2] = {0, 0};
+
+void led_set_counters(int value) {
+    for (std::atomic<int>& cnt : traffic_flag_cnt) {
+        cnt = value;
+    }
+}
+
+}  // namespace
+
+void led_set_traffic_flag(u8 flag, int cnt_idx) {
+    std::atomic<int>& cnt = traffic_flag_cnt[cnt_idx];
+    if (flag == TRAFFIC_FLAG_NO_DATA) {
+        // Idle calls come from the board worker alone, so the test and the step need not be one.
+        if (cnt < MAX_DELAY_TRAFFIC_NO_DATA) {
+            ++cnt;
+        } else {
+            traffic_flag &= ~(1U << cnt_idx);
+        }
+    } else if (cnt != NOT_REAL_TRAFFIC) {
+        traffic_flag |= flag;
+    }
+}
+
+void led_show_traffic() {
+    // One reading decides: a mark that the host worker makes from here on differs from what is
+    // noted as sent and goes out in the next pass.
+    const u32 state = traffic_flag;
+    if (state == traffic_flag_sent) {
+        return;
+    }
+    const char message[3] = {static_cast<char>(NOTE_ON), LED_MIDI_NOTE_NUM_MIC_IN,
+                             static_cast<char>(state)};
+    led_set_counters(NOT_REAL_TRAFFIC);  // the LED message itself is no traffic
+    cf_send(message, sizeof message);
+    led_set_counters(0);
+    traffic_flag_sent = state;
+}

@@ -1,0 +1,116 @@
+#include "main.h"
+
+#include <pthread.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "buffer.h"
+#include "config.h"
+#include "debug.h"
+#include "led.h"
+#include "midi.h"
+#include "pot.h"
+#include "softlabel.h"
+#include "uart_cf.h"
+#include "utility.h"
+
+namespace {
+
+void start_worker(const char* name, void* (*worker)(void*)) {
+    pthread_t thread;
+    const int error = pthread_create(&thread, nullptr, worker, nullptr);
+    if (error != 0) {
+        fprintf(stderr, "cannot start the %s worker: %s\n", name, strerror(error));
+    }
+}
+
+}  // namespace
+
+void usage() {
+    fprintf(stderr,
+            "\n"
+            "ctlbridge [-m midi-channel] [-d level] [-v] [-c] [-s]\n"
+            "\n"
+            "    -m\t\t\tset midi channel - default is 0\n"
+            "    -d\t\t\tset debug level - default is 20, smaller the level, more detailed the "
+            "output\n"
+            "    -v\t\t\tverbose mode - print what is happening at each step\n"
+            "    -c\t\t\tcheck ctl-bridge version, then exit\n"
+            "    -s\t\t\tsupport soft label\n"
+            "\n"
+            "compiled %s %s\n",
+            __DATE__, __TIME__);
+    exit(1);
+}
+
+void check_version() {
+    char product_name[32];
+    cfg_get_value_from_file(sys_cfg, "product_name", product_name, sizeof product_name);
+    printf("%s ctl-bridge compiled %s %s \n", product_name, __DATE__, __TIME__);
+    exit(1);
+}
+
+void parse_args(int argc, char** argv) {
+    for (int option = getopt(argc, argv, "d:m:vcst:"); option != -1;
+         option = getopt(argc, argv, "d:m:vcst:")) {
+        switch (option) {
+            case 'd':
+                dbg_set_msg_level(atoi(optarg));
+                break;
+            case 'm':
+                cfg_set_midi_channel_no(static_cast<u8>(atoi(optarg)));
+                break;
+            case 'v':
+                dbg_set_msg_level(DBG_VERBOSE);
+                break;
+            case 'c':
+                check_version();
+            case 's':
+                set_soft_label_ctl(1);
+                break;
+            case 't':
+                break;
+            default:
+                usage();
+        }
+    }
+}
+
+void* uart_thread([[maybe_unused]] void* argv) {
+    prctl(PR_SET_TIMERSLACK, 1UL);  // the idle sleep is 50 microseconds, not 50 and the slack
+    cf_init();
+    for (;;) {
+        led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 0);
+        cf_recv();
+        Com_ProcessComBuf(UART_OUT_BUF_ID);
+        pot_check_all(UART_OUT_BUF_ID);
+        midi_flush();
+        led_show_traffic();
+        utl_check_task();
+    }
+}
+
+void* midi_thread([[maybe_unused]] void* argv) {
+    midi_init();
+    for (;;) {
+        midi_recv();
+        Com_ProcessComBuf(MIDI_IN_BUF_ID);
+        pot_check_all(MIDI_IN_BUF_ID);
+    }
+}
+
+int main(int argc, char** argv) {
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    parse_args(argc, argv);
+    cfg_check_files();
+    pot_init();
+    load_midi_gadget();
+    soft_label_init();
+    start_worker("board", uart_thread);
+    start_worker("host", midi_thread);
+    pthread_exit(nullptr);
+}

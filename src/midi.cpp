@@ -1,0 +1,112 @@
+#include "midi.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+#include "buffer.h"
+#include "debug.h"
+#include "led.h"
+#include "utility.h"
+
+namespace {
+
+constexpr const char* midi_file_name = "/dev/snd/midiC1D0";
+constexpr int MIDI_RECV_SIZE = 3;
+
+std::atomic<int> fd_midi{-1};
+std::atomic<int> midi_init_flag{-1};
+
+// The board worker's, but for midi_init(), which empties it in the host worker.
+pthread_mutex_t buf_lock = PTHREAD_MUTEX_INITIALIZER;
+u8 midi_buf[MIDI_BUF_SIZE];
+int midi_buf_idx = 0;
+
+void midi_clear_locked() {
+    memset(midi_buf, 0, sizeof midi_buf);
+    midi_buf_idx = 0;
+}
+
+bool midi_push_locked(u8 midi_data) {
+    if (midi_buf_idx >= MIDI_BUF_SIZE) {
+        return false;
+    }
+    midi_buf[midi_buf_idx++] = midi_data;
+    return true;
+}
+
+// Takes the queued bytes out of the buffer, so that no lock is held while they are written.
+int midi_take_queued(u8 (&queued)[MIDI_BUF_SIZE]) {
+    const ScopedLock lock(&buf_lock);
+    const int count = midi_buf_idx;
+    memcpy(queued, midi_buf, sizeof midi_buf);
+    midi_clear_locked();
+    return count;
+}
+
+}  // namespace
+
+void midi_init() {
+    fd_midi = open(midi_file_name, O_RDWR | O_NONBLOCK);
+    if (fd_midi < 0) {
+        printf("error in opening %s \n", midi_file_name);
+    }
+    midi_init_flag = 1;
+    midi_reset_buf();
+}
+
+int midi_push_byte(u8 midi_data) {
+    const ScopedLock lock(&buf_lock);
+    return midi_push_locked(midi_data) ? 1 : 0;
+}
+
+int midi_push_buf(const char* src, int len) {
+    led_set_traffic_flag(TRAFFIC_FLAG_MIDI_OUT, 1);
+    const ScopedLock lock(&buf_lock);
+    int queued = 0;
+    while (queued < len && midi_push_locked(static_cast<u8>(src[queued]))) {
+        ++queued;
+    }
+    return queued;
+}
+
+void midi_reset_buf() {
+    const ScopedLock lock(&buf_lock);
+    midi_clear_locked();
+}
+
+void midi_flush() {
+    if (midi_init_flag < 0) {
+        return;
+    }
+    u8 queued[MIDI_BUF_SIZE];
+    const int count = midi_take_queued(queued);
+    if (count == 0) {
+        led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 1);
+    } else {
+        // A host that does not read loses these bytes; the board worker never waits for it.
+        [[maybe_unused]] const ssize_t written = write(fd_midi, queued, static_cast<size_t>(count));
+    }
+}
+
+void midi_recv() {
+    static bool lost = false;
+    char received[MIDI_RECV_SIZE];
+    for (;;) {
+        const int room = std::min(MIDI_RECV_SIZE, com_free(MIDI_IN_BUF_ID));
+        if (room == 0) {
+            return;
+        }
+        const int count = static_cast<int>(read(fd_midi, received, static_cast<size_t>(room)));
+        if (count <= 0) {
+            utl_report_lost(midi_file_name, fd_midi, count, &lost);
+            return;
+        }
+        dbg_pmesg(DBG_YELLOW, "receive %d from midi \n", count);
+        com_put_buf(received, count, MIDI_IN_BUF_ID);
+    }
+}

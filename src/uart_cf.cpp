@@ -1,0 +1,85 @@
+#include "uart_cf.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+
+#include "buffer.h"
+#include "common.h"
+#include "debug.h"
+#include "led.h"
+#include "utility.h"
+
+namespace {
+
+constexpr const char* tty_file_name = "/dev/ttymxc1";
+constexpr useconds_t RECV_IDLE_US = 50;
+
+std::atomic<int> fd_tty{-1};
+pthread_mutex_t send_lock = PTHREAD_MUTEX_INITIALIZER;  // one message at a time
+
+}  // namespace
+
+void cf_init() {
+    cf_open(tty_file_name);
+}
+
+int cf_open(const char* target_tty) {
+    fd_tty = open(target_tty, O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (fd_tty < 0) {
+        printf("error opening %s: errno %i\n", target_tty, errno);
+        return -1;
+    }
+    if (cf_set_raw() < 0) {
+        printf("error configuring tty\n");
+        cf_close();
+        return -1;
+    }
+    return fd_tty;
+}
+
+int cf_set_raw() {
+    termios settings;
+    if (tcgetattr(fd_tty, &settings) < 0) {
+        return -1;
+    }
+    cfmakeraw(&settings);
+    cfsetispeed(&settings, B115200);
+    cfsetospeed(&settings, B115200);
+    return tcsetattr(fd_tty, TCSAFLUSH, &settings) < 0 ? -1 : 0;
+}
+
+void cf_close() {
+    const int fd = fd_tty.exchange(-1);
+    if (fd >= 0) {
+        close(fd);
+    }
+}
+
+int cf_send(const char* buf, int buf_size) {
+    led_set_traffic_flag(TRAFFIC_FLAG_UART_OUT, 0);
+    const ScopedLock lock(&send_lock);
+    return static_cast<int>(write(fd_tty, buf, static_cast<size_t>(buf_size)));
+}
+
+void cf_recv() {
+    static bool lost = false;
+    char received[UART_RECV_SIZE];
+    const int room = std::min(UART_RECV_SIZE, com_free(UART_OUT_BUF_ID));
+    if (room == 0) {
+        return;
+    }
+    const int count = static_cast<int>(read(fd_tty, received, static_cast<size_t>(room)));
+    if (count > 0) {
+        dbg_pmesg(DBG_YELLOW, "Got %d with 0: %2x \n", count, static_cast<u8>(received[0]));
+        com_put_buf(received, count, UART_OUT_BUF_ID);
+    } else {
+        utl_report_lost(tty_file_name, fd_tty, count, &lost);
+        usleep(RECV_IDLE_US);
+    }
+}
