@@ -1,6 +1,7 @@
 #include "config.h"
 
 #include <climits>
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 
@@ -179,9 +180,17 @@ bool cfg_read_fields(FILE* fp, const char* file_name, const cfg_form& form, cfg_
     return true;
 }
 
+void cfg_report_line(FILE* fp, const char* file_name, const char* format, ...) {
+    char text[CFG_LINE_LEN * 2];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    dbg_pmesg(DBG_DEFAULT, "%s:%d: %s\n", file_name, current_line(fp), text);
+}
+
 void cfg_refuse_line(FILE* fp, const char* file_name, const char* expected) {
-    dbg_pmesg(DBG_DEFAULT, "%s:%d: expected %s; line skipped\n", file_name, current_line(fp),
-              expected);
+    cfg_report_line(fp, file_name, "expected %s; line skipped", expected);
 }
 
 // --- Mapping ---

@@ -41,7 +41,11 @@ byte cfg_invalid_line(FILE* fp);
 // the fields expected, when it does not yield them; the line is consumed in any case.
 bool cfg_read_fields(FILE* fp, const char* file_name, const cfg_form& form, cfg_fields* fields);
 
-// Prints the message for a line that is not used: the one that ends where `fp` stands.
+// Reports something about the line that ends where `fp` stands, by file and line number.
+[[gnu::format(printf, 3, 4)]] void cfg_report_line(FILE* fp, const char* file_name,
+                                                   const char* format, ...);
+
+// Reports that this line is not used, and what was expected in it.
 void cfg_refuse_line(FILE* fp, const char* file_name, const char* expected);
 
 // --- Mapping ---

@@ -75,6 +75,8 @@ void enter_private_dev() {
     fs::create_directory("/dev/pts");
     check(mount("devpts", "/dev/pts", "devpts", 0, "newinstance,ptmxmode=0666") == 0, "devpts");
     fs::create_symlink("pts/ptmx", "/dev/ptmx");
+    write_file("/dev/tty0", "");
+    check(mount("/bin/busybox", "/bin/sh", nullptr, MS_BIND, nullptr) == 0, "BusyBox as /bin/sh");
     const auto place = [](int fd, const char* path) {
         fs::create_symlink("/proc/self/fd/" + std::to_string(fd), path);
     };
@@ -168,6 +170,10 @@ void write_resource(const std::string& name, const std::string& content) {
 
 std::string read_resource(const std::string& name) {
     return read_file(home / "resources" / name);
+}
+
+std::string console_got() {
+    return read_file("/dev/tty0");
 }
 
 std::string commands_called() {

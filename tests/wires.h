@@ -1,6 +1,6 @@
 // The platform around the modules under test: pseudo-terminals at the paths that the daemon opens,
-// in a /dev of this process's own, a resources directory, and stand-ins for platform commands.
-// Bytes are written as in "90 3c 7f".
+// in a /dev of this process's own, a resources directory, BusyBox as the shell, and stand-ins for
+// platform commands. Bytes are written as in "90 3c 7f".
 #pragma once
 
 #include <string>
@@ -21,6 +21,9 @@ void hang_up_midi();
 // Writes ../resources/NAME. The directory starts out empty.
 void write_resource(const std::string& name, const std::string& content);
 std::string read_resource(const std::string& name);
+
+// What the last command wrote to the text console.
+std::string console_got();
 
 // The platform commands called so far, one a line.
 std::string commands_called();
