@@ -1,0 +1,93 @@
+// A whole virtual controller: a world with the daemon in it, the board and the host at its two
+// ends, and one list of everything that happens.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "board.h"
+#include "host.h"
+#include "mapping.h"
+#include "wire.h"
+#include "world.h"
+
+namespace bench {
+
+using std::chrono::milliseconds;
+
+// Where something happens. Daemon: its end, and lines that are pulled.
+enum class End { Board, Host, Platform, Log, Console, Daemon };
+
+struct Event {
+    milliseconds at{};  // since the start of the world
+    End end = End::Log;
+    bool to_daemon = false;  // board and host: sent towards the daemon, else come from it
+    Bytes bytes;             // board and host: one message; console: what was written
+    std::string text;        // platform: the call; log: the line; board: what bytes do not tell
+    int control = -1;        // configuration index of the control it is about
+};
+
+class OpenWatch;
+
+class Controller {
+  public:
+    // Starts the world. Throws std::runtime_error with what the machine refused.
+    explicit Controller(const WorldConfig& config);
+    ~Controller();
+    Controller(const Controller&) = delete;
+    Controller& operator=(const Controller&) = delete;
+
+    // Moves bytes all ways, waiting at most so long for the first; new events are at the end of
+    // events(). What was written to the serial line before a platform call stands before the call.
+    void step(milliseconds timeout);
+
+    // Queues bytes, written in one piece as far as the line takes them. False: there is no such
+    // line, and nothing is queued. `end` is Board or Host.
+    bool send(End end, const Bytes& bytes);
+    bool send(End end, const std::vector<Bytes>& messages);
+    // Everything queued at this end was written.
+    bool flushed(End end) const;
+    // The daemon has opened every line that there is.
+    bool ready() const;
+    void hang_up(Link link);
+    // The daemon's exit status (128 + signal if killed) once it has ended and its log was read.
+    std::optional<int> exit_status() const { return exit_status_; }
+
+    const std::vector<Event>& events() const { return events_; }
+    const Mapping& mapping() const { return setup_.mapping; }
+    const Setup& setup() const { return setup_; }
+    Board& board() { return board_; }
+    Host& host() { return host_; }
+    milliseconds now() const;
+
+  private:
+    struct Line;  // one end of a link: what is queued, what came in part
+
+    void add(Event event);
+    bool read_line(End end);
+    bool read_text(int fd, End end);
+    void write_line(End end);
+    void read_platform();
+    void notice_exit();
+    Line& line(End end) { return end == End::Board ? *serial_ : *midi_; }
+    int fd(End end) const { return end == End::Board ? world_->serial_fd() : world_->midi_fd(); }
+
+    std::chrono::steady_clock::time_point start_;
+    Setup setup_;
+    Board board_;
+    Host host_;
+    std::unique_ptr<World> world_;
+    std::unique_ptr<Line> serial_, midi_;
+    std::unique_ptr<OpenWatch> midi_opened_;
+    std::string log_rest_;
+    std::vector<Event> events_;
+    std::optional<int> exit_status_;
+};
+
+// Reads files as the daemon will find them: laid over, removed, or of the resources directory.
+ReadFile resource_reader(const WorldConfig& config);
+
+}  // namespace bench

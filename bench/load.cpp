@@ -1,0 +1,272 @@
+#include "load.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <random>
+
+#include "transcript.h"
+
+namespace bench {
+namespace {
+
+constexpr int LINE_BYTES_PER_SECOND = 11520;  // 115200 bits a second, ten to a byte
+constexpr int LINE_MESSAGES_PER_SECOND = LINE_BYTES_PER_SECOND / 3;
+constexpr std::size_t MAX_IN_FLIGHT = 16;  // all fit into what the daemon queues for the host
+constexpr milliseconds TICK(1);
+constexpr milliseconds PATIENCE(10000);  // without any arrival
+
+const char* name_of(End end) {
+    return end == End::Board ? "board" : "host";
+}
+
+End other(End end) {
+    return end == End::Board ? End::Host : End::Board;
+}
+
+int due(milliseconds since, milliseconds now, int per_second) {
+    return static_cast<int>((now - since).count() * per_second / 1000);
+}
+
+// Arrivals at one end since the last call.
+class Arrivals {
+  public:
+    Arrivals(const Controller& controller, End end)
+        : controller_(controller), end_(end), next_(controller.events().size()) {}
+
+    std::vector<Bytes> take() {
+        std::vector<Bytes> messages;
+        const std::vector<Event>& events = controller_.events();
+        for (; next_ < events.size(); ++next_) {
+            const Event& event = events[next_];
+            if (event.end == end_ && !event.to_daemon && !is_traffic_light(event)) {
+                messages.push_back(event.bytes);
+            }
+        }
+        return messages;
+    }
+
+  private:
+    const Controller& controller_;
+    End end_;
+    std::size_t next_;
+};
+
+struct Crossing {
+    Bytes sent, arrives;
+};
+
+// One direction of a flood.
+class Lane {
+  public:
+    Lane(Controller& controller, End from, int count)
+        : controller_(controller),
+          from_(from),
+          count_(count),
+          arrivals_(controller, other(from)),
+          start_(controller.now()),
+          last_arrival_(start_) {
+        choose_controls();
+        window_ = std::min(MAX_IN_FLIGHT, controls_.size() / 2);
+    }
+
+    // False: nothing has come for too long, or there is nothing to send.
+    bool work() {
+        receive();
+        const int allowed =
+            std::min(count_, due(start_, controller_.now(), LINE_MESSAGES_PER_SECOND) + 1);
+        while (sent_ < allowed && in_flight_.size() < window_) {
+            const Crossing crossing = next();
+            controller_.send(from_, crossing.sent);
+            in_flight_.push_back(crossing.arrives);
+            ++sent_;
+        }
+        return window_ > 0 && unexpected_.empty() && controller_.now() - last_arrival_ < PATIENCE;
+    }
+    bool done() const { return sent_ == count_ && in_flight_.empty(); }
+    std::string summary() const;
+
+  private:
+    void choose_controls();
+    Crossing next();
+    void receive();
+
+    Controller& controller_;
+    End from_;
+    int count_;
+    Arrivals arrivals_;
+    milliseconds start_, last_arrival_;
+    std::vector<const Control*> controls_;
+    std::vector<Bytes> in_flight_;
+    std::size_t window_ = 0;
+    int sent_ = 0;
+    Bytes unexpected_;
+};
+
+// Controls whose number no other one shares.
+void Lane::choose_controls() {
+    const Mapping& mapping = controller_.mapping();
+    for (const Control& control : mapping.controls()) {
+        const bool button = from_ == End::Board && control.sends_notes() &&
+                            mapping.seen_by_host(NOTE_ON, control.host_sees) == &control;
+        const bool light = from_ == End::Host && control.is_note_light() &&
+                           control.index != FORGET_INDEX &&
+                           mapping.sent_by_host(NOTE_ON, control.host_sends) == &control &&
+                           mapping.seen_by_board(NOTE_ON, control.board_sees) == &control;
+        if (button || light) {
+            controls_.push_back(&control);
+        }
+    }
+}
+
+Crossing Lane::next() {
+    const Control& control = *controls_[static_cast<std::size_t>(sent_) % controls_.size()];
+    Board& board = controller_.board();
+    if (from_ == End::Host) {
+        const int value = board.light(control.index) % 127 + 1;
+        return {controller_.host().light(control, value),
+                {NOTE_ON, static_cast<std::uint8_t>(control.board_sees),
+                 static_cast<std::uint8_t>(value)}};
+    }
+    const bool release = board.pressed(control.index);
+    const int status = (release ? NOTE_OFF : NOTE_ON) | controller_.host().channel();
+    const std::uint8_t velocity = release ? 0x40 : 0x7F;
+    return {release ? board.release(control, velocity).front() : board.press(control).front(),
+            {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(control.host_sees),
+             velocity}};
+}
+
+void Lane::receive() {
+    for (const Bytes& message : arrivals_.take()) {
+        const auto found = std::find(in_flight_.begin(), in_flight_.end(), message);
+        if (found == in_flight_.end()) {
+            unexpected_ = message;
+            return;
+        }
+        in_flight_.erase(found);
+        last_arrival_ = controller_.now();
+    }
+}
+
+std::string Lane::summary() const {
+    const auto took = std::max<std::int64_t>(1, (controller_.now() - start_).count());
+    const int arrived = sent_ - static_cast<int>(in_flight_.size());
+    std::string text = std::string(name_of(from_)) + " → " + name_of(other(from_)) + ": " +
+                       std::to_string(sent_) + " messages sent, " + std::to_string(arrived) +
+                       " arrived, " + std::to_string(sent_ * std::int64_t{1000} / took) +
+                       " a second";
+    if (window_ == 0) {
+        text += "; the mapping has too few controls for a flood";
+    }
+    for (const Bytes& missing : in_flight_) {
+        text += "\n  missing at the " + std::string(name_of(other(from_))) + ": " + hex(missing);
+    }
+    if (!unexpected_.empty()) {
+        text += "\n  came unexpected: " + hex(unexpected_) + "   " + describe(unexpected_);
+    }
+    return text;
+}
+
+// Pots whose number no other control shares.
+std::vector<const Control*> choose_pots(const Mapping& mapping) {
+    std::vector<const Control*> pots;
+    for (const Control& control : mapping.controls()) {
+        if (control.host_sees_position() &&
+            mapping.seen_by_host(CONTROL_CHANGE, control.host_sees) == &control) {
+            pots.push_back(&control);
+        }
+    }
+    return pots;
+}
+
+// Pots whose position the host has not seen yet.
+auto count_missing(Controller& controller, const std::vector<const Control*>& pots) {
+    return std::count_if(pots.begin(), pots.end(), [&](const Control* pot) {
+        return controller.host().seen(pot->index) != controller.board().position(pot->index);
+    });
+}
+
+}  // namespace
+
+LoadResult send_random(Controller& controller, const std::vector<End>& ends, milliseconds time,
+                       unsigned seed, const Pump& pump) {
+    std::mt19937 generator(seed);
+    const milliseconds start = controller.now();
+    std::map<End, int> sent;
+    while (controller.now() - start < time) {
+        for (const End end : ends) {
+            const int more = due(start, controller.now(), LINE_BYTES_PER_SECOND) - sent[end];
+            Bytes bytes(static_cast<std::size_t>(std::max(more, 0)));
+            std::generate(bytes.begin(), bytes.end(),
+                          [&] { return static_cast<std::uint8_t>(generator()); });
+            if (!bytes.empty() && controller.flushed(end) && controller.send(end, bytes)) {
+                sent[end] += more;
+            }
+        }
+        pump(TICK);
+    }
+    LoadResult result;
+    for (const End end : ends) {
+        result.summary += (result.summary.empty() ? "" : ", ") + std::string(name_of(end)) + " → " +
+                          std::to_string(sent[end]) + " random bytes";
+    }
+    return result;
+}
+
+LoadResult flood(Controller& controller, const std::vector<End>& ends, int count,
+                 const Pump& pump) {
+    std::vector<Lane> lanes;
+    for (const End end : ends) {
+        lanes.emplace_back(controller, end, count);
+    }
+    LoadResult result;
+    const auto done = [&] {
+        return std::all_of(lanes.begin(), lanes.end(),
+                           [](const Lane& lane) { return lane.done(); });
+    };
+    while (result.good && !done()) {
+        pump(TICK);
+        for (Lane& lane : lanes) {
+            result.good = (lane.done() || lane.work()) && result.good;
+        }
+    }
+    for (const Lane& lane : lanes) {
+        result.summary += result.summary.empty() ? "" : "\n";
+        result.summary += lane.summary();
+    }
+    return result;
+}
+
+LoadResult flood_pots(Controller& controller, int count, const Pump& pump) {
+    const std::vector<const Control*> pots = choose_pots(controller.mapping());
+    Arrivals arrivals(controller, End::Host);
+    const milliseconds start = controller.now();
+    std::size_t arrived = 0;
+    for (int sent = 0; sent < count;) {
+        for (const int allowed =
+                 std::min(count, due(start, controller.now(), LINE_MESSAGES_PER_SECOND) + 1);
+             sent < allowed; ++sent) {
+            const Control& pot = *pots[static_cast<std::size_t>(sent) % pots.size()];
+            const int position = (controller.board().position(pot.index) + 1) % 128;
+            controller.send(End::Board, controller.board().turn(pot, position));
+        }
+        pump(TICK);
+        arrived += arrivals.take().size();
+    }
+    milliseconds last_arrival = controller.now();
+    while (count_missing(controller, pots) > 0 && controller.now() - last_arrival < PATIENCE) {
+        pump(TICK);
+        const std::size_t more = arrivals.take().size();
+        arrived += more;
+        last_arrival = more > 0 ? controller.now() : last_arrival;
+    }
+    arrived += arrivals.take().size();
+    const auto missing = count_missing(controller, pots);
+    return {missing == 0,
+            "board → host: " + std::to_string(count) + " positions sent, " +
+                std::to_string(arrived) + " arrived, " +
+                std::to_string(count - static_cast<int>(arrived)) +
+                " merged by the rate limit; last positions missing: " + std::to_string(missing)};
+}
+
+}  // namespace bench

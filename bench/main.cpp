@@ -1,0 +1,158 @@
+// ctlbench: plays the control board, the host and the platform around an unmodified ctlbridge.
+#include <getopt.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "controller.h"
+#include "platform.h"
+#include "runner.h"
+#include "scenario.h"
+#include "transcript.h"
+
+namespace bench {
+namespace {
+
+constexpr int GOOD = 0;
+constexpr int FAILED = 1;
+constexpr int MISUSED = 2;
+
+constexpr const char* USAGE =
+    "usage: ctlbench play FILE.scn... [OPTION...] [-- DAEMON_OPTION...]\n"
+    "\n"
+    "Plays scenarios on a virtual controller and prints what crosses the bridge.\n"
+    "\n"
+    "  --daemon PATH      the ctlbridge to run (default: the one built with this program)\n"
+    "  --resources DIR    its resources, for scenarios that name none of their own\n"
+    "  --emulator PATH    a program that runs the daemon, for another machine's binary\n"
+    "  --no-traffic       leave the changes of the traffic light out\n"
+    "  --quiet            print failures and results only\n"
+    "  --help             print this text\n"
+    "\n"
+    "Exit status: 0 if every expectation held, 1 if not, 2 if a file or option is bad.\n";
+
+struct Options {
+    WorldConfig world;
+    Hidden hidden;
+    bool quiet = false;
+    std::vector<std::string> files;
+};
+
+int misused(const std::string& problem) {
+    std::fprintf(stderr, "ctlbench: %s\n\n%s", problem.c_str(), USAGE);
+    return MISUSED;
+}
+
+// Fills `options`; returns the exit status if the program is to end at once.
+std::optional<int> read_options(std::vector<char*> arguments, Options& options) {
+    static constexpr option LONG[] = {{"daemon", required_argument, nullptr, 'd'},
+                                      {"resources", required_argument, nullptr, 'r'},
+                                      {"emulator", required_argument, nullptr, 'e'},
+                                      {"no-traffic", no_argument, nullptr, 't'},
+                                      {"quiet", no_argument, nullptr, 'q'},
+                                      {"help", no_argument, nullptr, 'h'},
+                                      {nullptr, 0, nullptr, 0}};
+    const auto is_end = [](const char* argument) { return std::string(argument) == "--"; };
+    const auto end = std::find_if(arguments.begin(), arguments.end(), is_end);
+    if (end != arguments.end()) {
+        options.world.options.assign(end + 1, arguments.end());
+        arguments.erase(end, arguments.end());
+    }
+    const int count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+    for (int letter; (letter = getopt_long(count, arguments.data(), "", LONG, nullptr)) != -1;) {
+        switch (letter) {
+            case 'd':
+                options.world.daemon = optarg;
+                break;
+            case 'r':
+                options.world.resources = optarg;
+                break;
+            case 'e':
+                options.world.emulator = optarg;
+                break;
+            case 't':
+                options.hidden.traffic_light = true;
+                break;
+            case 'q':
+                options.quiet = true;
+                break;
+            case 'h':
+                std::fputs(USAGE, stdout);
+                return GOOD;
+            default:
+                std::fprintf(stderr, "\n%s", USAGE);
+                return MISUSED;
+        }
+    }
+    options.files.assign(arguments.begin() + optind, arguments.begin() + count);
+    return std::nullopt;
+}
+
+int play(const std::string& file, const Options& options) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) {
+        std::fprintf(stderr, "ctlbench: cannot read %s\n", file.c_str());
+        return MISUSED;
+    }
+    const std::string text(std::istreambuf_iterator<char>(in), {});
+    Outcome outcome;
+    try {
+        const Scenario scenario = parse_scenario(file, text, options.world);
+        Controller controller(scenario.world);
+        Transcript transcript(controller.mapping(), options.hidden, options.quiet);
+        outcome = Runner(scenario, controller, transcript).play();
+    } catch (const ScenarioError& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return MISUSED;
+    } catch (const std::exception& error) {
+        outcome.failure = error.what();
+    }
+    if (!outcome.good) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "%s\n", outcome.failure.c_str());
+        std::printf("FAILED %s\n", file.c_str());
+        return FAILED;
+    }
+    std::printf("ok %s (%d expectations)\n", file.c_str(), outcome.expectations);
+    return GOOD;
+}
+
+int run(const std::vector<char*>& arguments) {
+    Options options;
+    options.world.daemon = CTLBENCH_DAEMON;
+    options.world.resources = CTLBENCH_RESOURCES;
+    if (const std::optional<int> status = read_options(arguments, options)) {
+        return *status;
+    }
+    if (options.files.empty() || options.files.front() != "play") {
+        return misused(options.files.empty() ? "what is it to do?"
+                                             : "unknown command " + options.files.front());
+    }
+    options.files.erase(options.files.begin());
+    if (options.files.empty()) {
+        return misused("play: no scenario given");
+    }
+    int status = GOOD;
+    for (const std::string& file : options.files) {
+        status = std::max(status, play(file, options));
+        std::fflush(stdout);
+    }
+    return status;
+}
+
+}  // namespace
+}  // namespace bench
+
+int main(int argc, char** argv) {
+    const int platform_status = bench::platform_main(argc, argv);
+    if (platform_status != -1) {
+        return platform_status;
+    }
+    return bench::run(std::vector<char*>(argv, argv + argc));
+}

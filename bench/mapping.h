@@ -1,0 +1,92 @@
+// The controls of the controller, as the mapping files describe them: which number the board, the
+// host and the daemon's two ways out use for each. Read here anew, without the daemon's own reader,
+// so that what the daemon sends can be checked against it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace bench {
+
+constexpr int CONTROL_COUNT = 85;      // configuration indices 0 to 84
+constexpr int LAST_BUTTON_INDEX = 71;  // above it: lights and meters, that send nothing
+constexpr int FIRST_LIGHT_INDEX = 21;
+constexpr int FORGET_INDEX = 81;  // a note for this light makes the daemon forget its host side
+
+enum class Kind { Pot, Platter, Partner, Encoder, Button, Light, Meter, Spare };
+
+struct Control {
+    int index = 0;
+    Kind kind = Kind::Pot;
+    std::string name;      // "unmapped_N" for a control that the mapping does not name
+    bool mapped = false;   // a line of the mapping names it
+    int board_sends = -1;  // controller or note number in the board's reports; -1: it sends none
+    int host_sees = -1;    // number of those reports at the host
+    int host_sends = -1;   // number by which the host drives its light or meter; -1: it has none
+    int board_sees = -1;   // number of those commands at the board
+    int control_type = 0;  // 0 pot, 1 button, 2 light, 3 button with light, 4 meter
+    int data_type = 0;     // 0 absolute, 1 relative
+    int extra = 0;  // lights: not 0: a note-off turns it off; relative: 16 times the zoom number
+    int rate = 2;   // fewest scans between two messages of a pot
+
+    bool sends_notes() const { return kind == Kind::Button; }
+    bool sends_position() const { return kind == Kind::Pot; }
+    bool sends_steps() const;
+    // A pot that the host does not get as steps.
+    bool host_sees_position() const { return sends_position() && data_type == 0; }
+    // The board gets its commands as notes; everything else goes there as control changes.
+    bool is_note_light() const { return control_type == 2 || control_type == 3; }
+    // Units of movement that make one step at the host.
+    int units_per_step() const;
+};
+
+// The text of a file of the resources directory, nothing if it is missing.
+using ReadFile = std::function<std::optional<std::string>(const std::string& name)>;
+
+class Mapping {
+  public:
+    // All controls under their default numbers.
+    Mapping();
+
+    // Applies the lines of a base mapping. Numbers of lines that do not hold their eight fields are
+    // added to bad_lines(); such lines change nothing.
+    void apply_base(std::string_view text);
+    // Applies the lines of a preset; names are looked up in the base mapping as grep -i finds them.
+    void apply_preset(std::string_view preset, std::string_view base);
+
+    const std::array<Control, CONTROL_COUNT>& controls() const { return controls_; }
+    const Control& at(int index) const { return controls_.at(static_cast<std::size_t>(index)); }
+    const std::vector<int>& bad_lines() const { return bad_lines_; }
+
+    // All look-ups: null when there is none. `status` is a status byte of any channel.
+    const Control* find(std::string_view name) const;
+    const Control* sent_by_board(std::uint8_t status, int number) const;
+    const Control* seen_by_host(std::uint8_t status, int number) const;
+    const Control* sent_by_host(std::uint8_t status, int number) const;
+    const Control* seen_by_board(std::uint8_t status, int number) const;
+
+  private:
+    void apply_numbers(Control& control, int board_number, int host_number);
+
+    std::array<Control, CONTROL_COUNT> controls_;
+    std::vector<int> bad_lines_;
+};
+
+// What the daemon makes of a resources directory.
+struct Setup {
+    Mapping mapping;
+    int channel = 0;  // 0 to 15; -1: none is set, host messages are dropped
+};
+
+// Reads base mapping, settings and preset. `options` is the daemon's command line: -m wins.
+Setup read_setup(const ReadFile& read, const std::vector<std::string>& options);
+
+// The value of a key of the settings file: of the first line that holds the key anywhere.
+std::string setting(std::string_view settings, std::string_view key);
+
+}  // namespace bench
