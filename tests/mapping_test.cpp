@@ -1,0 +1,110 @@
+#include "mapping.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "host.h"
+
+namespace bench {
+namespace {
+
+int index_of(const Control* control) {
+    return control == nullptr ? -1 : control->index;
+}
+
+TEST(Mapping, DefaultNumbers) {
+    const Mapping mapping;
+    const struct {
+        int index, board_sends, host_sees, host_sends;
+    } cases[] = {{0, 0x00, 0, -1},  {17, 0x11, 17, -1}, {18, 0x40, 18, -1}, {20, 0x42, 20, -1},
+                 {21, 0x01, 1, 1},  {64, 0x2C, 44, 44}, {65, 0x40, 64, 64}, {70, 0x45, 69, 69},
+                 {71, 0x46, 70, 0}, {72, -1, -1, 0},    {83, -1, -1, 0}};
+    for (const auto& [index, board_sends, host_sees, host_sends] : cases) {
+        const Control& control = mapping.at(index);
+        EXPECT_EQ(control.board_sends, board_sends) << index;
+        EXPECT_EQ(control.host_sees, host_sees) << index;
+        EXPECT_EQ(control.host_sends, host_sends) << index;
+        EXPECT_EQ(control.board_sees, host_sends) << index;
+    }
+    EXPECT_EQ(index_of(mapping.sent_by_host(0x90, 0)), 71);    // the lowest of those with number 0
+    EXPECT_EQ(index_of(mapping.seen_by_board(0xB0, 64)), 65);  // untyped lights: control changes
+    EXPECT_EQ(index_of(mapping.seen_by_board(0x90, 64)), -1);
+}
+
+TEST(Mapping, LinesOfTheBaseMapping) {
+    Mapping mapping;
+    mapping.apply_base(
+        "# 5 5 5 0 0 0 2 COMMENT\r\n"
+        " 5 5 5 0 0 0 2 COMMENT_TOO\n"
+        "\r\n"
+        "0 0 7 0 0 0 2 VOLUME_A\r\n"
+        "\t12 12 19 0 1 0x30 2 BAD\n"
+        "21 99 60 3 0 1 300 PLAY_A trailing words\n"
+        "21 -1 61 0 0 0 0 PLAY_A\n"
+        "22 2 62 3 0 1 SHORT\n"
+        "85 2 62 3 0 1 2 BEYOND\n"
+        "82 80 28 4 0 0 200 METER_A\n"
+        "14 14 -1 0 1 240 0 LAST");
+    EXPECT_EQ(mapping.bad_lines(), (std::vector<int>{5, 8, 9}));
+    EXPECT_EQ(mapping.find("COMMENT"), nullptr);
+    EXPECT_EQ(index_of(mapping.seen_by_host(0xB5, 7)), 0);
+    EXPECT_EQ(index_of(mapping.sent_by_board(0x90, 1)),
+              21);  // whatever board number the line gives
+    const Control& play = *mapping.find("PLAY_A");
+    EXPECT_EQ(play.host_sees, 61);
+    EXPECT_EQ(play.host_sends, 61);
+    EXPECT_EQ(play.board_sees, 99);
+    EXPECT_EQ(play.rate, 44);
+    EXPECT_EQ(index_of(mapping.seen_by_board(0x90, 99)), 21);
+    EXPECT_EQ(index_of(mapping.sent_by_host(0xB0, 28)), 82);
+    EXPECT_EQ(index_of(mapping.sent_by_host(0x90, 28)), 48);  // a default number, as a note
+    EXPECT_EQ(mapping.find("LAST")->host_sees, 255);
+    EXPECT_EQ(mapping.find("LAST")->units_per_step(), 80);
+}
+
+Setup setup_of(const std::map<std::string, std::string>& files,
+               const std::vector<std::string>& options = {}) {
+    return read_setup(
+        [&](const std::string& name) {
+            const auto file = files.find(name);
+            return file == files.end() ? std::nullopt : std::optional(file->second);
+        },
+        options);
+}
+
+TEST(Setup, PresetAndChannel) {
+    const std::map<std::string, std::string> files = {
+        {"orvik.midictl.cfg",
+         "# no name here but HIDDEN\n30 1 30 1 0 0 2 PLAY_AB\n21 1 60 1 0 0 2 PLAY_A\n"
+         "22 2 61 1 0 0 2 HIDDEN\n23 3 62 1 0 0 2 SYNC\n"},
+        {"orvik.sys.cfg", "MIDI_CHANNEL=259=4\r\nmidi_preset=0\n"},
+        {"orvik.midictl.cfg0.txt", "play_a 99\nHIDDEN 98\nNOWHERE 97\nSYNC 96\r\n"}};
+    const auto setup = setup_of(files);
+    EXPECT_EQ(setup.channel, 3);
+    EXPECT_EQ(setup.mapping.at(30).host_sees, 99);  // the first line that holds the name
+    EXPECT_EQ(setup.mapping.at(21).host_sees, 60);
+    EXPECT_EQ(setup.mapping.at(0).host_sees, 98);  // a comment's line has no index
+    EXPECT_EQ(setup.mapping.at(23).host_sends, 96);
+    std::map<std::string, std::string> refused = files;
+    refused["orvik.midictl.cfg0.txt"] = "SYNC 96\nSYNC 97 98\n";
+    EXPECT_EQ(setup_of(refused).mapping.at(23).host_sees, 62);
+    EXPECT_EQ(setup_of(files, {"-m", "16"}).channel, 3);
+    EXPECT_EQ(setup_of(files, {"-d", "20", "-m5"}).channel, 5);
+    EXPECT_EQ(setup_of({{"orvik.sys.cfg", "midi_channel=20\n"}}).channel, -1);
+    EXPECT_EQ(setup_of({}).channel, 0);
+}
+
+TEST(Host, DrivesLightsAndMeters) {
+    Mapping mapping;
+    mapping.apply_base("21 1 60 3 0 1 2 PLAY_A\n82 80 28 4 0 0 2 METER_A\n0 0 7 0 0 0 2 VOLUME\n");
+    const Host host(mapping, 2);
+    EXPECT_EQ(hex(host.light(*mapping.find("PLAY_A"), 5)), "92 3c 05");
+    EXPECT_EQ(hex(host.dark(*mapping.find("PLAY_A"))), "82 3c 00");
+    EXPECT_EQ(hex(host.meter(*mapping.find("METER_A"), 100)), "b2 1c 64");
+    EXPECT_TRUE(host.light(*mapping.find("METER_A"), 1).empty());
+    EXPECT_TRUE(host.light(*mapping.find("VOLUME"), 1).empty());
+}
+
+}  // namespace
+}  // namespace bench
