@@ -188,13 +188,15 @@ bool Controller::read_text(int fd, End end) {
         return false;
     }
     if (end == End::Console) {
-        add({.end = end, .bytes = Bytes(data.data(), data.data() + size), .text = {}});
+        const Bytes written(data.data(), data.data() + size);
+        screen_.write(written);
+        add({.end = end, .bytes = written});
         return true;
     }
     log_rest_.append(data.data(), static_cast<std::size_t>(size));
     for (std::size_t eol = log_rest_.find('\n'); eol != std::string::npos;
          eol = log_rest_.find('\n')) {
-        add({.end = end, .bytes = {}, .text = log_rest_.substr(0, eol)});
+        add({.end = end, .text = log_rest_.substr(0, eol)});
         log_rest_.erase(0, eol + 1);
     }
     return true;
@@ -216,7 +218,7 @@ void Controller::read_platform() {
     while (read_text(world_->console_fd(), End::Console)) {
     }
     if (std::optional<std::string> call = world_->next_platform_call()) {
-        add({.end = End::Platform, .bytes = {}, .text = std::move(*call)});
+        add({.end = End::Platform, .text = std::move(*call)});
         world_->answer_platform();
     }
 }
@@ -229,10 +231,10 @@ void Controller::notice_exit() {
     read_platform();
     read_line(End::Host);
     if (!log_rest_.empty()) {
-        add({.end = End::Log, .bytes = {}, .text = std::move(log_rest_)});
+        add({.end = End::Log, .text = std::move(log_rest_)});
     }
     exit_status_ = status;
-    add({.end = End::Daemon, .bytes = {}, .text = "exit status " + std::to_string(*status)});
+    add({.end = End::Daemon, .text = "exit status " + std::to_string(*status)});
 }
 
 bool Controller::send(End end, const Bytes& bytes) {
@@ -255,7 +257,7 @@ bool Controller::send(End end, const std::vector<Bytes>& messages) {
             if (end == End::Board) {
                 board_.sent(part);
             }
-            add({.end = end, .to_daemon = true, .bytes = std::move(part), .text = {}});
+            add({.end = end, .to_daemon = true, .bytes = std::move(part)});
         }
     }
     write_line(end);
@@ -285,7 +287,6 @@ void Controller::hang_up(Link link) {
     world_->hang_up(link);
     line(end) = Line();
     add({.end = End::Daemon,
-         .bytes = {},
          .text = link == Link::Serial ? "serial line pulled" : "MIDI device pulled"});
 }
 

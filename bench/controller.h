@@ -11,6 +11,7 @@
 #include "board.h"
 #include "host.h"
 #include "mapping.h"
+#include "screen.h"
 #include "wire.h"
 #include "world.h"
 
@@ -25,8 +26,8 @@ struct Event {
     milliseconds at{};  // since the start of the world
     End end = End::Log;
     bool to_daemon = false;  // board and host: sent towards the daemon, else come from it
-    Bytes bytes;             // board and host: one message; console: what was written
-    std::string text;        // platform: the call; log: the line; board: what bytes do not tell
+    Bytes bytes = {};        // board and host: one message; console: what was written
+    std::string text = {};   // platform: the call; log: the line; board: what bytes do not tell
     int control = -1;        // configuration index of the control it is about
 };
 
@@ -61,6 +62,7 @@ class Controller {
     const Setup& setup() const { return setup_; }
     Board& board() { return board_; }
     Host& host() { return host_; }
+    const Screen& screen() const { return screen_; }
     milliseconds now() const;
 
   private:
@@ -79,6 +81,7 @@ class Controller {
     Setup setup_;
     Board board_;
     Host host_;
+    Screen screen_;
     std::unique_ptr<World> world_;
     std::unique_ptr<Line> serial_, midi_;
     std::unique_ptr<OpenWatch> midi_opened_;

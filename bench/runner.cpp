@@ -61,10 +61,13 @@ constexpr Runner::Action Runner::ACTIONS[] = {
     {Verb::UntilCall, &Runner::until_text, false},
     {Verb::RefuseCall, &Runner::refuse_text, false},
     {Verb::ExpectLog, &Runner::until_text, false},
+    {Verb::FindLog, &Runner::find_text, false},
     {Verb::RefuseLog, &Runner::refuse_text, false},
     {Verb::Wait, &Runner::wait, false},
     {Verb::HangUp, &Runner::hang_up, true},
     {Verb::ExpectExit, &Runner::expect_exit, false},
+    {Verb::ExpectScreen, &Runner::expect_screen, false},
+    {Verb::ShowScreen, &Runner::show_screen, false},
     {Verb::Random, &Runner::load, true},
     {Verb::Flood, &Runner::load, true},
     {Verb::FloodPots, &Runner::load, true},
@@ -177,7 +180,8 @@ void Runner::drop(const Step& step) {
 }
 
 End Runner::text_end(const Step& step) {
-    const bool log = step.verb == Verb::ExpectLog || step.verb == Verb::RefuseLog;
+    const bool log =
+        step.verb == Verb::ExpectLog || step.verb == Verb::FindLog || step.verb == Verb::RefuseLog;
     return log ? End::Log : End::Platform;
 }
 
@@ -204,6 +208,11 @@ void Runner::until_text(const Step& step) {
                   std::to_string(step.time.count()) + " ms"};
 }
 
+void Runner::find_text(const Step& step) {
+    next_[slot(text_end(step))] = 0;
+    until_text(step);
+}
+
 void Runner::refuse_text(const Step& step) {
     refusals_.push_back(&step);
     refuse_again();
@@ -222,10 +231,7 @@ void Runner::refuse_again() const {
 }
 
 void Runner::wait(const Step& step) {
-    const milliseconds deadline = controller_.now() + step.time;
-    while (controller_.now() < deadline) {
-        pump(std::min(TICK, deadline - controller_.now()));
-    }
+    pass_time(step.time);
 }
 
 void Runner::hang_up(const Step& step) {
@@ -244,6 +250,34 @@ void Runner::expect_exit(const Step& step) {
                       (status ? "exit status " + std::to_string(*status) : "no end")};
     }
     ++expectations_;
+}
+
+void Runner::expect_screen(const Step& step) {
+    const Screen& screen = controller_.screen();
+    const int length = static_cast<int>(step.words.size());
+    const milliseconds deadline = controller_.now() + step.time;
+    for (;;) {
+        const std::string text = screen.text(step.row, step.column, length);
+        const std::string color = Screen::colors(screen.at(step.row, step.column));
+        if (text == step.words && (step.color.empty() || color == step.color)) {
+            ++expectations_;
+            return;
+        }
+        if (controller_.now() >= deadline || controller_.exit_status()) {
+            throw Failure{"expected  \"" + step.words + "\" " + step.color + "\n  came      \"" +
+                          text + "\" " + color};
+        }
+        pump(TICK);
+    }
+}
+
+void Runner::show_screen(const Step&) {
+    const std::string edge = "      +" + std::string(SCREEN_COLUMNS, '-') + "+";
+    transcript_.note(edge);
+    for (int row = 1; row <= SCREEN_ROWS; ++row) {
+        transcript_.note("      |" + controller_.screen().text(row, 1, SCREEN_COLUMNS) + "|");
+    }
+    transcript_.note(edge);
 }
 
 void Runner::load(const Step& step) {
@@ -283,6 +317,13 @@ void Runner::pump(milliseconds timeout) {
     look_into_log();
 }
 
+void Runner::pass_time(milliseconds time) {
+    const milliseconds deadline = controller_.now() + time;
+    while (controller_.now() < deadline) {
+        pump(std::min(TICK, deadline - controller_.now()));
+    }
+}
+
 void Runner::look_into_log() {
     const std::vector<Event>& events = controller_.events();
     for (; log_looked_ < events.size(); ++log_looked_) {
@@ -302,6 +343,9 @@ void Runner::look_into_log() {
 }
 
 void Runner::await_ready() {
+    if (is_ready_) {
+        return;
+    }
     const milliseconds deadline = controller_.now() + START_PATIENCE;
     while (!is_ready_ && !controller_.exit_status()) {
         pump(TICK);
@@ -310,6 +354,8 @@ void Runner::await_ready() {
             throw Failure{"the daemon has not opened its devices within a minute"};
         }
     }
+    // What the daemon told the board before that belongs to its start.
+    next_[slot(End::Board)] = controller_.events().size();
 }
 
 // The first event at this end that no step has taken yet; null if there is none so far.
@@ -351,9 +397,10 @@ void Runner::take(const Event& event) {
 
 void Runner::finish() {
     if (!controller_.exit_status()) {
-        wait({.text = {}, .messages = {}, .pattern = {}, .words = {}, .time = SETTLING});
+        pass_time(SETTLING);
     }
     refuse_again();
+    dropped_[slot(End::Board)] |= !is_ready_;  // the daemon's start, if nothing else was asked for
     for (const End end : {End::Board, End::Host}) {
         const Event* const left = dropped_[slot(end)] ? nullptr : next_event(end);
         if (left != nullptr) {

@@ -40,15 +40,19 @@ class Runner {
     void drop(const Step& step);
     void expect_text(const Step& step);
     void until_text(const Step& step);
+    void find_text(const Step& step);
     void refuse_text(const Step& step);
     void wait(const Step& step);
     void hang_up(const Step& step);
     void expect_exit(const Step& step);
+    void expect_screen(const Step& step);
+    void show_screen(const Step& step);
     void load(const Step& step);
     void watch(const Step& step);
 
     void expect_message(End end, const Pattern& pattern, milliseconds patience);
     void pump(milliseconds timeout);
+    void pass_time(milliseconds time);
     void await_ready();
     void finish();
     const Event* next_event(End end);

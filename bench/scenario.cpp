@@ -15,7 +15,9 @@ constexpr milliseconds EXIT_PATIENCE(20000);
 constexpr int MAX_TIME = 600000;
 constexpr std::string_view INDENT = "    ";
 
-struct NotAsExpected {};
+struct NotAsExpected {
+    std::string why;
+};
 
 std::string trimmed(std::string_view text) {
     const std::size_t from = std::min(text.find_first_not_of(" \t\r"), text.size());
@@ -26,7 +28,7 @@ std::string trimmed(std::string_view text) {
 // The words of one line, taken from the front. What is not as expected is thrown.
 class Words {
   public:
-    explicit Words(const std::string& line) : line_(line), rest_(line) {}
+    explicit Words(const std::string& line) : rest_(line) {}
 
     bool more() const { return !rest_.empty(); }
     std::string word() {
@@ -66,6 +68,16 @@ class Words {
         }
         return std::exchange(rest_, "");
     }
+    // What stands between the double quote that comes next and the last one.
+    std::string quoted() {
+        const std::size_t end = rest_.rfind('"');
+        if (rest_.empty() || rest_[0] != '"' || end == 0) {
+            throw NotAsExpected();
+        }
+        const std::string inside = rest_.substr(1, end - 1);
+        rest_ = trimmed(std::string_view(rest_).substr(end + 1));
+        return inside;
+    }
     const std::string& rest() const { return rest_; }
 
   private:
@@ -78,7 +90,7 @@ class Words {
         return static_cast<int>(value);
     }
 
-    std::string line_, rest_;
+    std::string rest_;
 };
 
 Pattern exactly(const Bytes& message) {
@@ -165,12 +177,22 @@ class StepReader {
     void until_call(Words& words, Step& step) { take_text(Verb::UntilCall, words, step); }
     void refuse_call(Words& words, Step& step) { take_text(Verb::RefuseCall, words, step); }
     void expect_log(Words& words, Step& step) { take_text(Verb::ExpectLog, words, step); }
+    void find_log(Words& words, Step& step) { take_text(Verb::FindLog, words, step); }
     void refuse_log(Words& words, Step& step) { take_text(Verb::RefuseLog, words, step); }
     void expect_exit(Words& words, Step& step) {
         step.verb = Verb::ExpectExit;
         step.time = patience(words, EXIT_PATIENCE);
         step.number = words.number(0, 255);
     }
+    void expect_screen(Words& words, Step& step) {
+        step.verb = Verb::ExpectScreen;
+        step.time = patience(words, PATIENCE);
+        step.row = words.number(1, SCREEN_ROWS);
+        step.column = words.number(1, SCREEN_COLUMNS);
+        step.words = words.quoted();
+        step.color = words.more() ? words.text() : "";
+    }
+    void show_screen(Words&, Step& step) { step.verb = Verb::ShowScreen; }
     void wait(Words& words, Step& step) {
         step.verb = Verb::Wait;
         step.time = milliseconds(words.number(1, MAX_TIME));
@@ -191,9 +213,10 @@ class StepReader {
 
   private:
     const Control& control(Words& words) const {
-        const Control* const found = mapping_.find(words.word());
+        const std::string name = words.word();
+        const Control* const found = mapping_.find(name);
         if (found == nullptr) {
-            throw NotAsExpected();
+            throw NotAsExpected{"; no control is called " + name};
         }
         return *found;
     }
@@ -310,7 +333,10 @@ constexpr StepForm STEPS[] = {
     {"call ", "until", &StepReader::until_call, "TEXT [within MS]"},
     {"call ", "refuse", &StepReader::refuse_call, "TEXT"},
     {"log ", "expect", &StepReader::expect_log, "TEXT [within MS]"},
+    {"log ", "find", &StepReader::find_log, "TEXT [within MS]"},
     {"log ", "refuse", &StepReader::refuse_log, "TEXT"},
+    {"screen ", "expect", &StepReader::expect_screen, "ROW COLUMN \"TEXT\" [COLOR] [within MS]"},
+    {"screen ", "show", &StepReader::show_screen, ""},
     {"exit ", "expect", &StepReader::expect_exit, "STATUS [within MS]"},
     {"wait ", nullptr, &StepReader::wait, "MS"},
     {"hang ", "up", &StepReader::hang_up, "serial | midi"},
@@ -485,17 +511,18 @@ void FileReader::read_step(StepReader& reader, Step& step) {
     const StepForm* const form = find_form(subject, words);
     if (form == nullptr) {
         const std::string verbs = verbs_of(subject);
-        fail(verbs.empty() ? "a step: board, host, both, call, log, exit, wait, hang up, watch"
-                           : verbs);
+        fail(verbs.empty()
+                 ? "a step: board, host, both, call, log, screen, exit, wait, hang up, watch"
+                 : verbs);
     }
     try {
         (reader.*form->read)(words, step);
         if (words.more()) {
             throw NotAsExpected();
         }
-    } catch (const NotAsExpected&) {
+    } catch (const NotAsExpected& error) {
         fail(subject + " " + (form->verb == nullptr ? "" : std::string(form->verb) + " ") +
-             form->rest);
+             form->rest + error.why);
     }
 }
 

@@ -31,10 +31,13 @@ enum class Verb {
     UntilCall,
     RefuseCall,
     ExpectLog,
+    FindLog,
     RefuseLog,
     Wait,
     HangUp,
     ExpectExit,
+    ExpectScreen,
+    ShowScreen,
     Random,
     Flood,
     FloodPots,
@@ -44,16 +47,18 @@ enum class Verb {
 
 struct Step {
     int line = 0;
-    std::string text;  // as it stands in the file
+    std::string text = {};  // as it stands in the file
     Verb verb = Verb::Wait;
     End end = End::Host;
-    bool both = false;            // load from both ends
-    std::vector<Bytes> messages;  // to send
-    Pattern pattern;
-    std::string words;  // call, log text, heading
+    bool both = false;                 // load from both ends
+    std::vector<Bytes> messages = {};  // to send
+    Pattern pattern = {};
+    std::string words = {};  // call, log text, heading
     milliseconds time{};
     int number = 0;  // messages of a flood, seed, exit status
     Link link = Link::Serial;
+    int row = 0, column = 0;  // of the screen, from 1
+    std::string color{};      // in words; empty: any
 };
 
 struct Scenario {

@@ -1,5 +1,6 @@
 #include "config.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdlib>
@@ -47,8 +48,9 @@ void read_line(FILE* fp, char (&line)[CFG_LINE_LEN]) {
 
 bool is_number(const char* text) {
     char* end;
+    errno = 0;  // long is no wider than int on the controller: only ERANGE tells
     const long value = strtol(text, &end, 10);
-    return *end == '\0' && value >= INT_MIN && value <= INT_MAX;
+    return *end == '\0' && errno == 0 && value >= INT_MIN && value <= INT_MAX;
 }
 
 // The number of the line that ends where the file stands, counted anew: only messages need it.

@@ -1,8 +1,120 @@
 #include "softlabel.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "config.h"
+#include "debug.h"
+#include "target_cfg.h"
+#include "utility.h"
+
+t_labellist colorList[MAX_LIST_NUM];
+int total_color_list = 0;
+t_soft_label soft_label_array[MAX_TOTAL_SOFT_LABELS];
+int total_soft_label = 0;
+int total_valid_soft_label = 0;
+int soft_label_ctl = 0;
+const char* const color_list_cfg = CFG_RESOURCES "orvik.color.cfg";
+const char* const soft_label_cfg = CFG_RESOURCES "orvik.softlabelpos.cfg";
+const char* const soft_label_customize_cfg = CFG_RESOURCES "orvik.miditxt.cfg0.txt.ok";
+
 namespace {
 
-int soft_label_ctl = 0;
+constexpr int CMD_LEN = 256;
+constexpr int READ_TEXT_SIZE = 64;  // key and label text of a customisation line as read
+constexpr useconds_t XFBDEV_WAIT_US = 1000000;
+constexpr byte FULL_VELOCITY = 127;
+
+constexpr const char* COLOR_CODE_ARRAY[7] = {
+    "\\033[0m",    "\\033[2;31m", "\\033[1;31m", "\\033[1;30m",
+    "\\033[2;31m", "\\033[7;30m", "\\033[8;31m",
+};
+
+constexpr cfg_form COLOR_FORM = {"dss", "index (0 to 255), escape sequence, colour name"};
+constexpr cfg_form POSITION_FORM = {"dds", "row, column, key name"};
+constexpr cfg_form CUSTOM_FORM = {"ssdss",
+                                  "key name, label text, note number, on colour, off colour"};
+
+struct list_kind {
+    int type;
+    const char* const* file_name;
+    int (*add_item)(FILE*);
+};
+constexpr list_kind LIST_KINDS[] = {
+    {TYPE_COLOR_LIST, &color_list_cfg, color_list_add_item},
+    {TYPE_SOFT_LABEL, &soft_label_cfg, soft_label_add_item},
+    {TYPE_SOFT_LABEL_CUSTOMIZED, &soft_label_customize_cfg, customize_soft_label},
+};
+
+const list_kind* find_list_kind(int list_type) {
+    for (const list_kind& kind : LIST_KINDS) {
+        if (kind.type == list_type) {
+            return &kind;
+        }
+    }
+    return nullptr;
+}
+
+// Reads the fields of one line: their number, 0 for a refused line, -1 at the end of the file.
+int read_item(FILE* fp, const char* file_name, const cfg_form& form, cfg_fields* fields) {
+    const int c = fgetc(fp);
+    if (c == EOF) {
+        return -1;
+    }
+    ungetc(c, fp);
+    return cfg_read_fields(fp, file_name, form, fields) ? static_cast<int>(strlen(form.kinds)) : 0;
+}
+
+// Copies a field, cut to the room it has.
+template <size_t size>
+void copy_text(char (&to)[size], const char* from, FILE* fp, const char* file_name) {
+    if (strlen(from) >= size) {
+        cfg_report_line(fp, file_name, "text \"%s\" cut to %d characters", from,
+                        static_cast<int>(size - 1));
+    }
+    snprintf(to, size, "%s", from);
+}
+
+// The sequence goes into a shell command between double quotes, with a text behind it.
+bool is_safe_sequence(const char* sequence) {
+    const size_t len = strlen(sequence);
+    return strpbrk(sequence, "\"$`") == nullptr && sequence[len - 1] != '\\';
+}
+
+// Writes a text so that `echo -e` between double quotes prints it character by character. Longer
+// texts than a label's are cut.
+void escape_text(const char* text, char* escaped) {
+    for (int i = 0; i < MAX_LABEL_LEN && text[i] != '\0'; ++i) {
+        if (text[i] == '\\') {
+            memcpy(escaped, "\\\\\\", 3);  // the shell halves them, echo halves them again
+            escaped += 3;
+        } else if (strchr("\"$`", text[i]) != nullptr) {
+            *escaped++ = '\\';
+        }
+        *escaped++ = text[i];
+    }
+    *escaped = '\0';
+}
+
+constexpr int ESCAPED_LABEL_SIZE = 4 * MAX_LABEL_LEN + 1;
+
+int check_buf[64];  // the line that Check_Xfbdev() remembers; first word 0: none
+constexpr int CHECK_LINE_SIZE = 32;
+
+void show_splash() {
+    char resources[PATH_MAX];
+    if (realpath(CFG_RESOURCES, resources) == nullptr) {
+        return;
+    }
+    char command[PATH_MAX + CMD_LEN];
+    snprintf(command, sizeof command, "fbsplash -s %s/%s", resources,
+             total_valid_soft_label != 0 ? "orv_midi_screen.ppm" : "orv_midi_screen_wide.ppm");
+    utl_run(command);
+}
 
 }  // namespace
 
@@ -14,11 +126,292 @@ bool soft_label_enabled() {
     return soft_label_ctl != 0;
 }
 
-void soft_label_init() {
-    set_soft_label_ctl(1);
+// --- Lists ---
+
+void list_init(int list_type) {
+    FILE* const fp = open_list_cfg(list_type);
+    if (fp == nullptr) {
+        return;
+    }
+    for (int result = 0; result >= 0;) {
+        const byte line_class = sl_cfg_invalid_line(fp, list_type);
+        if (line_class == CFG_LINE_END) {
+            break;
+        }
+        if (line_class == CFG_LINE_DATA) {
+            result = list_add_item(list_type, fp);
+        }
+    }
+    fclose(fp);
 }
 
-int sl_check_midi_input([[maybe_unused]] byte b0, [[maybe_unused]] byte b1,
-                        [[maybe_unused]] byte b2) {
-    return 0;
+FILE* open_list_cfg(int list_type) {
+    const list_kind* const kind = find_list_kind(list_type);
+    return kind != nullptr ? fopen(*kind->file_name, "r") : nullptr;
+}
+
+byte sl_cfg_invalid_line(FILE* fp, [[maybe_unused]] int list_type) {
+    return cfg_invalid_line(fp);
+}
+
+int list_add_item(int list_type, FILE* p_scan) {
+    const list_kind* const kind = find_list_kind(list_type);
+    return kind != nullptr ? kind->add_item(p_scan) : -1;
+}
+
+int color_list_add_item(FILE* pfp) {
+    cfg_fields line;
+    const int count = read_item(pfp, color_list_cfg, COLOR_FORM, &line);
+    if (count <= 0) {
+        return count;
+    }
+    const int idx = atoi(line.field[0]);
+    if (idx < 0 || idx >= MAX_LIST_NUM) {
+        cfg_refuse_line(pfp, color_list_cfg, COLOR_FORM.expected);
+        return 0;
+    }
+    if (!is_safe_sequence(line.field[1])) {
+        cfg_refuse_line(pfp, color_list_cfg,
+                        "an escape sequence without quote, dollar, backquote or final backslash");
+        return 0;
+    }
+    t_labellist& entry = colorList[idx];
+    entry.idx = idx;
+    copy_text(entry.label_name, line.field[1], pfp, color_list_cfg);
+    copy_text(entry.key_name, line.field[2], pfp, color_list_cfg);
+    ++total_color_list;
+    return count;
+}
+
+int soft_label_add_item(FILE* p_fp) {
+    cfg_fields line;
+    const int count = read_item(p_fp, soft_label_cfg, POSITION_FORM, &line);
+    if (count <= 0) {
+        return count;
+    }
+    if (total_soft_label >= MAX_TOTAL_SOFT_LABELS) {
+        cfg_refuse_line(p_fp, soft_label_cfg, "at most 24 positions");
+        return 0;
+    }
+    t_soft_label& entry = soft_label_array[total_soft_label];
+    entry = {};
+    entry.cc = INVALID_CC;
+    entry.x_pos = atoi(line.field[0]);
+    entry.y_pos = atoi(line.field[1]);
+    copy_text(entry.key_name, line.field[2], p_fp, soft_label_cfg);
+    dbg_pmesg(DBG_GREEN, "read %s\n", entry.key_name);
+    dbg_pmesg(DBG_RED, "have key %s in x:%d y:%d \n", entry.key_name, entry.x_pos, entry.y_pos);
+    ++total_soft_label;
+    return count;
+}
+
+int customize_soft_label(FILE* p_scan) {
+    cfg_fields line;
+    const int count = read_item(p_scan, soft_label_customize_cfg, CUSTOM_FORM, &line);
+    if (count <= 0) {
+        return count;
+    }
+    char key_name[READ_TEXT_SIZE];
+    char text[READ_TEXT_SIZE];
+    char on_color[LABEL_TEXT_SIZE];
+    char off_color[LABEL_TEXT_SIZE];
+    copy_text(key_name, line.field[0], p_scan, soft_label_customize_cfg);
+    copy_text(text, line.field[1], p_scan, soft_label_customize_cfg);
+    copy_text(on_color, line.field[3], p_scan, soft_label_customize_cfg);
+    copy_text(off_color, line.field[4], p_scan, soft_label_customize_cfg);
+    const int idx = idx_keyname_in_soft_label_array(key_name);
+    if (idx < 0) {
+        dbg_pmesg(DBG_RED, "invalid key_name %s \n", key_name);
+        return 0;
+    }
+    t_soft_label& entry = soft_label_array[idx];
+    entry.cc = static_cast<u8>(atoi(line.field[2]));
+    snprintf(entry.label_name, sizeof entry.label_name, "%.31s", text);
+    reformat_label(entry.label_name);
+    entry.on_color_idx = idx_colorname_in_color_list(on_color);
+    entry.off_color_idx = idx_colorname_in_color_list(off_color);
+    ++total_valid_soft_label;
+    return count;
+}
+
+void reformat_label(char* name) {
+    if (strcmp(name, "NA") == 0) {
+        name[0] = '\0';
+    }
+    int len = 0;
+    while (len < MAX_LABEL_LEN && strchr("\r\n", name[len]) == nullptr) {  // stops at the null too
+        char& c = name[len++];
+        if (c == '_') {
+            c = ' ';
+        } else if (c >= 'a' && c <= 'z') {
+            c = static_cast<char>(c - 'a' + 'A');
+        }
+    }
+    memset(name + len, ' ', static_cast<size_t>(MAX_LABEL_LEN - len));
+    name[MAX_LABEL_LEN] = '\0';
+}
+
+int idx_keyname_in_soft_label_array(const char* key_name) {
+    for (int i = 0; i < total_soft_label; ++i) {
+        if (strcmp(soft_label_array[i].key_name, key_name) == 0) {
+            dbg_pmesg(DBG_RED, "key_name %s is in %d \n", key_name, i);
+            return i;
+        }
+    }
+    return -1;
+}
+
+int idx_colorname_in_color_list(const char* color_name) {
+    for (int i = 0; i < std::min(total_color_list, MAX_LIST_NUM); ++i) {
+        if (strcmp(colorList[i].key_name, color_name) == 0) {
+            dbg_pmesg(DBG_RED, "color_name %s is in %d \n", color_name, i);
+            return i;
+        }
+    }
+    return -1;
+}
+
+// --- Screen ---
+
+void soft_label_init() {
+    set_soft_label_ctl(1);
+    if (!soft_label_enabled()) {
+        return;
+    }
+    list_init(TYPE_COLOR_LIST);
+    list_init(TYPE_SOFT_LABEL);
+    apply_preset();
+    screen_init();
+    for (int i = 0; i < total_soft_label; ++i) {
+        sl_check_midi_input(NOTE_ON, soft_label_array[i].cc, 0);
+    }
+}
+
+void apply_preset() {
+    list_init(TYPE_SOFT_LABEL_CUSTOMIZED);
+}
+
+void screen_init() {
+    utl_run("killall mixhost");
+    utl_run("echo -ne '\\x90\\x00\\x05' > /dev/ttymxc1");
+    utl_run("killall Xfbdev");
+    check_buf_reset();
+    while (Check_Xfbdev()) {
+        utl_run("killall Xfbdev");
+        usleep(XFBDEV_WAIT_US);
+    }
+    utl_run("echo -ne '\\x90\\x00\\x00' > /dev/ttymxc1");
+    utl_run("fbset -depth 16");
+    printf("set up soft-label screen\n");
+    utl_run("echo -e \"\x1B[2J\" >/dev/tty0");
+    show_splash();
+}
+
+bool Check_Xfbdev() {
+    FILE* const list = popen("ps | grep Xfbdev", "r");
+    if (list == nullptr) {
+        return false;
+    }
+    char line[CHECK_LINE_SIZE];
+    bool present = fgets(line, sizeof line, list) != nullptr;
+    if (present) {
+        strchomp(line);
+        printf("Check Xfbdev get %s \n", line);
+        char* const remembered = reinterpret_cast<char*>(check_buf);
+        if (check_buf[0] == 0) {
+            strcpy(remembered, line);
+        }
+        present = strcmp(remembered, line) == 0;
+    }
+    pclose(list);
+    return present;
+}
+
+void check_buf_reset() {
+    check_buf[0] = 0;
+    check_buf[1] = 0;
+}
+
+void show_label(int idx, byte b2) {
+    char text[ESCAPED_LABEL_SIZE];
+    escape_text(label_name(idx), text);
+    char command[CMD_LEN] = {};
+    const int len = snprintf(command, sizeof command, "echo -ne \"\\033[%d;%dH%s%s%s\" > /dev/tty0",
+                             x_pos(idx), y_pos(idx), color(b2, idx), text, color_code(COLOR_OFF));
+    if (len >= CMD_LEN) {
+        dbg_pmesg(DBG_DEFAULT, "label %s not drawn: its command is longer than %d characters\n",
+                  soft_label_array[idx].key_name, CMD_LEN - 1);
+        return;
+    }
+    FILE* const shell = popen(command, "r");
+    dbg_pmesg(DBG_RED, "cmd %s \n", command);
+    if (shell == nullptr) {
+        abort();
+    }
+    pclose(shell);
+}
+
+const char* color(byte b2, int idx) {
+    const t_soft_label& label = soft_label_array[idx];
+    const int color_idx = b2 != 0 ? label.on_color_idx : label.off_color_idx;
+    return colorList[color_idx == -1 ? 0 : color_idx].label_name;
+}
+
+const char* color_code(byte b2) {
+    constexpr size_t count = sizeof COLOR_CODE_ARRAY / sizeof COLOR_CODE_ARRAY[0];
+    const size_t entry = b2 + 1U;
+    return COLOR_CODE_ARRAY[entry < count ? entry : 0];
+}
+
+int x_pos(int idx) {
+    return soft_label_array[idx].x_pos;
+}
+
+int y_pos(int idx) {
+    return soft_label_array[idx].y_pos;
+}
+
+const char* label_name(int idx) {
+    return soft_label_array[idx].label_name;
+}
+
+// --- Host notes ---
+
+int sl_check_midi_input([[maybe_unused]] byte b0, byte b1, byte b2) {
+    dbg_pmesg(DBG_RED, "check sl %d %d \n", b1, b2);
+    const int idx = idx_soft_label_ctl(b1);
+    if (idx == -1) {
+        return 0;
+    }
+    process_softlabel_ctl(idx, b2);
+    return 1;
+}
+
+int idx_soft_label_ctl(byte b1) {
+    for (int i = 0; i < total_soft_label; ++i) {
+        if (soft_label_array[i].cc == b1) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+void process_softlabel_ctl(int idx, byte b2_in) {
+    if (total_valid_soft_label == 0) {
+        return;
+    }
+    dbg_pmesg(DBG_RED, "want to show %d label with %d \n", idx, b2_in);
+    const byte velocity = b2_in == FULL_VELOCITY ? 1 : b2_in;
+    if ((velocity & MASK_VV_LABEL_CHANGE) == 0) {
+        show_label(idx, velocity);
+    } else {
+        set_soft_label_name(idx, velocity);
+    }
+}
+
+void set_soft_label_name(int idx, byte b2) {
+    t_soft_label& label = soft_label_array[idx];
+    label.pre_label_idx = label.cur_label_idx;
+    label.cur_label_idx = b2 & ~MASK_VV_LABEL_CHANGE;
+    show_label(idx, static_cast<byte>(label.on_color_idx));
 }

@@ -23,7 +23,8 @@ constexpr int GADGET_VALUE_LEN = 16;
 constexpr int GADGET_CMD_LEN = 128;
 
 bool is_control(char c) {
-    return (c >= 0 && c < ' ') || c == 0x7F;
+    const u8 value = static_cast<u8>(c);
+    return value < ' ' || value == 0x7F;
 }
 
 // A USB name stands between double quotes in the command.

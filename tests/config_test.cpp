@@ -198,7 +198,7 @@ TEST(Settings, ValuesAreFoundAsGrepAndCutFindThem) {
 }
 
 TEST(Channel, OptionFirstThenTheSettingsFile) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process each: no channel yet
+    ASSERT_EQ(cfg_midi_channel_no(), INVALID_NUM) << "run by ctest, a process for each test";
     struct {
         const char* settings;
         int option;

@@ -21,7 +21,8 @@ TEST(Scenario, SaysWhereALineIsWrong) {
     const struct {
         const char *step, *message;
     } cases[] = {
-        {"board press PLAY_B", "expected board press BUTTON [VELOCITY]"},
+        {"board press PLAY_B",
+         "expected board press BUTTON [VELOCITY]; no control is called PLAY_B"},
         {"board press VOLUME_A", "expected board press BUTTON [VELOCITY]"},
         {"board press PLAY_A 128", "expected board press BUTTON [VELOCITY]"},
         {"board turn VOLUME_A 1 2", "expected board turn POT 0..127"},

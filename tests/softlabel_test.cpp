@@ -1,0 +1,205 @@
+// Soft labels: the lists, the screen take-over, drawing, and the host notes that draw.
+#include "softlabel.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "wires.h"
+
+namespace {
+
+const std::string COLORS = "0 \\033[0;37m WHITE\n1 \\033[1;31m RED\n2 \\033[1;32m GREEN\n";
+const std::string POSITIONS = "3 2 ONE\n5 12 TWO\n";
+const char* const COLOR_FILE = "../resources/orvik.color.cfg";
+const char* const POSITION_FILE = "../resources/orvik.softlabelpos.cfg";
+const char* const CUSTOM_FILE = "../resources/orvik.miditxt.cfg0.txt.ok";
+
+// Loads the three lists afresh and returns what is said on standard error.
+std::string load(const std::string& colors, const std::string& positions,
+                 const std::string& custom) {
+    write_resource("orvik.color.cfg", colors);
+    write_resource("orvik.softlabelpos.cfg", positions);
+    write_resource("orvik.miditxt.cfg0.txt.ok", custom);
+    std::fill(std::begin(colorList), std::end(colorList), t_labellist());
+    std::fill(std::begin(soft_label_array), std::end(soft_label_array), t_soft_label());
+    total_color_list = total_soft_label = total_valid_soft_label = 0;
+    testing::internal::CaptureStderr();
+    list_init(TYPE_COLOR_LIST);
+    list_init(TYPE_SOFT_LABEL);
+    apply_preset();
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(LabelLists, LabelTextsTakeTheirShownForm) {
+    struct {
+        const char* text;
+        const char* shown;
+    } const cases[] = {
+        {"NA", "         "},        {"loop_in", "LOOP IN  "}, {"Filter_Cutoff", "FILTER CU"},
+        {"123456789", "123456789"}, {"a\rb", "A        "},    {"", "         "},
+        {"NAN", "NAN      "}};
+    for (const auto& c : cases) {
+        char name[LABEL_TEXT_SIZE];
+        strcpy(name, c.text);
+        reformat_label(name);
+        EXPECT_STREQ(name, c.shown) << c.text;
+    }
+}
+
+TEST(LabelLists, GoodFilesFillTheTables) {
+    EXPECT_EQ(
+        load("# colours\r\n" + COLORS + "5 \\033[1;33m LOST\n", POSITIONS + "7 2 ONE\n9 9 IDLE\n",
+             "ONE loop_in 112 RED WHITE\nTWO x 300 LOST red\nNONE x 1 RED RED\n"
+             "ONE second 113 GREEN RED"),
+        "");
+    EXPECT_EQ(total_color_list, 4);
+    EXPECT_EQ(total_soft_label, 4);
+    EXPECT_EQ(total_valid_soft_label, 3) << "a key named twice counts twice, an unknown one not";
+    EXPECT_STREQ(colorList[5].label_name, "\\033[1;33m");
+    EXPECT_STREQ(soft_label_array[0].label_name, "SECOND   ");
+    EXPECT_EQ(soft_label_array[0].cc, 113);
+    EXPECT_EQ(soft_label_array[0].on_color_idx, 2);
+    EXPECT_EQ(soft_label_array[0].x_pos, 3);
+    EXPECT_EQ(soft_label_array[0].y_pos, 2);
+    EXPECT_EQ(soft_label_array[1].cc, 44);
+    EXPECT_EQ(soft_label_array[1].on_color_idx, -1) << "behind the slots that are searched";
+    EXPECT_EQ(soft_label_array[1].off_color_idx, -1) << "colour names are compared exactly";
+    EXPECT_EQ(soft_label_array[2].cc, INVALID_CC) << "the second entry of a key is never reached";
+    EXPECT_STREQ(soft_label_array[3].label_name, "");
+}
+
+TEST(LabelLists, MissingFilesLeaveThemEmpty) {
+    load("", "", "");
+    for (const char* file : {COLOR_FILE, POSITION_FILE, CUSTOM_FILE}) {
+        unlink(file);
+    }
+    list_init(TYPE_COLOR_LIST);
+    list_init(TYPE_SOFT_LABEL);
+    apply_preset();
+    EXPECT_EQ(total_color_list + total_soft_label + total_valid_soft_label, 0);
+    EXPECT_EQ(open_list_cfg(99), nullptr);
+}
+
+TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
+    const std::string color_fields =
+        "expected index (0 to 255), escape sequence, colour name; line skipped\n";
+    const std::string position_fields = "expected row, column, key name; line skipped\n";
+    const std::string safe =
+        "expected an escape sequence without quote, dollar, backquote or final backslash; line "
+        "skipped\n";
+    const std::string name(40, 'k');
+    struct {
+        const char* file;
+        std::string line;
+        std::string said;
+    } const cases[] = {
+        {COLOR_FILE, "256 \\033[0m X", color_fields},
+        {COLOR_FILE, "-1 \\033[0m X", color_fields},
+        {COLOR_FILE, "3 \\033[0m", color_fields},
+        {COLOR_FILE, "x \\033[0m X", color_fields},
+        {COLOR_FILE, "3 \"; X", safe},
+        {COLOR_FILE, "3 $(x) X", safe},
+        {COLOR_FILE, "3 `x` X", safe},
+        {COLOR_FILE, "3 \\033[0m\\ X", safe},
+        {COLOR_FILE, "3 \\033[0m " + name, "text \"" + name + "\" cut to 31 characters\n"},
+        {POSITION_FILE, "3 THREE", position_fields},
+        {POSITION_FILE, "3 2x THREE", position_fields},
+        {CUSTOM_FILE, "ONE x 112 RED",
+         "expected key name, label text, note number, on colour, off colour; line skipped\n"},
+        {CUSTOM_FILE, "ONE " + name + name + " 7 RED RED",
+         "text \"" + name + name + "\" cut to 63 characters\n"},
+    };
+    for (const auto& c : cases) {
+        const auto with = [&c](const char* file, const std::string& text) {
+            return (file == c.file ? c.line + "\n" : "") + text;
+        };
+        const std::string said = load(with(COLOR_FILE, COLORS), with(POSITION_FILE, POSITIONS),
+                                      with(CUSTOM_FILE, "ONE a 1 RED GREEN\nTWO b 2 RED GREEN\n"));
+        EXPECT_EQ(said, std::string(c.file) + ":1: " + c.said) << c.line;
+        EXPECT_STREQ(soft_label_array[0].key_name, "ONE") << c.line;
+        EXPECT_EQ(soft_label_array[0].cc, 1) << c.line;
+        EXPECT_EQ(soft_label_array[1].on_color_idx, 1) << c.line;
+    }
+    std::string many;
+    for (int i = 0; i < 26; ++i) {
+        many += "1 1 KEY" + std::to_string(i) + "\n";
+    }
+    const std::string said = load(COLORS, many, "");
+    EXPECT_EQ(total_soft_label, 24);
+    EXPECT_EQ(said, std::string(POSITION_FILE) +
+                        ":25: expected at most 24 positions; line skipped\n" + POSITION_FILE +
+                        ":26: expected at most 24 positions; line skipped\n");
+}
+
+TEST(LabelDrawing, ShowsExactlyTheCharactersThatWereWritten) {
+    struct {
+        const char* written;
+        const char* shown;
+    } const cases[] = {{"$(touch", "$(TOUCH  "},      {"`id`", "`ID`     "},
+                       {"a\"b", "A\"B      "},        {"\\\\\"$`x\\n", "\\\\\"$`X\\N "},
+                       {"back\\slash", "BACK\\SLAS"}, {"100%", "100%     "},
+                       {"\\033[0m", "\\033[0M  "},    {"\";ls;\"", "\";LS;\"   "},
+                       {"'!'*?~", "'!'*?~   "},       {"-n", "-N       "}};
+    for (const auto& c : cases) {
+        load(COLORS, POSITIONS, "ONE " + std::string(c.written) + " 1 RED WHITE\n");
+        show_label(0, 1);
+        EXPECT_EQ(console_got(), std::string("\x1B[3;2H\x1B[1;31m") + c.shown + "\x1B[0m");
+    }
+}
+
+TEST(LabelDrawing, NotesChooseTheColour) {
+    load(COLORS, POSITIONS + "7 7 THREE\n",
+         "ONE a 1 RED GREEN\nTWO b 2 WHITE GREEN\nTHREE c 1 RED RED\n");
+    const std::string red = "\x1B[1;31m";
+    const std::string green = "\x1B[1;32m";
+    const std::string white = "\x1B[0;37m";
+    struct {
+        byte status, note, velocity;
+        std::string color;  // none: not drawn
+        int current, previous;
+    } const cases[] = {
+        {0x90, 1, 127, red, 0, 0},  {0x90, 1, 0, green, 0, 0},  {0x80, 1, 63, red, 0, 0},
+        {0x80, 1, 0, green, 0, 0},  {0x90, 1, 0x45, red, 5, 0}, {0x80, 1, 0x40, red, 0, 5},
+        {0x90, 1, 126, red, 62, 0}, {0x90, 2, 1, white, 0, 0},  {0x90, 2, 0x41, green, 1, 0},
+        {0x90, 9, 127, "", 0, 0},
+    };
+    for (const auto& c : cases) {
+        testing::internal::CaptureStdout();
+        const std::string before = console_got();
+        const int addressed = sl_check_midi_input(c.status, c.note, c.velocity);
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(addressed, c.color.empty() ? 0 : 1);
+        if (c.color.empty()) {
+            EXPECT_EQ(console_got(), before);
+            continue;
+        }
+        const t_soft_label& label = soft_label_array[c.note - 1];
+        EXPECT_NE(console_got().find(c.color + label.label_name), std::string::npos)
+            << int{c.note} << ' ' << int{c.velocity};
+        EXPECT_EQ(label.cur_label_idx, c.current);
+        EXPECT_EQ(label.pre_label_idx, c.previous);
+    }
+    EXPECT_EQ(soft_label_array[2].cur_label_idx, 0) << "only the first label of a note responds";
+}
+
+TEST(LabelDrawing, AnUnknownColourIsSlotZeroAndNothingIsDrawnWithoutCustomisation) {
+    load(COLORS, POSITIONS, "ONE a 1 NONE NONE\n");
+    sl_check_midi_input(0x90, 1, 0x41);
+    EXPECT_EQ(console_got(), "\x1B[3;2H\x1B[0;37mA        \x1B[0m");
+    load(COLORS, POSITIONS, "");
+    const std::string before = console_got();
+    EXPECT_EQ(sl_check_midi_input(0x90, INVALID_CC, 1), 1);
+    EXPECT_EQ(console_got(), before);
+}
+
+TEST(LabelDrawing, FixedSequences) {
+    EXPECT_STREQ(color_code(COLOR_OFF), "\\033[0m");
+    EXPECT_STREQ(color_code(0), "\\033[2;31m");
+    EXPECT_STREQ(color_code(5), "\\033[8;31m");
+}
+
+}  // namespace
