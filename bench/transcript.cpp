@@ -107,8 +107,7 @@ Transcript::Transcript(const Mapping& mapping, Hidden hidden, bool quiet)
 void Transcript::print(const std::vector<Event>& events) {
     for (; printed_ < events.size(); ++printed_) {
         const Event& event = events[printed_];
-        const bool hidden = quiet_ || (hidden_.traffic_light && is_traffic_light(event)) ||
-                            (hidden_.console && event.end == End::Console);
+        const bool hidden = quiet_ || (hidden_.traffic_light && is_traffic_light(event));
         if (!hidden) {
             std::puts(transcript_line(event, mapping_).c_str());
         }

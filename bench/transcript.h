@@ -28,7 +28,6 @@ std::string transcript_line(const Event& event, const Mapping& mapping);
 // What is left out of a transcript.
 struct Hidden {
     bool traffic_light = false;
-    bool console = false;
 };
 
 // Prints events to standard output as they come.
