@@ -41,4 +41,4 @@ build() {
 }
 
 BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev'
-TEST_PACKAGES='g++-arm-linux-gnueabi qemu-user-static googletest mandoc python3 tmux'
+TEST_PACKAGES='g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux'

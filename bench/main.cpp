@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "controller.h"
+#include "panel.h"
 #include "platform.h"
 #include "runner.h"
 #include "scenario.h"
@@ -24,8 +26,10 @@ constexpr int MISUSED = 2;
 
 constexpr const char* USAGE =
     "usage: ctlbench play FILE.scn... [OPTION...] [-- DAEMON_OPTION...]\n"
+    "       ctlbench panel [OPTION...] [-- DAEMON_OPTION...]\n"
     "\n"
-    "Plays scenarios on a virtual controller and prints what crosses the bridge.\n"
+    "Plays scenarios on a virtual controller and prints what crosses the bridge, or opens the\n"
+    "controller as a full-screen panel to be played by hand.\n"
     "\n"
     "  --daemon PATH      the ctlbridge to run (default: the one built with this program)\n"
     "  --resources DIR    its resources, for scenarios that name none of their own\n"
@@ -123,6 +127,15 @@ int play(const std::string& file, const Options& options) {
     return GOOD;
 }
 
+int show_panel(const Options& options) {
+    try {
+        return Panel({options.world, options.world.resources != CTLBENCH_RESOURCES}).run();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ctlbench: %s\n", error.what());
+        return FAILED;
+    }
+}
+
 int run(const std::vector<char*>& arguments) {
     Options options;
     options.world.daemon = CTLBENCH_DAEMON;
@@ -130,9 +143,16 @@ int run(const std::vector<char*>& arguments) {
     if (const std::optional<int> status = read_options(arguments, options)) {
         return *status;
     }
-    if (options.files.empty() || options.files.front() != "play") {
+    const bool panel = options.files == std::vector<std::string>{"panel"};
+    if (options.files.empty() || (options.files.front() != "play" && !panel)) {
         return misused(options.files.empty() ? "what is it to do?"
                                              : "unknown command " + options.files.front());
+    }
+    if (!std::filesystem::is_directory(options.world.resources)) {
+        return misused("there is no directory " + options.world.resources);
+    }
+    if (panel) {
+        return show_panel(options);
     }
     options.files.erase(options.files.begin());
     if (options.files.empty()) {

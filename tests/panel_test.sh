@@ -1,0 +1,186 @@
+#!/bin/sh
+# Plays the panel in a real terminal program: sends it keys and the mouse, looks at what it shows.
+#
+#   panel_test.sh CTLBENCH RESOURCES [PATIENCE]
+#
+# PATIENCE: seconds to wait for what is to be seen, 20 if it is not given.
+set -u
+bench=$(realpath "$1")
+resources=$(realpath "$2")
+patience=${3:-20}
+dir=$(mktemp -d)
+TMUX_TMPDIR=$dir
+export TMUX_TMPDIR LC_ALL=C.UTF-8
+unset TMUX
+passed=0
+failed=0
+
+tm() { tmux -u -L panel -f "$dir/tmux.conf" "$@"; }
+trap 'tm kill-server 2>/dev/null; rm -rf "$dir"' EXIT
+trap 'exit 1' INT TERM HUP
+
+# awaits COMMAND...: until it succeeds
+awaits() {
+    deadline=$(($(date +%s) + patience))
+    until "$@"; do
+        [ "$(date +%s)" -lt $deadline ] || return 1
+        sleep 0.05
+    done
+}
+# check NAME COMMAND...: waits for it to succeed
+check() {
+    name=$1
+    shift
+    if awaits "$@"; then
+        passed=$((passed + 1))
+        echo "ok      $name"
+    else
+        failed=$((failed + 1))
+        echo "FAILED  $name: $*"
+        tm capture-pane -p | sed 's/^/        | /'
+    fi
+}
+
+sees() { tm capture-pane -p | grep -q -e "$1"; }
+sees_colored() { tm capture-pane -p -e | grep -q -e "$1"; }
+lacks() { ! sees "$1"; }
+keys() { tm send-keys "$@"; }
+typed() { tm send-keys -l "$1" \; send-keys Enter; }
+# mouse BUTTON COLUMN ROW M|m: presses (M) or lets go (m); columns and rows count from 1
+mouse() { tm send-keys -l "$(printf '\033[<%s;%s;%s%s' "$@")"; }
+comes_up() {
+    awaits sees '^ ctlbridge.* starting'
+    check "the bridge is up" sees '^ ctlbridge.* ch [0-9]'
+    sees ' ch [0-9]' || finish
+}
+finish() {
+    echo "$passed passed, $failed failed"
+    [ $failed -eq 0 ]
+    exit
+}
+# after NAME PATTERN KEY...: what is seen after these keys
+after() {
+    name=$1
+    pattern=$2
+    shift 2
+    keys "$@"
+    check "$name" sees "$pattern"
+}
+go() {
+    keys g
+    typed "$1"
+    check "the cursor is on $1" sees "^$1 .*index"
+}
+recorded() { ls "$dir"/recording-*.scn >/dev/null 2>&1; }
+panel_pid() { pgrep -P "$(tm display-message -p '#{pane_pid}')" -f 'ctlbench panel'; }
+panel() { typed "'$bench' panel $*; echo it ended: \$?"; }
+
+printf 'set -g default-terminal xterm-256color\nset -g escape-time 0\n' >"$dir/tmux.conf"
+cp -r "$resources" "$dir/resources"
+tm new-session -d -x 100 -y 30 -c "$dir" 'PS1="$ " exec sh'
+awaits sees '\$' || echo "no shell came up"
+before=$(stty -g <"$(tm display-message -p '#{pane_tty}')")
+
+panel --resources "$dir/resources"
+comes_up
+check "both decks and the mixer are there" sees 'Deck A.*Mixer.*Deck B'
+check "the screen take-over is on the wire" sees 'call .*fbsplash'
+
+go PLAY_A
+check "help names the control's numbers" sees 'index 21 .*board 1 .*host 60 .*light .*rate 2'
+after "a press reaches the host" 'host  ← 90 3c 7f .*note-on   ch 1  note 60 .*PLAY_A' Space
+check "its release, too" sees 'host  ← 80 3c 00 .*note-off .*PLAY_A'
+after "a button is held" 'PLAY *▼' Enter
+keys Enter
+check "and let go" lacks 'PLAY *▼'
+after "the host lights it" 'PLAY *127' l
+check "the board was told" sees 'board ← 90 01 7f .*PLAY_A light 127'
+
+go VOLUME_A
+after "a fader is at its end" '^VOLUME *127' 9
+after "and two steps below" '^VOLUME *125' - -
+check "as the host sees" sees 'host  ← b0 07 7d .*control change'
+mouse 0 7 3 M
+mouse 0 7 3 m
+check "a click puts it there" sees '^VOLUME *69'
+mouse 64 7 3 M
+check "the wheel turns it" sees '^VOLUME *73'
+mouse 0 2 6 M
+check "the mouse presses a button" sees 'PLAY *▼'
+mouse 0 2 6 m
+check "and lets it go" lacks 'PLAY *▼'
+
+go METER_A
+after "the host drives a meter" 'METER▮▮▮▮▮▮▮' 9
+
+go PLATTER_A
+after "a platter turns" 'host  ← b0 13 41 .*PLATTER_A' +
+check "and comes to rest" sees 'board → b0 0c 40 .*PLATTER_A at rest'
+after "under a hand the partner turns" 'host  ← b0 15 42 .*SCRATCH_A' t Space
+after "the hand is off" 'TOUCH_A released' Space t
+
+keys / && typed meter
+check "the wire is filtered" lacks 'TOUCH_A released'
+check "to what was asked for" sees 'METER_A level 7'
+keys / && typed ''
+after "the wire pauses" 'paused' p
+keys PPage
+check "and scrolls back" lacks 'TOUCH_A released'
+keys End
+after "a page shows the keys" 'restart with the files as they are on disk' '?'
+keys x
+
+go SYNC_A
+keys v v
+check "the label is grey" sees_colored '\[90m[^A-Z]*SYNC'
+keys b
+check "the host changes it: bright" sees_colored '\[97m[^A-Z]*SYNC'
+keys v
+
+sed 's/^21 1 60 /21 1 33 /; s/^22 2 61 .*/22 2 oops/' "$resources/orvik.midictl.cfg" \
+    >"$dir/resources/orvik.midictl.cfg"
+keys R
+comes_up
+go PLAY_A
+check "help has the new number" sees 'host 33 '
+after "the edited number goes out" 'note-on   ch 1  note 33 .*PLAY_A' Space
+after "the bad line is in the log" 'orvik.midictl.cfg.*expected' v
+check "what it named is unmapped" sees 'unmapped 22'
+keys v v
+
+keys w
+comes_up
+check "it records" sees 'REC'
+keys Space
+awaits sees 'host  ← 80 21 00'
+keys l : && typed 'board turn VOLUME_B 100'
+go PITCH_FADER_A
+keys 3 5 7 8 + + + +
+go PLATTER_B
+keys + + + -
+go METER_B
+after "an Identity Request is answered" 'host  ← f0 7e .*Identity Reply' 5 i
+keys w
+check "the recording is written" recorded
+check "it plays again without a terminal" \
+    sh -c "'$bench' play '$dir'/recording-*.scn >'$dir/played' 2>&1 </dev/null"
+check "and has expectations" grep -q '^host until VOLUME_B 100' "$dir"/recording-*.scn
+sed 's/^host until PLAY_A 127$/host until PLAY_A 126/' "$dir"/recording-*.scn >"$dir/wrong.scn"
+check "which can fail" sh -c "! '$bench' play '$dir/wrong.scn' >/dev/null 2>&1"
+
+tm resize-window -x 80 -y 24
+check "too small a window is told so" sees 'needs 100 columns and 30 rows'
+tm resize-window -x 180 -y 45
+check "a large one shows the screen beside" sees 'Deck B.*Screen'
+after "q ends it" 'it ended: 0' q
+settings_are_back() { [ "$(stty -g <"$(tm display-message -p '#{pane_tty}')")" = "$before" ]; }
+check "the terminal is as before" settings_are_back
+
+typed clear
+panel -- -x
+check "the panel outlives the bridge" sees 'ended with status 1'
+kill -TERM "$(panel_pid)"
+check "a signal ends it" sees 'it ended: 0'
+check "the terminal is as before, too" settings_are_back
+
+finish
