@@ -34,6 +34,7 @@ constexpr const char* USAGE =
     "  --daemon PATH      the ctlbridge to run (default: the one built with this program)\n"
     "  --resources DIR    its resources, for scenarios that name none of their own\n"
     "  --emulator PATH    a program that runs the daemon, for another machine's binary\n"
+    "  --screen FILE      write the screen as it is at the end, an SVG picture of its text\n"
     "  --no-traffic       leave the changes of the traffic light out\n"
     "  --quiet            print failures and results only\n"
     "  --help             print this text\n"
@@ -44,6 +45,7 @@ struct Options {
     WorldConfig world;
     Hidden hidden;
     bool quiet = false;
+    std::string screen_file;
     std::vector<std::string> files;
 };
 
@@ -57,6 +59,7 @@ std::optional<int> read_options(std::vector<char*> arguments, Options& options) 
     static constexpr option LONG[] = {{"daemon", required_argument, nullptr, 'd'},
                                       {"resources", required_argument, nullptr, 'r'},
                                       {"emulator", required_argument, nullptr, 'e'},
+                                      {"screen", required_argument, nullptr, 's'},
                                       {"no-traffic", no_argument, nullptr, 't'},
                                       {"quiet", no_argument, nullptr, 'q'},
                                       {"help", no_argument, nullptr, 'h'},
@@ -79,6 +82,9 @@ std::optional<int> read_options(std::vector<char*> arguments, Options& options) 
                 break;
             case 'e':
                 options.world.emulator = optarg;
+                break;
+            case 's':
+                options.screen_file = optarg;
                 break;
             case 't':
                 options.hidden.traffic_light = true;
@@ -111,6 +117,9 @@ int play(const std::string& file, const Options& options) {
         Controller controller(scenario.world);
         Transcript transcript(controller.mapping(), options.hidden, options.quiet);
         outcome = Runner(scenario, controller, transcript).play();
+        if (!options.screen_file.empty()) {
+            std::ofstream(options.screen_file) << controller.screen().svg();
+        }
     } catch (const ScenarioError& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return MISUSED;

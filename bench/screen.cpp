@@ -139,18 +139,17 @@ std::string Screen::svg() const {
     char head[256];
     snprintf(head, sizeof head,
              "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" "
-             "font-family=\"monospace\" font-size=\"13\">\n"
-             "<rect width=\"100%%\" height=\"100%%\" fill=\"%s\"/>\n",
-             SCREEN_COLUMNS * CELL_WIDTH, SCREEN_ROWS * CELL_HEIGHT, COLORS[OWN_BACKGROUND].rgb);
+             "font-family=\"monospace\" font-size=\"13\">\n",
+             SCREEN_COLUMNS * CELL_WIDTH, SCREEN_ROWS * CELL_HEIGHT);
     std::string picture = head;
     for (int row = 1; row <= SCREEN_ROWS; ++row) {
         for (int column = 1; column <= SCREEN_COLUMNS;) {
-            Cell style = at(row, column);
+            const Cell style = at(row, column);
             std::string run;
             int length = 0;
-            for (Cell cell = style; column + length <= SCREEN_COLUMNS; ++length) {
-                cell = at(row, column + length);
-                if (Screen::colors(cell) != Screen::colors(style)) {
+            for (; column + length <= SCREEN_COLUMNS; ++length) {
+                const Cell cell = at(row, column + length);
+                if (colors(cell) != colors(style)) {
                     break;
                 }
                 run += cell.text;

@@ -43,7 +43,7 @@ class Screen {
     // "bright red on black": a cell's colours in words.
     static std::string colors(const Cell& cell);
 
-    // The whole screen as an SVG picture.
+    // What is written on the screen as an SVG picture, to be laid over the splash image.
     std::string svg() const;
 
   private:
