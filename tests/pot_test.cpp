@@ -179,6 +179,8 @@ TEST_F(Engine, AnUnconfiguredLedGoesOutAsController) {
     host(0x90, 1, 9);
     idle_scans(HOST, 1);
     EXPECT_EQ(board_got() + scan(HOST), "b0 01 09");
+    EXPECT_EQ(led_btn_idx(0), 50) << "the first record without a number";
+    EXPECT_EQ(pot_meter_ctl_idx(0), TOTAL_LED_CTL_NUM) << "the first meter, as long as both have 0";
 }
 
 TEST_F(Engine, MetersHaveEightLevelsAndTheirRate) {
@@ -285,6 +287,9 @@ const std::vector<Turning> TURNINGS = {
     {"64 units back", 0, {{{0x00}, "b0 1e 01"}, {{0x3F}, "b0 1e 3f"}}},
     {"factor 80, 79 units", 15, {{{0x7F, 0x50}, ""}, {{0x41}, "b0 1e 41"}}},
     {"factor 80, one step back", 15, {{{0x00, 0x30}, "b0 1e 3f"}}},
+    {"factor 80, 5166 units",
+     15,
+     {{std::vector<int>(82, 0x7F), "b0 1e 7f"}, {{0x7F, 0x50}, ""}, {{0x41}, "b0 1e 41"}}},
 };
 
 TEST_F(Engine, RelativeControlsSendScaledSteps) {
