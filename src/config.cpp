@@ -21,36 +21,57 @@ constexpr int MAX_NAME_LEN = 63;
 constexpr int LOOKUP_CMD_LEN = 256;
 constexpr int PRESET_NAME_LEN = 256;
 constexpr int INDEX_LEN = 8;
+constexpr int REPORT_LEN = 256;
 constexpr int SETTING_LEN = 16;
 constexpr int BASE_FORM_PRESET_NO = -1;
 constexpr int END_OF_FILE_BYTE = 0xFF;
-constexpr const char* WHITE_SPACE = " \t\r\v\f";
 
 constexpr cfg_form BASE_FORM = {"ddddddds",
                                 "idx cf_cc app_cc ctl_type data_type add_data add_data2 name"};
 constexpr cfg_form PRESET_FORM = {"sd", "name app_cc"};
+constexpr const char* INDEX_EXPECTED = "an index of 0 to 84";
 constexpr const char* NAME_EXPECTED =
     "a name of at most 63 letters, digits, underscores and, not first, minus, dot, plus";
 
 constexpr u8 MIDI_CHANNELS = 16;
 u8 midi_channel_no = INVALID_NUM;
 
-// Reads up to the end of the line; what the buffer cannot hold is passed over.
-void read_line(FILE* fp, char (&line)[CFG_LINE_LEN]) {
-    int len = 0;
-    for (int c = fgetc(fp); c != EOF && c != '\n'; c = fgetc(fp)) {
-        if (len < CFG_LINE_LEN - 1) {
-            line[len++] = static_cast<char>(c);
-        }
-    }
-    line[len] = '\0';
+bool is_line_end(int c) {
+    return c == EOF || c == '\n' || c == '\r';
 }
 
-bool is_number(const char* text) {
+bool is_blank(int c) {
+    return c == ' ' || c == '\t' || c == '\v' || c == '\f';
+}
+
+// Reads one word behind any blanks. False, with an empty word, at the end of the line, which stays.
+bool read_word(FILE* fp, char (&word)[CFG_WORD_LEN]) {
+    int c = fgetc(fp);
+    while (is_blank(c)) {
+        c = fgetc(fp);
+    }
+    int len = 0;
+    for (; !is_blank(c) && !is_line_end(c); c = fgetc(fp)) {
+        if (len < CFG_WORD_LEN - 1) {
+            word[len++] = c == '\0' ? '\x01' : static_cast<char>(c);  // fits no form
+        }
+    }
+    ungetc(c, fp);
+    word[len] = '\0';
+    return len > 0;
+}
+
+void skip_line(FILE* fp) {
+    while (!is_line_end(fgetc(fp))) {
+    }
+}
+
+bool is_number(const char* word) {
     char* end;
     errno = 0;  // long is no wider than int on the controller: only ERANGE tells
-    const long value = strtol(text, &end, 10);
-    return *end == '\0' && errno == 0 && value >= INT_MIN && value <= INT_MAX;
+    const long value = strtol(word, &end, 10);
+    return *end == '\0' && errno == 0 && value >= INT_MIN && value <= INT_MAX &&
+           strlen(word) < CFG_WORD_LEN - 1;
 }
 
 // The number of the line that ends where the file stands, counted anew: only messages need it.
@@ -89,6 +110,10 @@ void apply_base_line(FILE* fp, const char* file_name) {
     int number[7];
     for (int i = 0; i < 7; ++i) {
         number[i] = atoi(line.field[i]);
+    }
+    if (number[0] < 0 || number[0] >= TOTAL_CFG_ITEM) {
+        cfg_refuse_line(fp, file_name, INDEX_EXPECTED);
+        return;
     }
     const char* const name = line.field[7];
     if (strlen(name) > MAX_NAME_LEN) {
@@ -169,21 +194,20 @@ byte cfg_invalid_line(FILE* fp) {
 }
 
 bool cfg_read_fields(FILE* fp, const char* file_name, const cfg_form& form, cfg_fields* fields) {
-    read_line(fp, fields->text);
-    char* rest = fields->text;
+    bool good = true;
     for (int i = 0; form.kinds[i] != '\0'; ++i) {
-        char* const field = strtok_r(i == 0 ? rest : nullptr, WHITE_SPACE, &rest);
-        if (field == nullptr || (form.kinds[i] == 'd' && !is_number(field))) {
-            cfg_refuse_line(fp, file_name, form.expected);
-            return false;
-        }
-        fields->field[i] = field;
+        good &= read_word(fp, fields->field[i]);
+        good &= form.kinds[i] != 'd' || is_number(fields->field[i]);
     }
-    return true;
+    skip_line(fp);
+    if (!good) {
+        cfg_refuse_line(fp, file_name, form.expected);
+    }
+    return good;
 }
 
 void cfg_report_line(FILE* fp, const char* file_name, const char* format, ...) {
-    char text[CFG_LINE_LEN * 2];
+    char text[REPORT_LEN];
     va_list args;
     va_start(args, format);
     vsnprintf(text, sizeof text, format, args);

@@ -14,7 +14,7 @@ extern FILE* fp_cfg;               // the open base mapping file, or null
 
 // --- Lines of hand-edited files ---
 
-constexpr int CFG_LINE_LEN = 256;
+constexpr int CFG_WORD_LEN = 66;  // keeps enough of a word to tell that it is too long
 constexpr int CFG_MAX_FIELDS = 8;
 constexpr byte CFG_LINE_DATA = 0;
 constexpr byte CFG_LINE_SKIPPED = 1;
@@ -27,10 +27,9 @@ struct cfg_form {
     const char* expected;
 };
 
-// The fields of one data line, pointing into its text.
+// The fields of one data line, each cut to the room it has here.
 struct cfg_fields {
-    char text[CFG_LINE_LEN];
-    const char* field[CFG_MAX_FIELDS];
+    char field[CFG_MAX_FIELDS][CFG_WORD_LEN];
 };
 
 // Classifies the next line by its first byte: CFG_LINE_DATA (the byte is put back),

@@ -33,8 +33,8 @@ void led_set_traffic_flag(u8 flag, int cnt_idx) {
 }
 
 void led_show_traffic() {
-    // One reading decides: a mark that the host worker makes from here on differs from what is
-    // noted as sent and goes out in the next pass.
+    // One reading decides what is sent and what is noted as sent: a mark that the host worker makes
+    // in between still differs in the next pass.
     const u32 state = traffic_flag;
     if (state == traffic_flag_sent) {
         return;

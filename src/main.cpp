@@ -20,9 +20,7 @@
 
 namespace {
 
-void start_worker(const char* name, void* (*worker)(void*)) {
-    pthread_t thread;
-    const int error = pthread_create(&thread, nullptr, worker, nullptr);
+void report_worker(const char* name, int error) {
     if (error != 0) {
         fprintf(stderr, "cannot start the %s worker: %s\n", name, strerror(error));
     }
@@ -110,7 +108,11 @@ int main(int argc, char** argv) {
     pot_init();
     load_midi_gadget();
     soft_label_init();
-    start_worker("board", uart_thread);
-    start_worker("host", midi_thread);
+    pthread_t uart_t;
+    pthread_t midi_t;
+    const int iret1 = pthread_create(&uart_t, nullptr, uart_thread, nullptr);
+    report_worker("board", iret1);
+    const int iret2 = pthread_create(&midi_t, nullptr, midi_thread, nullptr);
+    report_worker("host", iret2);
     pthread_exit(nullptr);
 }

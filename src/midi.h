@@ -3,7 +3,7 @@
 
 #include "common.h"
 
-constexpr int MIDI_BUF_SIZE = 64;  // bytes queued for the host per board-worker pass
+constexpr int MIDI_BUF_SIZE = 64;  // bytes queued for the host until the next flush
 
 // Opens the device, marks the port initialised and empties the output buffer. A failed open is
 // printed on standard output; there is no retry. Host worker, once.

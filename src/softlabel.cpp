@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -72,11 +73,11 @@ int read_item(FILE* fp, const char* file_name, const cfg_form& form, cfg_fields*
 // Copies a field, cut to the room it has.
 template <size_t size>
 void copy_text(char (&to)[size], const char* from, FILE* fp, const char* file_name) {
+    snprintf(to, size, "%.*s", static_cast<int>(size - 1), from);
     if (strlen(from) >= size) {
-        cfg_report_line(fp, file_name, "text \"%s\" cut to %d characters", from,
-                        static_cast<int>(size - 1));
+        cfg_report_line(fp, file_name, "text cut to %d characters: %s", static_cast<int>(size - 1),
+                        to);
     }
-    snprintf(to, size, "%s", from);
 }
 
 // The sequence goes into a shell command between double quotes, with a text behind it.
@@ -108,6 +109,7 @@ constexpr int CHECK_LINE_SIZE = 32;
 void show_splash() {
     char resources[PATH_MAX];
     if (realpath(CFG_RESOURCES, resources) == nullptr) {
+        dbg_pmesg(DBG_DEFAULT, "no splash image: errno %d\n", errno);
         return;
     }
     char command[PATH_MAX + CMD_LEN];
@@ -170,14 +172,16 @@ int color_list_add_item(FILE* pfp) {
         cfg_refuse_line(pfp, color_list_cfg, COLOR_FORM.expected);
         return 0;
     }
-    if (!is_safe_sequence(line.field[1])) {
+    char sequence[LABEL_TEXT_SIZE];
+    copy_text(sequence, line.field[1], pfp, color_list_cfg);
+    if (!is_safe_sequence(sequence)) {
         cfg_refuse_line(pfp, color_list_cfg,
                         "an escape sequence without quote, dollar, backquote or final backslash");
         return 0;
     }
     t_labellist& entry = colorList[idx];
     entry.idx = idx;
-    copy_text(entry.label_name, line.field[1], pfp, color_list_cfg);
+    memcpy(entry.label_name, sequence, sizeof sequence);
     copy_text(entry.key_name, line.field[2], pfp, color_list_cfg);
     ++total_color_list;
     return count;

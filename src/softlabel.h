@@ -69,7 +69,8 @@ byte sl_cfg_invalid_line(FILE* fp, int list_type);
 int list_add_item(int list_type, FILE* p_scan);
 
 // The readers of one data line. Each returns the number of fields it used, 0 for a line that is
-// skipped (reported with file, line and what was expected), or -1 at the end of the file.
+// skipped (reported with file, line and what was expected; an unknown key at level 10 only), or -1
+// at the end of the file.
 int color_list_add_item(FILE* pfp);
 int soft_label_add_item(FILE* p_fp);
 int customize_soft_label(FILE* p_scan);

@@ -52,6 +52,8 @@ TEST(Mapping, GoodLinesAreApplied) {
         {"signs", "+5 +5 +69 0 0 0 2 A\n", 5, 69},
         {"0xFF ends the file", "5 5 68 0 0 0 2 A\n\xFF\n5 5 1 0 0 0 2 A\n", 5, 68},
         {"0xFF in a comment too", "5 5 67 0 0 0 2 A\n# \xFF\n5 5 1 0 0 0 2 A\n", 5, 67},
+        {"CR line ends", "5 5 66 0 0 0 2 A\r6 6 1 0 0 0 2 B\r", 5, 66},
+        {"CR line ends, the second line", "5 5 1 0 0 0 2 A\r6 6 65 0 0 0 2 B\r", 6, 65},
         {"a long comment", "#", 5, 5},
     };
     for (const auto& c : cases) {
@@ -72,6 +74,9 @@ TEST(Mapping, ABadLineIsReportedAndCostsNothingElse) {
         {"no number", "7 7 x 0 0 0 2 NAME", EIGHT_FIELDS},
         {"a number and more", "7 7 7x 0 0 0 2 NAME", EIGHT_FIELDS},
         {"too large a number", "7 7 99999999999 0 0 0 2 NAME", EIGHT_FIELDS},
+        {"a number of 70 digits", "7 7 " + std::string(70, '0') + "1 0 0 0 2 NAME", EIGHT_FIELDS},
+        {"an index outside", "85 7 7 0 0 0 2 NAME", "expected an index of 0 to 84; line skipped\n"},
+        {"an index below", "-1 7 7 0 0 0 2 NAME", "expected an index of 0 to 84; line skipped\n"},
         {"nothing but a tab", "\t", EIGHT_FIELDS},
         {"a byte 0", std::string("7 7 7 0\0 0 0 2 NAME", 18), EIGHT_FIELDS},
         {"a name too long", "7 7 7 0 0 0 2 " + std::string(64, 'N'),
@@ -87,7 +92,8 @@ TEST(Mapping, ABadLineIsReportedAndCostsNothingElse) {
         EXPECT_EQ(board_number(7), 7) << c.what;
     }
     EXPECT_EQ(load("5 5 50 0 0 0 2 A\n6 6"), BASE + ":2: " + EIGHT_FIELDS) << "short last line";
-    const std::string long_line = "6 6 61 0 0 0 2 B" + std::string(400, ' ') + "7 7 7 7";
+    const std::string blanks(400, ' ');
+    const std::string long_line = "6 6" + blanks + "61 0 0 0 2 B" + blanks + "7 7 7 7";
     EXPECT_EQ(load(long_line + "\n8 8 80 0 0 0 2 C\n"), "");
     EXPECT_EQ(board_number(6), 61);
     EXPECT_EQ(board_number(8), 80);

@@ -92,6 +92,7 @@ TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
         "expected an escape sequence without quote, dollar, backquote or final backslash; line "
         "skipped\n";
     const std::string name(40, 'k');
+    const std::string thirty = "\\033[0;37m\\033[0;37m\\033[0;37m";
     struct {
         const char* file;
         std::string line;
@@ -105,13 +106,18 @@ TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
         {COLOR_FILE, "3 $(x) X", safe},
         {COLOR_FILE, "3 `x` X", safe},
         {COLOR_FILE, "3 \\033[0m\\ X", safe},
-        {COLOR_FILE, "3 \\033[0m " + name, "text \"" + name + "\" cut to 31 characters\n"},
+        {COLOR_FILE, "3 \\033[0m " + name,
+         "text cut to 31 characters: " + name.substr(0, 31) + "\n"},
+        {COLOR_FILE, "3 " + thirty + "\\033[0m X",
+         "text cut to 31 characters: " + thirty + "\\\n" + COLOR_FILE + ":1: " + safe},
+        {CUSTOM_FILE, "ONE " + std::string(300, 'k') + " 7 RED RED",
+         "text cut to 63 characters: " + std::string(63, 'k') + "\n"},
         {POSITION_FILE, "3 THREE", position_fields},
         {POSITION_FILE, "3 2x THREE", position_fields},
         {CUSTOM_FILE, "ONE x 112 RED",
          "expected key name, label text, note number, on colour, off colour; line skipped\n"},
         {CUSTOM_FILE, "ONE " + name + name + " 7 RED RED",
-         "text \"" + name + name + "\" cut to 63 characters\n"},
+         "text cut to 63 characters: " + std::string(63, 'k') + "\n"},
     };
     for (const auto& c : cases) {
         const auto with = [&c](const char* file, const std::string& text) {
