@@ -143,6 +143,9 @@ byte GetDataInRxBuf(byte seq_no, int buf_id) {
 }
 
 void Com_ProcessComBuf(int buf_id) {
+    if (IsUartBuffer(buf_id)) {
+        pot_carry_out_board_reset();
+    }
     while (com_rx_len[buf_id] >= CHANNEL_MSG_SIZE) {
         dbg_pmesg(DBG_YELLOW, "now process %d data in buffer %d \n", com_rx_len[buf_id], buf_id);
         if (GetDataInRxBuf(0, buf_id) != SYSEX_START) {
@@ -186,6 +189,6 @@ bool is_status_query(int buf_size, const char* buffer) {
 }
 
 void com_initiate_pot_rpt() {
-    pot_reset_vv(UART_OUT_BUF_ID);
+    pot_request_board_reset();
     utl_set_task_mask(1);
 }

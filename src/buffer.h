@@ -43,5 +43,6 @@ int sysex_end_idx(int buf_id);
 // True when the bytes are the MIDI Identity Request to all devices.
 bool is_status_query(int buf_size, const char* buffer);
 
-// Forgets what was sent of every board control, and arms the request that all pots be reported.
+// Has every board control sent afresh when it next reports, and arms the request that all pots be
+// reported.
 void com_initiate_pot_rpt();

@@ -31,19 +31,11 @@ constexpr u8 STATUS_MASK = 0xF0;
 constexpr u8 CHANNEL_MASK = 0x0F;
 constexpr u8 DATA_MASK = 0x7F;
 
-// Holds a mutex for the rest of the scope; does nothing when given a null pointer.
+// Holds a mutex for the rest of the scope.
 class ScopedLock {
   public:
-    explicit ScopedLock(pthread_mutex_t* mutex) : mutex_(mutex) {
-        if (mutex_ != nullptr) {
-            pthread_mutex_lock(mutex_);
-        }
-    }
-    ~ScopedLock() {
-        if (mutex_ != nullptr) {
-            pthread_mutex_unlock(mutex_);
-        }
-    }
+    explicit ScopedLock(pthread_mutex_t* mutex) : mutex_(mutex) { pthread_mutex_lock(mutex_); }
+    ~ScopedLock() { pthread_mutex_unlock(mutex_); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 

@@ -24,7 +24,7 @@ std::atomic<int> midi_init_flag{-1};
 // The board worker's, but for midi_init(), which empties it in the host worker.
 pthread_mutex_t buf_lock = PTHREAD_MUTEX_INITIALIZER;
 u8 midi_buf[MIDI_BUF_SIZE];
-int midi_buf_idx = 0;
+std::atomic<int> midi_buf_idx{0};
 
 void midi_clear_locked() {
     memset(midi_buf, 0, sizeof midi_buf);
@@ -83,14 +83,14 @@ void midi_flush() {
     if (midi_init_flag < 0) {
         return;
     }
+    if (midi_buf_idx == 0) {
+        led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 1);
+        return;
+    }
     u8 queued[MIDI_BUF_SIZE];
     const int count = midi_take_queued(queued);
-    if (count == 0) {
-        led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 1);
-    } else {
-        // A host that does not read loses these bytes; the board worker never waits for it.
-        [[maybe_unused]] const ssize_t written = write(fd_midi, queued, static_cast<size_t>(count));
-    }
+    // A host that does not read loses these bytes; the board worker never waits for it.
+    [[maybe_unused]] const ssize_t written = write(fd_midi, queued, static_cast<size_t>(count));
 }
 
 void midi_recv() {

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 
 #include "config.h"
 #include "debug.h"
@@ -15,12 +16,7 @@ t_pot_internal pots[2][TOTAL_CTL_NUM];
 
 namespace {
 
-// The board side alone is reached from both workers: the host worker resets it.
-pthread_mutex_t board_side_lock = PTHREAD_MUTEX_INITIALIZER;
-
-pthread_mutex_t* side_lock(int buf_id) {
-    return IsUartBuffer(buf_id) ? &board_side_lock : nullptr;
-}
+std::atomic<bool> board_reset_wanted{false};
 
 constexpr int HOST_CFG_BASE = TOTAL_POT_NUM;  // configuration index of host record 0
 constexpr int PARTNER_OFFSET = 2;             // from a basic platter to its partner
@@ -80,8 +76,18 @@ void pot_init() {
     cfg_test();
 }
 
+void pot_request_board_reset() {
+    board_reset_wanted = true;
+}
+
+void pot_carry_out_board_reset() {
+    if (board_reset_wanted) {
+        board_reset_wanted = false;
+        pot_reset_vv(UART_OUT_BUF_ID);
+    }
+}
+
 void pot_reset_vv(int buffer_id) {
-    const ScopedLock lock(side_lock(buffer_id));
     for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
         t_pot_internal& pot = pots[buffer_id][i];
         if (pot_is_relative_in(i)) {
@@ -163,7 +169,6 @@ void pot_process_pkg(u8 b0, u8 b1, u8 b2, int buf_id) {
     }
     const int idx = pot_cf_ctl_idx(b1);
     if (idx >= 0) {
-        const ScopedLock lock(side_lock(buf_id));
         pot_update(idx, pot_cf_ctl_vv(idx, buf_id, b0, b1, b2), buf_id);
     }
 }
@@ -237,7 +242,6 @@ void btn_process_board(u8 b0, u8 b1, u8 b2_in) {
         return;
     }
     const u8 velocity = b0 == NOTE_ON ? 0x7F : b2_in;
-    const ScopedLock lock(side_lock(UART_OUT_BUF_ID));
     btn_update(idx, cfg_midi_send_channel_no() | b0, velocity, UART_OUT_BUF_ID);
 }
 
@@ -324,10 +328,21 @@ void btn_process_power_off(u8 b0, u8 b1, [[maybe_unused]] u8 b2) {
 
 // --- Output scan ---
 
+// The sides and kinds of records stand apart, and sending is kept out of line: nearly all that a
+// pass costs is finding out here that none of 72 records has changed.
 void pot_check_all(int buf_id) {
-    const ScopedLock lock(side_lock(buf_id));
-    for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
-        pot_check(i, buf_id);
+    if (!IsUartBuffer(buf_id)) {
+#pragma GCC unroll 4
+        for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
+            pot_check(i, MIDI_IN_BUF_ID);
+        }
+        return;
+    }
+    for (int i = 0; i < TOTAL_POT_NUM; ++i) {
+        pot_check(i, UART_OUT_BUF_ID);
+    }
+    for (int i = TOTAL_POT_NUM; i < TOTAL_CTL_NUM; ++i) {
+        pot_check(i, UART_OUT_BUF_ID);
     }
 }
 
@@ -365,11 +380,9 @@ bool pot_absolute_0_7f_vv(int pot_id, int buf_id) {
            (pot.vv == 0x00 || pot.vv == 0x7F);
 }
 
-bool pot_send(int pot_id, int buf_id) {
-    const t_pot_internal& pot = pots[buf_id][pot_id];
-    if (pot.vv == pot.vv_sent && pot_status_stop(pot_id, buf_id)) {
-        return false;
-    }
+namespace {
+
+[[gnu::noinline]] bool send_pot(int pot_id, int buf_id) {
     char value;
     if (calculate_pot_vv(pot_id, buf_id, &value) == 0) {
         return false;
@@ -378,20 +391,33 @@ bool pot_send(int pot_id, int buf_id) {
         return true;  // the partner speaks for the platter while it moves
     }
     const u8 channel = IsUartBuffer(buf_id) ? cfg_midi_send_channel_no() : 0;
-    send_message(buf_id, CONTROL_CHANGE | channel, pot.cc_out, static_cast<u8>(value));
+    send_message(buf_id, CONTROL_CHANGE | channel, pots[buf_id][pot_id].cc_out,
+                 static_cast<u8>(value));
     return true;
 }
 
-void btn_send(int btn_id, int buf_id) {
+[[gnu::noinline]] void send_btn(int btn_id, int buf_id) {
     t_pot_internal& pot = pots[buf_id][btn_id];
-    if (pot.vv == pot.vv_sent) {
-        return;
-    }
     pot.vv_sent = pot.vv;
     const u8 status = static_cast<u8>(pot.vv >> 8);
     // A note record that the mapping calls relative starts at the centre value, which is no note.
     if ((status & STATUS_BIT) != 0) {
         send_message(buf_id, status, pot.cc_out, static_cast<u8>(pot.vv));
+    }
+}
+
+}  // namespace
+
+bool pot_send(int pot_id, int buf_id) {
+    const t_pot_internal& pot = pots[buf_id][pot_id];
+    const bool settled = pot.vv == pot.vv_sent && pot_status_stop(pot_id, buf_id);
+    return !settled && send_pot(pot_id, buf_id);
+}
+
+void btn_send(int btn_id, int buf_id) {
+    const t_pot_internal& pot = pots[buf_id][btn_id];
+    if (pot.vv != pot.vv_sent) {
+        send_btn(btn_id, buf_id);
     }
 }
 

@@ -48,9 +48,16 @@ extern t_pot_internal pots[2][TOTAL_CTL_NUM];
 // Builds the defaults of both sides, resets their values and loads the configuration.
 void pot_init();
 
-// Makes one side forget its values, so that each control is sent afresh when it next reports. Any
-// worker; it has taken effect when the call returns.
+// Makes one side forget its values, so that each control is sent afresh when it next reports. The
+// side's own worker.
 void pot_reset_vv(int buffer_id);
+
+// Asks the board worker to reset its side. Any worker.
+void pot_request_board_reset();
+
+// Resets the board side if that was asked for. Board worker, before it takes in what the board
+// reports: what came before has gone out then, what comes behind is sent afresh.
+void pot_carry_out_board_reset();
 
 // True for the controls that report steps, not positions: 12 to 15 and 18.
 bool pot_is_relative_in(int pot_idx);

@@ -203,4 +203,14 @@ TEST_F(Dispatch, TheIdentityRequestMakesTheBoardSideReportAfresh) {
     EXPECT_EQ(host_got(), "b2 05 20 92 3c 7f") << "the same values, sent again";
 }
 
+TEST_F(Dispatch, AnIdentityRequestBetweenStoreAndScanLosesNoPress) {
+    com_put_buf("\x90\x01\x40", 3, BOARD);
+    Com_ProcessComBuf(BOARD);
+    pass(HOST, {0xF0, 0x7E, 0x7F, 0x06, 0x01, 0xF7});
+    pot_check_all(BOARD);
+    EXPECT_EQ(host_got(), "92 3c 7f");
+    pass(BOARD, {0x90, 0x01, 0x40});
+    EXPECT_EQ(host_got(), "92 3c 7f") << "forgotten in the next pass";
+}
+
 }  // namespace
