@@ -33,6 +33,7 @@ struct Controller::Line {
     Bytes queue;
     Splitter splitter;
     Clock::time_point asleep_until{};
+    bool handed_over = false;
 };
 
 // Sees when somebody opens the far end of a pseudo-terminal. The far end is kept open here, so that
@@ -118,7 +119,8 @@ void Controller::add(Event event) {
 
 void Controller::step(milliseconds timeout) {
     const auto readable = [&](End end) {
-        return Clock::now() < line(end).asleep_until ? -1 : fd(end);
+        const Line& asked = line(end);
+        return asked.handed_over || Clock::now() < asked.asleep_until ? -1 : fd(end);
     };
     const auto wanted = [&](End end) {
         return static_cast<short>(line(end).queue.empty() ? POLLIN : POLLIN | POLLOUT);
@@ -158,6 +160,9 @@ void Controller::step(milliseconds timeout) {
 
 // Returns whether there was something to read.
 bool Controller::read_line(End end) {
+    if (line(end).handed_over) {
+        return false;
+    }
     std::array<std::uint8_t, READ_SIZE> data;
     const ssize_t size = fd(end) < 0 ? 0 : read(fd(end), data.data(), data.size());
     if (size <= 0) {
@@ -276,6 +281,11 @@ bool Controller::ready() const {
         (tcgetattr(world_->serial_fd(), &settings) == 0 && cfgetospeed(&settings) == B115200);
     const bool midi = world_->midi_fd() < 0 || midi_opened_->opened();
     return serial && midi;
+}
+
+int Controller::hand_over(End end) {
+    line(end).handed_over = true;
+    return fd(end);
 }
 
 void Controller::hang_up(Link link) {

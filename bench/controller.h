@@ -54,6 +54,11 @@ class Controller {
     // The daemon has opened every line that there is.
     bool ready() const;
     void hang_up(Link link);
+    // Leaves a line to the caller: step() goes on to look after everything else. Returns its
+    // descriptor, -1 if there is none.
+    int hand_over(End end);
+    // The daemon's process number; -1 if it has ended.
+    pid_t daemon_pid() const { return world_->daemon_pid(); }
     // The daemon's exit status (128 + signal if killed) once it has ended and its log was read.
     std::optional<int> exit_status() const { return exit_status_; }
 

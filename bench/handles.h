@@ -50,6 +50,8 @@ class Child {
     }
     ~Child() { end(); }
 
+    pid_t pid() const { return pid_; }
+
   private:
     void end() {
         if (pid_ <= 0) {

@@ -6,15 +6,18 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "controller.h"
+#include "measure.h"
 #include "panel.h"
 #include "platform.h"
 #include "runner.h"
 #include "scenario.h"
+#include "soak.h"
 #include "transcript.h"
 
 namespace bench {
@@ -27,9 +30,12 @@ constexpr int MISUSED = 2;
 constexpr const char* USAGE =
     "usage: ctlbench play FILE.scn... [OPTION...] [-- DAEMON_OPTION...]\n"
     "       ctlbench panel [OPTION...] [-- DAEMON_OPTION...]\n"
+    "       ctlbench soak [OPTION...] [-- DAEMON_OPTION...]\n"
+    "       ctlbench measure [OPTION...] [-- DAEMON_OPTION...]\n"
     "\n"
-    "Plays scenarios on a virtual controller and prints what crosses the bridge, or opens the\n"
-    "controller as a full-screen panel to be played by hand.\n"
+    "Plays scenarios on a virtual controller and prints what crosses the bridge; opens the\n"
+    "controller as a full-screen panel to be played by hand; sends messages both ways as fast as\n"
+    "they cross, and accounts for each; or measures.\n"
     "\n"
     "  --daemon PATH      the ctlbridge to run (default: the one built with this program)\n"
     "  --resources DIR    its resources, for scenarios that name none of their own\n"
@@ -37,6 +43,11 @@ constexpr const char* USAGE =
     "  --screen FILE      write the screen as it is at the end, an SVG picture of its text\n"
     "  --no-traffic       leave the changes of the traffic light out\n"
     "  --quiet            print failures and results only\n"
+    "  --count N          soak: messages each way (default: ten million)\n"
+    "  --seconds N        soak: for so long instead\n"
+    "  --relay PATH       measure: a relay to measure beside the daemon\n"
+    "  --static PATH      measure: the daemon linked statically, for its memory\n"
+    "  --write DIR        measure: where the files for the plot go (default: here)\n"
     "  --help             print this text\n"
     "\n"
     "Exit status: 0 if every expectation held, 1 if not, 2 if a file or option is bad.\n";
@@ -46,6 +57,8 @@ struct Options {
     Hidden hidden;
     bool quiet = false;
     std::string screen_file;
+    SoakPlan soak;
+    MeasurePlan measure;
     std::vector<std::string> files;
 };
 
@@ -62,6 +75,11 @@ std::optional<int> read_options(std::vector<char*> arguments, Options& options) 
                                       {"screen", required_argument, nullptr, 's'},
                                       {"no-traffic", no_argument, nullptr, 't'},
                                       {"quiet", no_argument, nullptr, 'q'},
+                                      {"count", required_argument, nullptr, 'n'},
+                                      {"relay", required_argument, nullptr, 'R'},
+                                      {"static", required_argument, nullptr, 'T'},
+                                      {"write", required_argument, nullptr, 'w'},
+                                      {"seconds", required_argument, nullptr, 'S'},
                                       {"help", no_argument, nullptr, 'h'},
                                       {nullptr, 0, nullptr, 0}};
     const auto is_end = [](const char* argument) { return std::string(argument) == "--"; };
@@ -91,6 +109,22 @@ std::optional<int> read_options(std::vector<char*> arguments, Options& options) 
                 break;
             case 'q':
                 options.quiet = true;
+                break;
+            case 'R':
+                options.measure.relay = optarg;
+                break;
+            case 'T':
+                options.measure.static_twin = optarg;
+                break;
+            case 'w':
+                options.measure.directory = optarg;
+                break;
+            case 'n':  // what is no number, is 0
+                options.soak.count = std::atoll(optarg);
+                break;
+            case 'S':
+                options.soak.seconds = std::atoi(optarg);
+                options.soak.count = std::numeric_limits<std::int64_t>::max();
                 break;
             case 'h':
                 std::fputs(USAGE, stdout);
@@ -136,34 +170,22 @@ int play(const std::string& file, const Options& options) {
     return GOOD;
 }
 
-int show_panel(const Options& options) {
-    try {
-        return Panel({options.world, options.world.resources != CTLBENCH_RESOURCES}).run();
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "ctlbench: %s\n", error.what());
-        return FAILED;
-    }
+int run_soak(const Options& options) {
+    const bool good = soak(options.world, options.soak);
+    std::puts(good ? "ok soak" : "FAILED soak");
+    return good ? GOOD : FAILED;
 }
 
-int run(const std::vector<char*>& arguments) {
-    Options options;
-    options.world.daemon = CTLBENCH_DAEMON;
-    options.world.resources = CTLBENCH_RESOURCES;
-    if (const std::optional<int> status = read_options(arguments, options)) {
-        return *status;
-    }
-    const bool panel = options.files == std::vector<std::string>{"panel"};
-    if (options.files.empty() || (options.files.front() != "play" && !panel)) {
-        return misused(options.files.empty() ? "what is it to do?"
-                                             : "unknown command " + options.files.front());
-    }
-    if (!std::filesystem::is_directory(options.world.resources)) {
-        return misused("there is no directory " + options.world.resources);
-    }
-    if (panel) {
-        return show_panel(options);
-    }
-    options.files.erase(options.files.begin());
+int run_measure(const Options& options) {
+    measure(options.world, options.measure);
+    return GOOD;
+}
+
+int run_panel(const Options& options) {
+    return Panel({options.world, options.world.resources != CTLBENCH_RESOURCES}).run();
+}
+
+int run_play(const Options& options) {
     if (options.files.empty()) {
         return misused("play: no scenario given");
     }
@@ -173,6 +195,43 @@ int run(const std::vector<char*>& arguments) {
         std::fflush(stdout);
     }
     return status;
+}
+
+struct Command {
+    const char* name;
+    int (*run)(const Options& options);
+};
+constexpr Command COMMANDS[] = {
+    {"play", run_play}, {"panel", run_panel}, {"soak", run_soak}, {"measure", run_measure}};
+
+int run(const std::vector<char*>& arguments) {
+    Options options;
+    options.world.daemon = CTLBENCH_DAEMON;
+    options.world.resources = CTLBENCH_RESOURCES;
+    options.measure.relay = CTLBENCH_RELAY;
+    if (const std::optional<int> status = read_options(arguments, options)) {
+        return *status;
+    }
+    const std::string name = options.files.empty() ? "" : options.files.front();
+    const auto* const command =
+        std::find_if(std::begin(COMMANDS), std::end(COMMANDS),
+                     [&](const Command& known) { return known.name == name; });
+    if (command == std::end(COMMANDS)) {
+        return misused(name.empty() ? "what is it to do?" : "unknown command " + name);
+    }
+    options.files.erase(options.files.begin());
+    if (!options.files.empty() && command->run != run_play) {
+        return misused(name + " takes no file");
+    }
+    if (!std::filesystem::is_directory(options.world.resources)) {
+        return misused("there is no directory " + options.world.resources);
+    }
+    try {
+        return command->run(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ctlbench: %s\n", error.what());
+        return FAILED;
+    }
 }
 
 }  // namespace

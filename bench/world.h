@@ -60,6 +60,9 @@ class World {
     // Hangs the line up as a pulled cable would: the daemon's descriptor sees the end of file.
     void hang_up(Link link);
 
+    // The daemon's process number as the machine outside counts; -1 if it does not run.
+    pid_t daemon_pid() const;
+
     // The daemon's exit status once it has ended (128 + signal if it was killed), else nothing.
     std::optional<int> exit_status();
 

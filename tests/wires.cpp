@@ -1,7 +1,6 @@
 #include "wires.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -178,10 +177,4 @@ std::string console_got() {
 
 std::string commands_called() {
     return read_file(home / "called");
-}
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    make_platform();
-    return RUN_ALL_TESTS();
 }

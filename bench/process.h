@@ -1,0 +1,26 @@
+// What the system tells of a running process.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace bench {
+
+// Resident memory in kB, and the part of it that is no page of a file; 0 for a process that does
+// not run.
+int resident_kb(pid_t pid);
+int private_kb(pid_t pid);
+
+// Open descriptors.
+int open_descriptors(pid_t pid);
+
+// Processor time of each of its threads in nanoseconds, by thread number.
+std::map<pid_t, std::uint64_t> thread_times(pid_t pid);
+
+// The number that a thread of it goes by in its own world.
+int inner_number(pid_t pid, pid_t thread);
+
+}  // namespace bench

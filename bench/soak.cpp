@@ -1,0 +1,56 @@
+#include "soak.h"
+
+#include <cstdio>
+
+#include "bridge.h"
+#include "process.h"
+
+namespace bench {
+namespace {
+
+constexpr int DEPTH = 4;  // readings of a pot or meter under way: enough to merge some
+constexpr std::int64_t WARM_UP = 5000;
+constexpr milliseconds SETTLING(200);
+
+struct Holdings {
+    int private_kb, descriptors;
+};
+
+Holdings holdings_of(const Bridge& bridge) {
+    return {private_kb(bridge.pid()), open_descriptors(bridge.pid())};
+}
+
+}  // namespace
+
+bool soak(const WorldConfig& config, const SoakPlan& plan) {
+    Bridge bridge(config);
+    Stream& board = bridge.stream(End::Board);
+    Stream& host = bridge.stream(End::Host);
+    const milliseconds start = bridge.controller().now();
+    Holdings before{};
+    const auto look = [&] {
+        if (before.descriptors == 0 && board.arrived() >= WARM_UP) {
+            before = holdings_of(bridge);
+        }
+        const milliseconds time = bridge.controller().now() - start;
+        if (plan.seconds > 0 && time > std::chrono::seconds(plan.seconds)) {
+            board.stop();
+            host.stop();
+        }
+    };
+    // Of a button or light one message at a time is under way, so that none may be missing.
+    const bool good = bridge.run(
+        {.count = plan.count, .controller_depth = DEPTH},
+        {.count = plan.count, .controller_depth = DEPTH, .query_every = plan.query_every}, look);
+    bridge.rest(SETTLING);
+    const Holdings after = holdings_of(bridge);
+    const std::string said = bridge.said();
+    std::printf("%s\n%s\n", summary(board).c_str(), summary(host).c_str());
+    std::printf("private memory: %d kB before, %d kB after; descriptors: %d before, %d after\n",
+                before.private_kb, after.private_kb, before.descriptors, after.descriptors);
+    std::printf("the daemon's messages: %s\n", said.empty() ? "none" : said.c_str());
+    return good && before.descriptors > 0 && after.descriptors == before.descriptors &&
+           after.private_kb <= before.private_kb && said.empty();
+}
+
+}  // namespace bench

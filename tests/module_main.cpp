@@ -1,0 +1,10 @@
+// The platform stands before the first module test.
+#include <gtest/gtest.h>
+
+#include "wires.h"
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    make_platform();
+    return RUN_ALL_TESTS();
+}
