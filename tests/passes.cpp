@@ -17,6 +17,7 @@
 namespace {
 
 constexpr int PASSES = 1000;
+constexpr int RATE = 4;       // fewest passes between two messages of the pot
 constexpr int WARM_UP = 100;  // the traffic light goes out, and nothing is loaded any more
 
 void board_pass() {
@@ -54,12 +55,13 @@ void count(const char* what, void (*pass)(), void (*before)()) {
 
 void nothing() {}
 
-// Each moves the same pot, with passes enough in between for its rate.
+// Each moves the same pot.
 void turn_pot() {
     static bool high = false;
     high = !high;
-    board_pass();
-    board_pass();
+    for (int i = 0; i < RATE; ++i) {
+        board_pass();
+    }
     host_got();
     board_sends(high ? "b0 05 40" : "b0 05 20");
 }
