@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -27,11 +28,22 @@ bool has_input(const pollfd& polled) {
     return (polled.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
 }
 
+bool contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// Asking for input also waits for bytes that the kernel has not passed on yet.
+bool is(short state, int fd) {
+    pollfd polled = {fd, state, 0};
+    return poll(&polled, 1, 0) > 0 && (polled.revents & state) != 0;
+}
+
 }  // namespace
 
 struct Controller::Line {
     Bytes queue;
     Splitter splitter;
+    bool reading = true;
     Clock::time_point asleep_until{};
     bool handed_over = false;
 };
@@ -69,13 +81,16 @@ class OpenWatch {
 
 ReadFile resource_reader(const WorldConfig& config) {
     return [&config](const std::string& name) -> std::optional<std::string> {
+        const auto mode = config.modes.find(name);
+        const bool readable = mode == config.modes.end() || (mode->second & S_IRUSR) != 0;
+        if (!readable || contains(config.directories, name)) {
+            return std::nullopt;
+        }
         if (const auto laid = config.files.find(name); laid != config.files.end()) {
             return laid->second;
         }
-        const bool removed =
-            std::find(config.removed.begin(), config.removed.end(), name) != config.removed.end();
         std::ifstream file(config.resources + "/" + name, std::ios::binary);
-        if (removed || !file) {
+        if (!file || contains(config.removed, name)) {
             return std::nullopt;
         }
         return std::string(std::istreambuf_iterator<char>(file), {});
@@ -123,7 +138,8 @@ void Controller::step(milliseconds timeout) {
         return asked.handed_over || Clock::now() < asked.asleep_until ? -1 : fd(end);
     };
     const auto wanted = [&](End end) {
-        return static_cast<short>(line(end).queue.empty() ? POLLIN : POLLIN | POLLOUT);
+        return static_cast<short>((line(end).reading ? POLLIN : 0) |
+                                  (line(end).queue.empty() ? 0 : POLLOUT));
     };
     std::array<pollfd, 5> polled = {{{readable(End::Board), wanted(End::Board), 0},
                                      {readable(End::Host), wanted(End::Host), 0},
@@ -164,6 +180,9 @@ bool Controller::read_line(End end) {
         return false;
     }
     std::array<std::uint8_t, READ_SIZE> data;
+    if (!line(end).reading) {
+        return false;
+    }
     const ssize_t size = fd(end) < 0 ? 0 : read(fd(end), data.data(), data.size());
     if (size <= 0) {
         if (size == 0 || (errno != EAGAIN && errno != EINTR)) {
@@ -270,7 +289,31 @@ bool Controller::send(End end, const std::vector<Bytes>& messages) {
 }
 
 bool Controller::flushed(End end) const {
-    return (end == End::Board ? *serial_ : *midi_).queue.empty();
+    return line(end).queue.empty();
+}
+
+void Controller::set_reading(End end, bool reading) {
+    line(end).reading = reading;
+}
+
+bool Controller::taken(End end) const {
+    return flushed(end) && !is(POLLIN, far_fd(end));
+}
+
+bool Controller::full(End end) const {
+    return !is(POLLOUT, far_fd(end));
+}
+
+bool Controller::drained(End end) const {
+    return !is(POLLIN, fd(end));
+}
+
+void Controller::end_unfinished(End end) {
+    Splitter& splitter = line(end).splitter;
+    if (!splitter.pending().empty()) {
+        add({.end = end, .bytes = splitter.pending()});
+        splitter = Splitter();
+    }
 }
 
 bool Controller::ready() const {

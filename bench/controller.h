@@ -51,6 +51,16 @@ class Controller {
     bool send(End end, const std::vector<Bytes>& messages);
     // Everything queued at this end was written.
     bool flushed(End end) const;
+    // Whether what comes at this end is read; if not, it stays in the line, which fills up.
+    void set_reading(End end, bool reading);
+    // The daemon has taken everything that was sent at this end.
+    bool taken(End end) const;
+    // The line towards this end has no room for a byte more from the daemon.
+    bool full(End end) const;
+    // Nothing is left in the line towards this end.
+    bool drained(End end) const;
+    // Makes an event of what has come of an unfinished message.
+    void end_unfinished(End end);
     // The daemon has opened every line that there is.
     bool ready() const;
     void hang_up(Link link);
@@ -79,8 +89,11 @@ class Controller {
     void write_line(End end);
     void read_platform();
     void notice_exit();
-    Line& line(End end) { return end == End::Board ? *serial_ : *midi_; }
+    Line& line(End end) const { return end == End::Board ? *serial_ : *midi_; }
     int fd(End end) const { return end == End::Board ? world_->serial_fd() : world_->midi_fd(); }
+    int far_fd(End end) const {
+        return end == End::Board ? world_->far_serial_fd() : world_->far_midi_fd();
+    }
 
     std::chrono::steady_clock::time_point start_;
     Setup setup_;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 #include <random>
+#include <thread>
 
 #include "transcript.h"
 
@@ -15,6 +16,12 @@ constexpr int LINE_MESSAGES_PER_SECOND = LINE_BYTES_PER_SECOND / 3;
 constexpr std::size_t MAX_IN_FLIGHT = 16;  // all fit into what the daemon queues for the host
 constexpr milliseconds TICK(1);
 constexpr milliseconds PATIENCE(10000);  // without any arrival
+constexpr std::size_t BATCH = 16;  // of a filling: so many are sent before the daemon is asked
+constexpr std::size_t BEYOND =
+    960;  // three times what the kernel finds room for in a line that it calls full
+constexpr std::size_t MAX_FILLING = 20000;  // messages; a line holds a quarter of them
+constexpr std::chrono::microseconds POLL_PAUSE(20);
+constexpr milliseconds SETTLING(20);  // of a line that seems full
 
 const char* name_of(End end) {
     return end == End::Board ? "board" : "host";
@@ -56,6 +63,68 @@ struct Crossing {
     Bytes sent, arrives;
 };
 
+// Changes of controls whose number no other one shares, in turn by configuration index.
+class Changes {
+  public:
+    Changes(Controller& controller, End from);
+    std::size_t controls() const { return controls_.size(); }
+    std::size_t turn() const { return controls_.empty() ? 0 : made_ % controls_.size(); }
+    Crossing next();
+
+  private:
+    Controller& controller_;
+    End from_;
+    std::vector<const Control*> controls_;
+    std::vector<int> lights_;  // as last sent
+    std::size_t made_ = 0;
+};
+
+// What the host last asked for: the board need not have seen it.
+int last_light(Controller& controller, const Control& control) {
+    int light = controller.board().light(control.index);
+    for (const Event& event : controller.events()) {
+        if (event.end == End::Host && event.to_daemon && event.control == control.index) {
+            light = event.bytes[2];
+        }
+    }
+    return light;
+}
+
+Changes::Changes(Controller& controller, End from) : controller_(controller), from_(from) {
+    const Mapping& mapping = controller.mapping();
+    for (const Control& control : mapping.controls()) {
+        const bool button = from == End::Board && control.sends_notes() &&
+                            mapping.seen_by_host(NOTE_ON, control.host_sees) == &control;
+        const bool light = from == End::Host && control.is_note_light() &&
+                           control.index != FORGET_INDEX &&
+                           mapping.sent_by_host(NOTE_ON, control.host_sends) == &control &&
+                           mapping.seen_by_board(NOTE_ON, control.board_sees) == &control;
+        if (button || light) {
+            controls_.push_back(&control);
+            lights_.push_back(last_light(controller, control));
+        }
+    }
+}
+
+Crossing Changes::next() {
+    const std::size_t place = turn();
+    const Control& control = *controls_[place];
+    ++made_;
+    if (from_ == End::Host) {
+        const int value = lights_[place] = lights_[place] % 127 + 1;
+        return {controller_.host().light(control, value),
+                {NOTE_ON, static_cast<std::uint8_t>(control.board_sees),
+                 static_cast<std::uint8_t>(value)}};
+    }
+    Board& board = controller_.board();
+    const bool release = board.pressed(control.index);
+    const int status = (release ? NOTE_OFF : NOTE_ON) | controller_.host().channel();
+    const std::uint8_t velocity = release ? 0x40 : 0x7F;
+    return {release ? board.release(control, velocity).front() : board.press(control).front(),
+            {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(control.host_sees),
+             velocity}};
+}
+
 // One direction of a flood.
 class Lane {
   public:
@@ -65,10 +134,9 @@ class Lane {
           count_(count),
           arrivals_(controller, other(from)),
           start_(controller.now()),
-          last_arrival_(start_) {
-        choose_controls();
-        window_ = std::min(MAX_IN_FLIGHT, controls_.size() / 2);
-    }
+          last_arrival_(start_),
+          changes_(controller, from),
+          window_(std::min(MAX_IN_FLIGHT, changes_.controls() / 2)) {}
 
     // False: nothing has come for too long, or there is nothing to send.
     bool work() {
@@ -76,7 +144,7 @@ class Lane {
         const int allowed =
             std::min(count_, due(start_, controller_.now(), LINE_MESSAGES_PER_SECOND) + 1);
         while (sent_ < allowed && in_flight_.size() < window_) {
-            const Crossing crossing = next();
+            const Crossing crossing = changes_.next();
             controller_.send(from_, crossing.sent);
             in_flight_.push_back(crossing.arrives);
             ++sent_;
@@ -87,8 +155,6 @@ class Lane {
     std::string summary() const;
 
   private:
-    void choose_controls();
-    Crossing next();
     void receive();
 
     Controller& controller_;
@@ -96,45 +162,12 @@ class Lane {
     int count_;
     Arrivals arrivals_;
     milliseconds start_, last_arrival_;
-    std::vector<const Control*> controls_;
+    Changes changes_;
     std::vector<Bytes> in_flight_;
-    std::size_t window_ = 0;
+    std::size_t window_;
     int sent_ = 0;
     Bytes unexpected_;
 };
-
-// Controls whose number no other one shares.
-void Lane::choose_controls() {
-    const Mapping& mapping = controller_.mapping();
-    for (const Control& control : mapping.controls()) {
-        const bool button = from_ == End::Board && control.sends_notes() &&
-                            mapping.seen_by_host(NOTE_ON, control.host_sees) == &control;
-        const bool light = from_ == End::Host && control.is_note_light() &&
-                           control.index != FORGET_INDEX &&
-                           mapping.sent_by_host(NOTE_ON, control.host_sends) == &control &&
-                           mapping.seen_by_board(NOTE_ON, control.board_sees) == &control;
-        if (button || light) {
-            controls_.push_back(&control);
-        }
-    }
-}
-
-Crossing Lane::next() {
-    const Control& control = *controls_[static_cast<std::size_t>(sent_) % controls_.size()];
-    Board& board = controller_.board();
-    if (from_ == End::Host) {
-        const int value = board.light(control.index) % 127 + 1;
-        return {controller_.host().light(control, value),
-                {NOTE_ON, static_cast<std::uint8_t>(control.board_sees),
-                 static_cast<std::uint8_t>(value)}};
-    }
-    const bool release = board.pressed(control.index);
-    const int status = (release ? NOTE_OFF : NOTE_ON) | controller_.host().channel();
-    const std::uint8_t velocity = release ? 0x40 : 0x7F;
-    return {release ? board.release(control, velocity).front() : board.press(control).front(),
-            {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(control.host_sees),
-             velocity}};
-}
 
 void Lane::receive() {
     for (const Bytes& message : arrivals_.take()) {
@@ -184,6 +217,47 @@ auto count_missing(Controller& controller, const std::vector<const Control*>& po
     return std::count_if(pots.begin(), pots.end(), [&](const Control* pot) {
         return controller.host().seen(pot->index) != controller.board().position(pot->index);
     });
+}
+
+bool await(Controller& controller, const Pump& pump, const std::function<bool()>& state,
+           milliseconds patience) {
+    const milliseconds deadline = controller.now() + patience;
+    while (!state()) {
+        if (controller.now() >= deadline) {
+            return false;
+        }
+        pump(milliseconds(0));
+        std::this_thread::sleep_for(POLL_PAUSE);
+    }
+    return true;
+}
+
+bool begins_with(const Bytes& whole, const Bytes& part) {
+    return part.size() < whole.size() && std::equal(part.begin(), part.end(), whole.begin());
+}
+
+// How many of the messages came, all from the first one on. The daemon's host worker may take two
+// batches in one pass and answers in its table's order, so lights may come a little out of order.
+std::size_t count_in_order(const Filling& filling, const std::vector<Bytes>& came) {
+    const std::size_t window = filling.from == End::Board ? 1 : 2 * BATCH;
+    std::vector<Bytes> awaited;
+    std::size_t next = 0, count = 0;
+    for (const Bytes& message : came) {
+        while (awaited.size() < window && next < filling.messages.size()) {
+            awaited.push_back(filling.messages[next++]);
+        }
+        const auto found = std::find(awaited.begin(), awaited.end(), message);
+        if (found == awaited.end()) {
+            break;
+        }
+        awaited.erase(found);
+        ++count;
+    }
+    if (!awaited.empty() && awaited.front() != filling.messages[count]) {  // an earlier one misses
+        count = static_cast<std::size_t>(
+            std::mismatch(came.begin(), came.end(), filling.messages.begin()).first - came.begin());
+    }
+    return count;
 }
 
 }  // namespace
@@ -267,6 +341,66 @@ LoadResult flood_pots(Controller& controller, int count, const Pump& pump) {
                 std::to_string(arrived) + " arrived, " +
                 std::to_string(count - static_cast<int>(arrived)) +
                 " merged by the rate limit; last positions missing: " + std::to_string(missing)};
+}
+
+Filling fill(Controller& controller, End from, const Pump& pump) {
+    const End to = other(from);
+    const auto full = [&] { return controller.full(to); };
+    Changes changes(controller, from);
+    Filling filling{.failure = {}, .from = from, .messages = {}};
+    if (changes.controls() < 2 * BATCH) {
+        filling.failure = "the mapping has too few controls to fill a line with";
+        return filling;
+    }
+    while (filling.fitting == 0 || filling.messages.size() < filling.fitting + BEYOND) {
+        std::size_t sent = 0;
+        do {  // up to the last control: what the daemon takes in one pass goes out in their order
+            const Crossing crossing = changes.next();
+            controller.send(from, crossing.sent);
+            filling.messages.push_back(crossing.arrives);
+        } while (++sent < BATCH && changes.turn() != 0);
+        if (filling.messages.size() > MAX_FILLING) {
+            filling.failure = "the line towards the " + std::string(name_of(to)) +
+                              " does not fill up: it must have stopped reading";
+            return filling;
+        }
+        if (!await(
+                controller, pump, [&] { return controller.taken(from); }, PATIENCE)) {
+            filling.failure = "the daemon has stopped taking what the " +
+                              std::string(name_of(from)) + " sends, after " +
+                              std::to_string(filling.messages.size()) + " messages";
+            return filling;
+        }
+        if (filling.fitting == 0 && full() &&
+            !await(
+                controller, pump, [&] { return !full(); }, SETTLING)) {
+            filling.fitting = filling.messages.size();
+        }
+    }
+    pump(milliseconds(0));
+    return filling;
+}
+
+FillingResult account(const Filling& filling, const std::vector<Bytes>& came) {
+    const std::size_t whole = count_in_order(filling, came);
+    const std::size_t sent = filling.messages.size();
+    std::string text = std::string(name_of(filling.from)) + " → " + name_of(other(filling.from)) +
+                       ": " + std::to_string(sent) + " messages sent, the first " +
+                       std::to_string(whole) + " arrived";
+    std::size_t cut = 0;
+    if (whole < sent && whole < came.size()) {
+        const Bytes traffic_light = {NOTE_ON, TRAFFIC_LIGHT, 0};
+        cut = begins_with(filling.messages[whole], came[whole]) ||
+              (filling.from == End::Host && begins_with(traffic_light, came[whole]));
+    }
+    const std::size_t lost = sent - whole - cut;
+    text += cut == 0 ? "" : ", the next was cut to " + hex(came[whole]);
+    text += ", " + std::to_string(lost) + " found the line full";
+    if (whole < filling.fitting) {
+        text += "; there was room for " + std::to_string(filling.fitting);
+        text += whole == came.size() ? "" : ", but there came " + hex(came[whole]);
+    }
+    return {whole >= filling.fitting && lost > 0, text, whole + cut};
 }
 
 }  // namespace bench

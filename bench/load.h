@@ -1,4 +1,5 @@
-// Traffic by the thousand: random bytes, and floods of good messages that are counted.
+// Traffic by the thousand: random bytes, floods of good messages that are counted, and lines that
+// are filled until they take no more.
 #pragma once
 
 #include <functional>
@@ -29,5 +30,27 @@ LoadResult flood(Controller& controller, const std::vector<End>& ends, int count
 // Sends `count` positions of all pots from the board. The daemon's rate limit may merge them; good
 // if the last position of every pot arrives.
 LoadResult flood_pots(Controller& controller, int count, const Pump& pump);
+
+// What was sent to fill the line towards an end that does not read.
+struct Filling {
+    std::string failure;          // empty: the line is full
+    End from = End::Board;        // who sent it
+    std::vector<Bytes> messages;  // as they are to arrive
+    std::size_t fitting = 0;      // so many there was room for
+};
+
+// Sends changes from one end until the line towards the other one takes no more, and some hundred
+// beyond that. The daemon must take them all.
+Filling fill(Controller& controller, End from, const Pump& pump);
+
+struct FillingResult {
+    bool good;
+    std::string summary;
+    std::size_t messages;  // so many of those that came belong to it; the last one may be cut
+};
+
+// Good if what came begins with as much of the filling as there was room for, whole and in order,
+// and no more of it than that and one message cut short.
+FillingResult account(const Filling& filling, const std::vector<Bytes>& came);
 
 }  // namespace bench

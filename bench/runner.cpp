@@ -8,6 +8,7 @@ namespace {
 constexpr milliseconds TICK(20);
 constexpr milliseconds START_PATIENCE(60000);
 constexpr milliseconds SETTLING(100);  // for what comes late, after the last step
+constexpr milliseconds READING_PATIENCE(10000);
 constexpr std::size_t LAST_MESSAGES = 5;
 
 std::size_t slot(End end) {
@@ -29,6 +30,9 @@ bool call_fits(const std::string& wanted, const std::string& call) {
 
 bool text_fits(const Step& step, const Event& event) {
     const bool call = event.end == End::Platform;
+    if (step.verb == Verb::FindLogLine) {
+        return event.text == step.words;
+    }
     return call ? call_fits(step.words, event.text)
                 : event.text.find(step.words) != std::string::npos;
 }
@@ -62,9 +66,14 @@ constexpr Runner::Action Runner::ACTIONS[] = {
     {Verb::RefuseCall, &Runner::refuse_text, false},
     {Verb::ExpectLog, &Runner::until_text, false},
     {Verb::FindLog, &Runner::find_text, false},
+    {Verb::FindLogLine, &Runner::find_text, false},
     {Verb::RefuseLog, &Runner::refuse_text, false},
     {Verb::Wait, &Runner::wait, false},
     {Verb::HangUp, &Runner::hang_up, true},
+    {Verb::StopReading, &Runner::stop_reading, true},
+    {Verb::ReadAgain, &Runner::read_again, true},
+    {Verb::Fill, &Runner::fill, true},
+    {Verb::ExpectFill, &Runner::expect_fill, true},
     {Verb::ExpectExit, &Runner::expect_exit, false},
     {Verb::ExpectScreen, &Runner::expect_screen, false},
     {Verb::ShowScreen, &Runner::show_screen, false},
@@ -180,9 +189,9 @@ void Runner::drop(const Step& step) {
 }
 
 End Runner::text_end(const Step& step) {
-    const bool log =
-        step.verb == Verb::ExpectLog || step.verb == Verb::FindLog || step.verb == Verb::RefuseLog;
-    return log ? End::Log : End::Platform;
+    const bool call = step.verb == Verb::ExpectCall || step.verb == Verb::UntilCall ||
+                      step.verb == Verb::RefuseCall;
+    return call ? End::Platform : End::Log;
 }
 
 void Runner::expect_text(const Step& step) {
@@ -239,6 +248,67 @@ void Runner::hang_up(const Step& step) {
     pump(milliseconds(0));
 }
 
+void Runner::stop_reading(const Step& step) {
+    pump(milliseconds(0));
+    controller_.set_reading(step.end, false);
+    transcript_.note("      " + step.text);
+}
+
+// What was sent up to here still finds the line as it is. Then it becomes as good as new: all that
+// was left in it is read, and the daemon can write.
+void Runner::read_again(const Step& step) {
+    pass_time(SETTLING);
+    const bool filled = filled_[slot(step.end)].has_value();
+    const milliseconds deadline = controller_.now() + READING_PATIENCE;
+    transcript_.note("      " + step.text);
+    controller_.set_reading(step.end, true);
+    while (controller_.full(step.end) || !controller_.drained(step.end)) {
+        filled ? pump_unprinted(TICK) : pump(TICK);
+        if (controller_.now() > deadline) {
+            throw Failure{"what was left in the line has not come"};
+        }
+    }
+    if (filled) {
+        controller_.end_unfinished(step.end);
+        pump_unprinted(milliseconds(0));
+    }
+}
+
+void Runner::fill(const Step& step) {
+    const End to = step.end == End::Board ? End::Host : End::Board;
+    transcript_.note("      " + step.text);
+    const Pump quiet_pump = [&](milliseconds timeout) { pump_unprinted(timeout); };
+    const Filling& filling =
+        filled_[slot(to)].emplace(bench::fill(controller_, step.end, quiet_pump));
+    if (!filling.failure.empty()) {
+        throw Failure{filling.failure};
+    }
+    transcript_.note("      " + std::string(place(to)) + " was sent " +
+                     std::to_string(filling.messages.size()) + " messages, and the line is full");
+    ++expectations_;
+}
+
+void Runner::expect_fill(const Step& step) {
+    std::optional<Filling>& filling = filled_[slot(step.end)];
+    if (!filling) {
+        throw Failure{"no step has filled the line towards " + std::string(place(step.end))};
+    }
+    std::vector<const Event*> events;
+    std::vector<Bytes> came;
+    for (; const Event* event = next_event(step.end); ++next_[slot(step.end)]) {
+        events.push_back(event);
+        came.push_back(event->bytes);
+    }
+    const FillingResult result = account(*filling, came);
+    filling.reset();
+    if (!result.good) {
+        throw Failure{result.summary};
+    }
+    transcript_.note("      " + result.summary);
+    take(*events[result.messages - 1]);
+    ++expectations_;
+}
+
 void Runner::expect_exit(const Step& step) {
     const milliseconds deadline = controller_.now() + step.time;
     while (!controller_.exit_status() && controller_.now() < deadline) {
@@ -284,11 +354,7 @@ void Runner::load(const Step& step) {
     const std::vector<End> ends =
         step.both ? std::vector<End>{End::Board, End::Host} : std::vector<End>{step.end};
     transcript_.note("      " + step.text);
-    const Pump quiet_pump = [&](milliseconds timeout) {
-        controller_.step(timeout);
-        transcript_.skip(controller_.events());
-        look_into_log();
-    };
+    const Pump quiet_pump = [&](milliseconds timeout) { pump_unprinted(timeout); };
     const auto seed = static_cast<unsigned>(step.number);
     const LoadResult result =
         step.verb == Verb::Random  ? send_random(controller_, ends, step.time, seed, quiet_pump)
@@ -314,6 +380,12 @@ void Runner::watch(const Step& step) {
 void Runner::pump(milliseconds timeout) {
     controller_.step(timeout);
     transcript_.print(controller_.events());
+    look_into_log();
+}
+
+void Runner::pump_unprinted(milliseconds timeout) {
+    controller_.step(timeout);
+    transcript_.skip(controller_.events());
     look_into_log();
 }
 

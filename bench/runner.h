@@ -44,6 +44,10 @@ class Runner {
     void refuse_text(const Step& step);
     void wait(const Step& step);
     void hang_up(const Step& step);
+    void stop_reading(const Step& step);
+    void read_again(const Step& step);
+    void fill(const Step& step);
+    void expect_fill(const Step& step);
     void expect_exit(const Step& step);
     void expect_screen(const Step& step);
     void show_screen(const Step& step);
@@ -52,6 +56,7 @@ class Runner {
 
     void expect_message(End end, const Pattern& pattern, milliseconds patience);
     void pump(milliseconds timeout);
+    void pump_unprinted(milliseconds timeout);
     void pass_time(milliseconds time);
     void await_ready();
     void finish();
@@ -68,6 +73,7 @@ class Runner {
     Transcript& transcript_;
     std::array<std::size_t, 6> next_{};  // by End: the first event that no step has taken
     std::array<bool, 6> dropped_{};      // what is left there does not matter
+    std::array<std::optional<Filling>, 6> filled_{};  // by End: what the line there was filled with
     std::size_t log_looked_ = 0;
     std::size_t last_taken_ = 0;
     std::vector<const Step*> refusals_;

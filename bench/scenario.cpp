@@ -144,6 +144,10 @@ class StepReader {
         }
     }
     void expect(Words& words, Step& step) {
+        if (words.take("fill")) {
+            step.verb = Verb::ExpectFill;
+            return;
+        }
         const bool report = step.end == End::Host && words.take("report");
         step.verb = report ? Verb::ExpectReport : Verb::Expect;
         step.time = patience(words, report ? REPORT_PATIENCE : PATIENCE);
@@ -156,6 +160,11 @@ class StepReader {
         step.time = patience(words, PATIENCE);
         step.pattern = pattern(words, step.end);
     }
+    void stop_reading(Words& words, Step& step) {
+        take_word("reading", Verb::StopReading, words, step);
+    }
+    void read_again(Words& words, Step& step) { take_word("again", Verb::ReadAgain, words, step); }
+    void fill(Words&, Step& step) { step.verb = Verb::Fill; }
     void silent(Words& words, Step& step) {
         step.verb = Verb::Silent;
         step.time = milliseconds(words.number(1, MAX_TIME));
@@ -178,6 +187,11 @@ class StepReader {
     void refuse_call(Words& words, Step& step) { take_text(Verb::RefuseCall, words, step); }
     void expect_log(Words& words, Step& step) { take_text(Verb::ExpectLog, words, step); }
     void find_log(Words& words, Step& step) { take_text(Verb::FindLog, words, step); }
+    void log_line(Words& words, Step& step) {
+        step.verb = Verb::FindLogLine;
+        step.time = patience(words, EXIT_PATIENCE);
+        step.words = words.quoted();
+    }
     void refuse_log(Words& words, Step& step) { take_text(Verb::RefuseLog, words, step); }
     void expect_exit(Words& words, Step& step) {
         step.verb = Verb::ExpectExit;
@@ -237,6 +251,12 @@ class StepReader {
         step.verb = verb;
         step.time = patience(words, EXIT_PATIENCE);
         step.words = words.text();
+    }
+    static void take_word(std::string_view word, Verb verb, Words& words, Step& step) {
+        step.verb = verb;
+        if (!words.take(word)) {
+            throw NotAsExpected();
+        }
     }
     Bytes identity(const std::string& kind) {
         if (kind == "reply") {
@@ -321,8 +341,8 @@ constexpr StepForm STEPS[] = {
     {"board host ", "send", &StepReader::send_bytes,
      "BYTES | sysex SIZE [open] | identity request | identity reply"},
     {"board host ", "expect", &StepReader::expect,
-     "BYTES | CONTROL [off] VALUE | sysex SIZE | identity request | identity reply | report, "
-     "[within MS]"},
+     "BYTES | CONTROL [off] VALUE | sysex SIZE | identity request | identity reply | report | "
+     "fill, [within MS]"},
     {"board host ", "until", &StepReader::until,
      "BYTES | CONTROL [off] VALUE | sysex SIZE | identity request | identity reply, [within MS]"},
     {"board host ", "silent", &StepReader::silent, "MS"},
@@ -334,11 +354,15 @@ constexpr StepForm STEPS[] = {
     {"call ", "refuse", &StepReader::refuse_call, "TEXT"},
     {"log ", "expect", &StepReader::expect_log, "TEXT [within MS]"},
     {"log ", "find", &StepReader::find_log, "TEXT [within MS]"},
+    {"log ", "line", &StepReader::log_line, "\"TEXT\" [within MS]"},
     {"log ", "refuse", &StepReader::refuse_log, "TEXT"},
     {"screen ", "expect", &StepReader::expect_screen, "ROW COLUMN \"TEXT\" [COLOR] [within MS]"},
     {"screen ", "show", &StepReader::show_screen, ""},
     {"exit ", "expect", &StepReader::expect_exit, "STATUS [within MS]"},
     {"wait ", nullptr, &StepReader::wait, "MS"},
+    {"board host ", "stops", &StepReader::stop_reading, "reading"},
+    {"board host ", "reads", &StepReader::read_again, "again"},
+    {"board host ", "fill", &StepReader::fill, ""},
     {"hang ", "up", &StepReader::hang_up, "serial | midi"},
     {"watch ", nullptr, &StepReader::watch, "traffic | order"},
 };
@@ -412,6 +436,8 @@ class FileReader {
     }
     bool read_head(Words& words, bool before_steps);
     void read_file_lines(Words& words);
+    void read_without(Words& words);
+    void read_mode(Words& words);
     void read_step(StepReader& reader, Step& step);
 
     std::istringstream in_;
@@ -427,10 +453,12 @@ struct HeadForm {
 };
 constexpr HeadForm HEAD[] = {
     {"options", "OPTION..."},
-    {"without", "serial | midi"},
+    {"without", "serial | midi | command NAME"},
     {"resources", "DIRECTORY"},
-    {"file", "NAME [crlf], its lines below it, indented by four blanks"},
+    {"file", "NAME [crlf | cut | hex], its lines below it, indented by four blanks"},
     {"remove", "NAME"},
+    {"directory", "NAME"},
+    {"mode", "NAME OCTAL"},
     {"xfbdev", "lingers MS | ignores SIGNALS"},
 };
 
@@ -452,11 +480,7 @@ bool FileReader::read_head(Words& words, bool before_steps) {
                 world.options.push_back(words.word());
             }
         } else if (word == "without") {
-            bool& link = words.take("serial") ? world.serial : world.midi;
-            if (&link == &world.midi && !words.take("midi")) {
-                throw NotAsExpected();
-            }
-            link = false;
+            read_without(words);
         } else if (word == "resources") {
             world.resources =
                 (std::filesystem::path(scenario_.file).parent_path() / words.text()).string();
@@ -464,6 +488,10 @@ bool FileReader::read_head(Words& words, bool before_steps) {
             read_file_lines(words);
         } else if (word == "remove") {
             world.removed.push_back(words.word());
+        } else if (word == "directory") {
+            world.directories.push_back(words.word());
+        } else if (word == "mode") {
+            read_mode(words);
         } else if (words.take("lingers")) {
             world.xfbdev_lingers = milliseconds(words.number(0, MAX_TIME));
         } else if (words.take("ignores")) {
@@ -474,15 +502,47 @@ bool FileReader::read_head(Words& words, bool before_steps) {
         if (words.more()) {
             throw NotAsExpected();
         }
-    } catch (const NotAsExpected&) {
-        fail(word + " " + form->rest);
+    } catch (const NotAsExpected& error) {
+        fail(word + " " + form->rest + error.why);
     }
     return true;
+}
+
+void FileReader::read_without(Words& words) {
+    WorldConfig& world = scenario_.world;
+    if (words.take("command")) {
+        const std::string name = words.word();
+        if (!can_be_missing(name)) {
+            throw NotAsExpected{"; the world has no command " + name + " that can be taken away"};
+        }
+        world.missing_commands.push_back(name);
+        return;
+    }
+    bool& link = words.take("serial") ? world.serial : world.midi;
+    if (&link == &world.midi && !words.take("midi")) {
+        throw NotAsExpected();
+    }
+    link = false;
+}
+
+void FileReader::read_mode(Words& words) {
+    const std::string name = words.word();
+    const std::string digits = words.word();
+    const bool octal =
+        digits.size() == 3 && digits.find_first_not_of("01234567") == std::string::npos;
+    if (!octal) {
+        throw NotAsExpected();
+    }
+    if (name != "." && !resource_reader(scenario_.world)(name)) {
+        throw NotAsExpected{"; up to this line there is no file " + name};
+    }
+    scenario_.world.modes[name] = static_cast<unsigned>(std::stoi(digits, nullptr, 8));
 }
 
 void FileReader::read_file_lines(Words& words) {
     const std::string name = words.word();
     const std::string end = words.take("crlf") ? "\r\n" : "\n";
+    const bool cut = words.take("cut"), is_hex = words.take("hex");
     std::string content, empty_lines;  // those behind the last line are no part of the file
     while ((in_.peek() == ' ' || in_.peek() == '\n') && next_line()) {
         if (line_.empty()) {
@@ -492,7 +552,18 @@ void FileReader::read_file_lines(Words& words) {
         if (!line_.starts_with(INDENT)) {
             fail("lines of a file indented by four blanks");
         }
+        if (is_hex) {
+            const std::optional<Bytes> bytes = parse_hex(line_);
+            if (!bytes) {
+                fail("bytes in hexadecimal");
+            }
+            content.append(bytes->begin(), bytes->end());
+            continue;
+        }
         content += std::exchange(empty_lines, "") + line_.substr(INDENT.size()) + end;
+    }
+    if (cut && !content.empty()) {
+        content.pop_back();
     }
     scenario_.world.files[name] = content;
 }

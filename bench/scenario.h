@@ -32,6 +32,7 @@ enum class Verb {
     RefuseCall,
     ExpectLog,
     FindLog,
+    FindLogLine,
     RefuseLog,
     Wait,
     HangUp,
@@ -41,6 +42,10 @@ enum class Verb {
     Random,
     Flood,
     FloodPots,
+    StopReading,
+    ReadAgain,
+    Fill,
+    ExpectFill,
     WatchTraffic,
     WatchOrder,
 };

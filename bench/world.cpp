@@ -34,6 +34,7 @@ namespace fs = std::filesystem;
 constexpr const char* HOME = "/opt/ctlbridge/bin";
 constexpr const char* DAEMON = "/opt/ctlbridge/bin/ctlbridge";
 constexpr const char* RESOURCES = "/opt/ctlbridge/resources/";
+constexpr const char* COMMANDS = "/bin/";
 constexpr const char* EMULATOR = "/opt/bench/emulator";
 constexpr const char* SERIAL = "/dev/ttymxc1";
 constexpr const char* MIDI = "/dev/snd/midiC1D0";
@@ -46,6 +47,7 @@ constexpr const char* APPLETS[] = {"[",       "awk",    "basename", "cat",   "ch
                                    "dirname", "echo",   "grep",     "head",  "kill",  "mkdir",
                                    "mv",      "printf", "ps",       "rm",    "sed",   "sh",
                                    "sleep",   "tail",   "test",     "touch", "tr",    "wc"};
+constexpr const char* SHELLS_OWN[] = {"[", "echo", "kill", "printf", "test"};
 constexpr const char* LIBRARIES[] = {"/lib",     "/lib32",     "/lib64",     "/libx32",
                                      "/usr/lib", "/usr/lib32", "/usr/lib64", "/usr/libx32"};
 constexpr const char* LOADER_CACHE = "/etc/ld.so.cache";
@@ -122,11 +124,21 @@ struct Bind {
 
 struct Contents {
     std::map<std::string, File> files;
+    std::vector<std::string> directories;
+    mode_t resources_mode = PROGRAM;
     std::map<std::string, std::string> symlinks;  // path, what it points to
     std::vector<std::string> libraries;
     std::vector<Bind> devices;
     std::vector<std::string> command;  // the daemon's words
 };
+
+std::string resource_path(const std::string& name) {
+    const fs::path path = fs::path(name).lexically_normal();
+    if (path.is_absolute() || !path.has_filename() || *path.begin() == "..") {
+        throw std::runtime_error("\"" + name + "\" is no name of a file below the resources");
+    }
+    return RESOURCES + path.string();
+}
 
 void add_resources(Contents& contents, const WorldConfig& config) {
     std::error_code error;
@@ -146,11 +158,21 @@ void add_resources(Contents& contents, const WorldConfig& config) {
         contents.files.erase(RESOURCES + name);
     }
     for (const auto& [name, content] : config.files) {
-        const fs::path path = fs::path(name).lexically_normal();
-        if (path.is_absolute() || !path.has_filename() || *path.begin() == "..") {
-            throw std::runtime_error("\"" + name + "\" is no name of a file below the resources");
+        contents.files[resource_path(name)].content = content;
+    }
+    for (const std::string& name : config.directories) {
+        contents.directories.push_back(resource_path(name));
+        contents.files.erase(contents.directories.back());
+    }
+    for (const auto& [name, mode] : config.modes) {
+        if (const auto file = contents.files.find(resource_path(name));
+            file != contents.files.end()) {
+            file->second.mode = mode;
+        } else if (name == ".") {
+            contents.resources_mode = mode;
+        } else {
+            throw std::runtime_error("there is no file \"" + name + "\" to change the mode of");
         }
-        contents.files[RESOURCES + path.string()].content = content;
     }
 }
 
@@ -163,7 +185,7 @@ void add_busybox(Contents& contents) {
     }
     contents.files[PLATFORM_BUSYBOX] = {PROGRAM, read_file(*found)};
     for (const char* const applet : APPLETS) {
-        contents.symlinks[std::string("/bin/") + applet] = PLATFORM_BUSYBOX;
+        contents.symlinks[COMMANDS + std::string(applet)] = PLATFORM_BUSYBOX;
     }
 }
 
@@ -221,6 +243,9 @@ Contents contents_for(const WorldConfig& config) {
     for (const std::string& path : platform_paths()) {
         contents.symlinks[path] = PLATFORM_PROGRAM;
     }
+    for (const std::string& command : config.missing_commands) {
+        contents.symlinks.erase(COMMANDS + command);
+    }
     return contents;
 }
 
@@ -265,6 +290,10 @@ void write_files(const Contents& contents) {
         fs::create_directories(fs::path(built(path)).parent_path());
         fs::create_symlink(target, built(path));
     }
+    for (const std::string& path : contents.directories) {
+        fs::create_directories(built(path));
+    }
+    check(chmod(built(RESOURCES).c_str(), contents.resources_mode), "chmod resources");
 }
 
 void build_root(const Contents& contents) {
@@ -486,6 +515,16 @@ Running start(const WorldConfig& config, const Contents& contents) {
 }
 
 }  // namespace
+
+bool can_be_missing(const std::string& command) {
+    const auto is_it = [&](const std::string& path) { return path == COMMANDS + command; };
+    const std::vector<std::string> platform = platform_paths();
+    const bool known =
+        std::find(std::begin(APPLETS), std::end(APPLETS), command) != std::end(APPLETS) ||
+        std::any_of(platform.begin(), platform.end(), is_it);
+    return known &&
+           std::find(std::begin(SHELLS_OWN), std::end(SHELLS_OWN), command) == std::end(SHELLS_OWN);
+}
 
 World::World(const WorldConfig& config) : console_(open_pty()) {
     if (config.serial) {

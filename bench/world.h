@@ -22,11 +22,17 @@ struct WorldConfig {
     std::string resources;             // directory whose copy the daemon finds at ../resources
     std::map<std::string, std::string> files;  // laid over the copy: name below resources, content
     std::vector<std::string> removed;          // names taken out of the copy
-    bool serial = true;                        // false: there is no /dev/ttymxc1
-    bool midi = true;                          // false: there is no /dev/snd/midiC1D0
+    std::vector<std::string> directories;      // names where a directory stands instead of a file
+    std::map<std::string, unsigned> modes;     // permission bits; ".": of the copy itself
+    std::vector<std::string> missing_commands;
+    bool serial = true;                           // false: there is no /dev/ttymxc1
+    bool midi = true;                             // false: there is no /dev/snd/midiC1D0
     std::chrono::milliseconds xfbdev_lingers{0};  // how long Xfbdev outlives the signal it obeys
     int xfbdev_ignores = 0;                       // how many signals it ignores before that
 };
+
+// Whether a world can be made without this command of its shell. The shell's own, as echo, stay.
+bool can_be_missing(const std::string& command);
 
 // A pseudo-terminal. The slave is held open too: before the daemon opens it and after it has ended,
 // the master is not to see a hang-up.
@@ -45,8 +51,11 @@ class World {
     World& operator=(const World&) = delete;
 
     // The outer ends, all non-blocking, -1 where a link is missing or hung up.
-    int serial_fd() const { return serial_.master.get(); }    // the board's end
-    int midi_fd() const { return midi_.master.get(); }        // the host's end
+    int serial_fd() const { return serial_.master.get(); }  // the board's end
+    int midi_fd() const { return midi_.master.get(); }      // the host's end
+    // The daemon's ends of these two, as they are held open out here; -1 where there is none.
+    int far_serial_fd() const { return serial_.slave.get(); }
+    int far_midi_fd() const { return midi_.slave.get(); }
     int console_fd() const { return console_.master.get(); }  // what is written to /dev/tty0
     int log_fd() const { return log_.get(); }            // the daemon's standard output and error
     int platform_fd() const { return platform_.get(); }  // readable when a platform call waits

@@ -50,6 +50,11 @@ TEST_F(RunnerTest, FailsWhereItShould) {
         {"printf '\\220\\001\\100' >/dev/snd/midiC1D0", "wait 200", "left over at the host"},
         {":", "host expect 90 01 41 within 100", "came      nothing within 100 ms"},
         {"modprobe a; : >/dev/snd/midiC1D0", "board send 90", "there is no line to the board"},
+        {"modprobe a; exec >/dev/snd/midiC1D0; sleep 1; printf '\\220\\001\\100'",
+         "host stops reading\nhost expect 90 01 40 within 1500",
+         "came      nothing within 1500 ms"},
+        {"modprobe a; : >/dev/snd/midiC1D0", "host expect fill", "no step has filled the line"},
+        {"echo one two", "log line \"one\" within 100", "expected  one"},
         {"modprobe a; modprobe b", "call until modprobe b\ncall refuse modprobe a", "refused"},
         {"modprobe a; modprobe b", "call expect modprobe b", "came      modprobe a"},
         {"modprobe a; sleep 1; modprobe b", "call refuse modprobe b\nwait 1500",
@@ -75,6 +80,63 @@ TEST_F(RunnerTest, HoldsWhatComes) {
         "call refuse poweroff\nexit expect 3");
     EXPECT_TRUE(outcome.good) << outcome.failure;
     EXPECT_EQ(outcome.expectations, 5);
+}
+
+TEST_F(RunnerTest, KeepsWhatIsNotRead) {
+    const Outcome outcome = play(
+        "modprobe a; exec 3>/dev/snd/midiC1D0; sleep 1; printf '\\220\\001\\100' >&3; echo sent",
+        "host stops reading\nlog expect sent\nhost silent 100\nhost reads again\n"
+        "host expect 90 01 40");
+    EXPECT_TRUE(outcome.good) << outcome.failure;
+}
+
+TEST_F(RunnerTest, MakesTheWorldFaulty) {
+    const Outcome outcome = play(
+        "cd /opt/ctlbridge/resources; for name in *; do ls_=$ls_$name,; done; echo $ls_\n"
+        "cat a d; wc -c <b; modprobe; touch f",
+        "file a\n    x\nmode a 000\nfile b cut\n    x\n    y\ndirectory d\nmode . 555\n"
+        "without command modprobe\n"
+        "log line \"a,b,d,\"\n"
+        "log expect cat: can't open 'a': Permission denied\n"
+        "log expect cat: read error: Is a directory\n"
+        "log line \"3\"\n"
+        "log expect modprobe: not found\n"
+        "log expect touch: f: Permission denied\n");
+    EXPECT_TRUE(outcome.good) << outcome.failure;
+}
+
+TEST(Filling, IsAccountedFor) {
+    const Filling filling{.failure = {},
+                          .messages = {{0x90, 1, 1}, {0x90, 2, 2}, {0x90, 3, 3}, {0x90, 4, 4}},
+                          .fitting = 2};
+    const Bytes first = {0x90, 1, 1}, second = {0x90, 2, 2}, third = {0x90, 3, 3},
+                fourth = {0x90, 4, 4}, cut = {0x90, 3};
+    const struct {
+        const char* name;
+        End from;
+        std::vector<Bytes> came;
+        bool good;
+        std::size_t messages;
+    } cases[] = {
+        {"all there was room for", End::Board, {first, second}, true, 2},
+        {"one more", End::Board, {first, second, third}, true, 3},
+        {"the last one cut", End::Board, {first, second, cut}, true, 3},
+        {"another behind it", End::Board, {first, second, cut, first}, true, 3},
+        {"less than there was room for", End::Board, {first, cut}, false, 1},
+        {"one missing", End::Board, {second, third}, false, 0},
+        {"one missing, lights", End::Host, {second, third}, false, 0},
+        {"none lost", End::Board, {first, second, third, fourth}, false, 4},
+        {"presses out of order", End::Board, {second, first}, false, 0},
+        {"lights out of order", End::Host, {second, first}, true, 2},
+        {"the traffic light cut", End::Host, {first, second, {0x90, 0x38}}, true, 3},
+    };
+    for (const auto& [name, from, came, good, messages] : cases) {
+        Filling sent = filling;
+        sent.from = from;
+        const FillingResult result = account(sent, came);
+        EXPECT_EQ(result.good, good) << name << ": " << result.summary;
+        EXPECT_EQ(result.messages, messages) << name << ": " << result.summary;
+    }
 }
 
 }  // namespace

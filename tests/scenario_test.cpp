@@ -36,7 +36,16 @@ TEST(Scenario, SaysWhereALineIsWrong) {
         {"sleep 5", "expected a step: board, host"},
         {"wait 5\nwithout midi", "expected set-up lines before the first step"},
         {"xfbdev", "expected xfbdev lingers MS | ignores SIGNALS"},
-        {"without cable", "expected without serial | midi"},
+        {"without cable", "expected without serial | midi | command NAME"},
+        {"without command echo",
+         "expected without serial | midi | command NAME; the world has no command echo that"},
+        {"mode orvik.sys.cfg 0", "expected mode NAME OCTAL"},
+        {"mode orvik.sys.cfg 778", "expected mode NAME OCTAL"},
+        {"mode x 000", "expected mode NAME OCTAL; up to this line there is no file x"},
+        {"host stops", "expected host stops reading"},
+        {"host reads", "expected host reads again"},
+        {"log line x", "expected log line \"TEXT\""},
+        {"file x hex\n    1g", "expected bytes in hexadecimal"},
         {"file x\n   y", "expected lines of a file indented by four blanks"},
     };
     for (const auto& [step, message] : cases) {
@@ -81,6 +90,8 @@ TEST(Scenario, SetsTheWorldUp) {
         parse_scenario("dir/t.scn",
                        "options -d 20\nwithout serial\nresources ../other\nremove a\n"
                        "file b crlf\n    # x\n    \n    y\nxfbdev ignores 1\nxfbdev lingers 900\n"
+                       "file c cut\n    x\n    y\nfile d hex\n    78 00\n    ff\ndirectory e\n"
+                       "without command ps\nmode c 640\nmode . 555\n"
                        "exit expect 1\n",
                        defaults)
             .world;
@@ -88,6 +99,11 @@ TEST(Scenario, SetsTheWorldUp) {
     EXPECT_EQ(world.resources, "dir/../other");
     EXPECT_EQ(world.removed, (std::vector<std::string>{"a"}));
     EXPECT_EQ(world.files.at("b"), "# x\r\n\r\ny\r\n");
+    EXPECT_EQ(world.files.at("c"), "x\ny");
+    EXPECT_EQ(world.files.at("d"), std::string("x\0\xff", 3));
+    EXPECT_EQ(world.directories, (std::vector<std::string>{"e"}));
+    EXPECT_EQ(world.missing_commands, (std::vector<std::string>{"ps"}));
+    EXPECT_EQ(world.modes, (std::map<std::string, unsigned>{{"c", 0640}, {".", 0555}}));
     EXPECT_FALSE(world.serial);
     EXPECT_EQ(world.xfbdev_ignores, 1);
     EXPECT_EQ(world.xfbdev_lingers, milliseconds(900));
