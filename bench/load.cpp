@@ -236,28 +236,31 @@ bool begins_with(const Bytes& whole, const Bytes& part) {
     return part.size() < whole.size() && std::equal(part.begin(), part.end(), whole.begin());
 }
 
-// How many of the messages came, all from the first one on. The daemon's host worker may take two
-// batches in one pass and answers in its table's order, so lights may come a little out of order.
-std::size_t count_in_order(const Filling& filling, const std::vector<Bytes>& came) {
+// What came of a filling: so many messages, whole; and which of it were awaited next.
+struct Prefix {
+    std::size_t count = 0;
+    std::vector<std::size_t> awaited;
+};
+
+// The daemon's host worker may take two batches in one pass and answers in its table's order:
+// lights may come that much out of order.
+Prefix take_prefix(const Filling& filling, const std::vector<Bytes>& came) {
     const std::size_t window = filling.from == End::Board ? 1 : 2 * BATCH;
-    std::vector<Bytes> awaited;
-    std::size_t next = 0, count = 0;
-    for (const Bytes& message : came) {
-        while (awaited.size() < window && next < filling.messages.size()) {
-            awaited.push_back(filling.messages[next++]);
+    Prefix prefix;
+    for (std::size_t next = 0;; ++prefix.count) {
+        for (; prefix.awaited.size() < window && next < filling.messages.size(); ++next) {
+            prefix.awaited.push_back(next);
         }
-        const auto found = std::find(awaited.begin(), awaited.end(), message);
-        if (found == awaited.end()) {
+        const auto found =
+            std::find_if(prefix.awaited.begin(), prefix.awaited.end(), [&](std::size_t place) {
+                return prefix.count < came.size() && filling.messages[place] == came[prefix.count];
+            });
+        if (found == prefix.awaited.end()) {
             break;
         }
-        awaited.erase(found);
-        ++count;
+        prefix.awaited.erase(found);
     }
-    if (!awaited.empty() && awaited.front() != filling.messages[count]) {  // an earlier one misses
-        count = static_cast<std::size_t>(
-            std::mismatch(came.begin(), came.end(), filling.messages.begin()).first - came.begin());
-    }
-    return count;
+    return prefix;
 }
 
 }  // namespace
@@ -382,25 +385,31 @@ Filling fill(Controller& controller, End from, const Pump& pump) {
 }
 
 FillingResult account(const Filling& filling, const std::vector<Bytes>& came) {
-    const std::size_t whole = count_in_order(filling, came);
+    const Prefix prefix = take_prefix(filling, came);
+    const std::size_t whole = prefix.count;
+    const std::vector<std::size_t>& awaited = prefix.awaited;
     const std::size_t sent = filling.messages.size();
     std::string text = std::string(name_of(filling.from)) + " → " + name_of(other(filling.from)) +
-                       ": " + std::to_string(sent) + " messages sent, the first " +
-                       std::to_string(whole) + " arrived";
+                       ": " + std::to_string(sent) + " messages sent, " + std::to_string(whole) +
+                       " arrived";
     std::size_t cut = 0;
     if (whole < sent && whole < came.size()) {
-        const Bytes traffic_light = {NOTE_ON, TRAFFIC_LIGHT, 0};
-        cut = begins_with(filling.messages[whole], came[whole]) ||
-              (filling.from == End::Host && begins_with(traffic_light, came[whole]));
+        const Bytes& part = came[whole];
+        cut = (filling.from == End::Host && begins_with({NOTE_ON, TRAFFIC_LIGHT, 0}, part)) ||
+              std::any_of(awaited.begin(), awaited.end(), [&](std::size_t place) {
+                  return begins_with(filling.messages[place], part);
+              });
     }
     const std::size_t lost = sent - whole - cut;
     text += cut == 0 ? "" : ", the next was cut to " + hex(came[whole]);
     text += ", " + std::to_string(lost) + " found the line full";
-    if (whole < filling.fitting) {
-        text += "; there was room for " + std::to_string(filling.fitting);
-        text += whole == came.size() ? "" : ", but there came " + hex(came[whole]);
+    const bool missing = !awaited.empty() && awaited.front() < filling.fitting;
+    if (missing) {
+        text += "; there was room for " + std::to_string(filling.fitting) + ", but " +
+                hex(filling.messages[awaited.front()]) + " is missing";
+        text += whole == came.size() ? "" : ", and there came " + hex(came[whole]);
     }
-    return {whole >= filling.fitting && lost > 0, text, whole + cut};
+    return {!missing && lost > 0, text, whole + cut};
 }
 
 }  // namespace bench

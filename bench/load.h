@@ -49,8 +49,8 @@ struct FillingResult {
     std::size_t messages;  // so many of those that came belong to it; the last one may be cut
 };
 
-// Good if what came begins with as much of the filling as there was room for, whole and in order,
-// and no more of it than that and one message cut short.
+// Good if what came begins with all of the filling that there was room for, whole and in order, and
+// not all of it came. One message behind that may be cut short.
 FillingResult account(const Filling& filling, const std::vector<Bytes>& came);
 
 }  // namespace bench
