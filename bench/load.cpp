@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <map>
 #include <random>
-#include <thread>
 
 #include "transcript.h"
 
@@ -16,12 +15,14 @@ constexpr int LINE_MESSAGES_PER_SECOND = LINE_BYTES_PER_SECOND / 3;
 constexpr std::size_t MAX_IN_FLIGHT = 16;  // all fit into what the daemon queues for the host
 constexpr milliseconds TICK(1);
 constexpr milliseconds PATIENCE(10000);  // without any arrival
-constexpr std::size_t BATCH = 16;  // of a filling: so many are sent before the daemon is asked
+// So many messages of a filling are sent before the daemon is asked: what it takes to the host in
+// one pass, and half of what finds room in a line that is just not full.
+constexpr std::size_t BATCH_TO_HOST = 21;
+constexpr std::size_t BATCH_TO_BOARD = 32;
 constexpr std::size_t BEYOND =
     960;  // three times what the kernel finds room for in a line that it calls full
 constexpr std::size_t MAX_FILLING = 20000;  // messages; a line holds a quarter of them
-constexpr std::chrono::microseconds POLL_PAUSE(20);
-constexpr milliseconds SETTLING(20);  // of a line that seems full
+constexpr milliseconds SETTLING(20);        // of a line that seems full
 
 const char* name_of(End end) {
     return end == End::Board ? "board" : "host";
@@ -226,8 +227,7 @@ bool await(Controller& controller, const Pump& pump, const std::function<bool()>
         if (controller.now() >= deadline) {
             return false;
         }
-        pump(milliseconds(0));
-        std::this_thread::sleep_for(POLL_PAUSE);
+        pump(TICK);
     }
     return true;
 }
@@ -245,7 +245,7 @@ struct Prefix {
 // The daemon's host worker may take two batches in one pass and answers in its table's order:
 // lights may come that much out of order.
 Prefix take_prefix(const Filling& filling, const std::vector<Bytes>& came) {
-    const std::size_t window = filling.from == End::Board ? 1 : 2 * BATCH;
+    const std::size_t window = filling.from == End::Board ? 1 : 2 * BATCH_TO_BOARD;
     Prefix prefix;
     for (std::size_t next = 0;; ++prefix.count) {
         for (; prefix.awaited.size() < window && next < filling.messages.size(); ++next) {
@@ -351,7 +351,10 @@ Filling fill(Controller& controller, End from, const Pump& pump) {
     const auto full = [&] { return controller.full(to); };
     Changes changes(controller, from);
     Filling filling{.failure = {}, .from = from, .messages = {}};
-    if (changes.controls() < 2 * BATCH) {
+    // No two batches that follow each other change the same control.
+    const std::size_t batch =
+        std::min(from == End::Board ? BATCH_TO_HOST : BATCH_TO_BOARD, (changes.controls() + 1) / 2);
+    if (changes.controls() < 2) {
         filling.failure = "the mapping has too few controls to fill a line with";
         return filling;
     }
@@ -361,7 +364,7 @@ Filling fill(Controller& controller, End from, const Pump& pump) {
             const Crossing crossing = changes.next();
             controller.send(from, crossing.sent);
             filling.messages.push_back(crossing.arrives);
-        } while (++sent < BATCH && changes.turn() != 0);
+        } while (++sent < batch && changes.turn() != 0);
         if (filling.messages.size() > MAX_FILLING) {
             filling.failure = "the line towards the " + std::string(name_of(to)) +
                               " does not fill up: it must have stopped reading";
