@@ -41,4 +41,6 @@ build() {
 }
 
 BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev'
-TEST_PACKAGES='g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux'
+FUZZ_PACKAGES='clang libclang-rt-14-dev'
+MEASURE_PACKAGES='valgrind gnuplot-nox'
+TEST_PACKAGES="g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux valgrind $FUZZ_PACKAGES"

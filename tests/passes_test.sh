@@ -6,7 +6,7 @@
 set -eu
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-valgrind -q --tool=callgrind --instr-atstart=no --callgrind-out-file="$work/counts" "$1"
+valgrind -q --tool=callgrind --instr-atstart=no --callgrind-out-file="$work/counts" "$1" >/dev/null
 failed=0
 for part in "$work"/counts.*; do
     awk '
