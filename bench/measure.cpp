@@ -314,7 +314,8 @@ void measure(const WorldConfig& config, const MeasurePlan& plan) {
     const File latencies = create(plan.directory + "/latency.tsv");
     const File rates = create(plan.directory + "/rates.tsv");
     if (plan.rounds > 0)
-        print_latency(measure_latencies(config, plan), latencies.get());
+        setvbuf(stdout, nullptr, _IOLBF, 0);
+    print_latency(measure_latencies(config, plan), latencies.get());
     measure_rates(config, rates.get());
     measure_flood(config);
     measure_start(config);
