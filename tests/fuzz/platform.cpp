@@ -129,11 +129,18 @@ std::string answer(const std::string& command) {
 void set_up(int* argc, char*** argv) {
     static std::vector<std::string> arguments;
     static std::vector<char*> pointers;
-    arguments = {absolute((*argv)[0]), "-artifact_prefix=" + fs::current_path().string() + "/"};
+    const fs::path self = fs::read_symlink("/proc/self/exe");
+    if (fs::path((*argv)[0]) != self) {  // the fuzzer starts itself again by this name
+        (*argv)[0] = const_cast<char*>(self.c_str());
+        execv(self.c_str(), *argv);
+        fail("cannot start %s: errno %d", self.c_str(), errno);
+    }
+    arguments = {self, "-artifact_prefix=" + fs::current_path().string() + "/"};
     std::transform(*argv + 1, *argv + *argc, std::back_inserter(arguments), absolute);
     for (std::string& argument : arguments) {
         pointers.push_back(argument.data());
     }
+    pointers[0] = (*argv)[0];
     *argc = static_cast<int>(pointers.size());
     pointers.push_back(nullptr);
     *argv = pointers.data();
