@@ -126,7 +126,7 @@ std::size_t Stream::slot(const Bytes& message) {
 }
 
 std::optional<Clock::time_point> Stream::due() const {
-    if (sent_ == plan_.count || under_way_ >= plan_.window) {
+    if (sent_ == plan_.count || under_way_ >= plan_.window || wants_room()) {
         return std::nullopt;
     }
     if (plan_.per_second == 0 || start_ == Clock::time_point{}) {
@@ -208,28 +208,38 @@ bool Stream::take_extra(const Bytes& message) {
            (message.size() == 3 && message[0] == NOTE_ON && message[1] == TRAFFIC_LIGHT);
 }
 
-void Stream::take(const Bytes& message, Clock::time_point now) {
-    const int index = message.size() == 3 && message[1] < 0x80 ? by_slot_[slot(message)] : -1;
-    if (index >= 0) {
-        std::deque<UnderWay>& under_way = sources_[static_cast<std::size_t>(index)].under_way;
-        const auto found =
-            std::find_if(under_way.begin(), under_way.end(),
-                         [&](const UnderWay& expected) { return expected.message == message; });
-        if (found != under_way.end()) {
-            if (latencies_.size() < MOST_LATENCIES) {
-                latencies_.push_back(static_cast<std::uint32_t>((now - found->at).count()));
-            }
-            const auto left_out = found - under_way.begin();
-            under_way.erase(under_way.begin(), found + 1);
-            merged_ += left_out;
-            under_way_ -= left_out + 1;
-            ++arrived_;
-            late_ += sent_ == plan_.count && queue_.empty() ? 1 : 0;
-            last_arrival_ = now;
-            return;
-        }
+// What is under way of the control that the message is of.
+std::deque<Stream::UnderWay>* Stream::find_under_way(const Bytes& message) {
+    const bool known = message.size() == 3 && (message[1] & 0x80) == 0;
+    const int index = known ? by_slot_[slot(message)] : -1;
+    return index >= 0 ? &sources_[static_cast<std::size_t>(index)].under_way : nullptr;
+}
+
+bool Stream::take_expected(const Bytes& message, Clock::time_point now) {
+    std::deque<UnderWay>* const under_way = find_under_way(message);
+    if (under_way == nullptr) {
+        return false;
     }
-    if (!take_extra(message) && unexpected_.empty()) {
+    const auto found = std::find_if(under_way->begin(), under_way->end(),
+                                    [&](const UnderWay& one) { return one.message == message; });
+    if (found == under_way->end()) {
+        return false;
+    }
+    if (latencies_.size() < MOST_LATENCIES) {
+        latencies_.push_back(static_cast<std::uint32_t>((now - found->at).count()));
+    }
+    const auto left_out = found - under_way->begin();
+    under_way->erase(under_way->begin(), found + 1);
+    merged_ += left_out;
+    under_way_ -= left_out + 1;
+    ++arrived_;
+    late_ += sent_ == plan_.count && queue_.empty() ? 1 : 0;
+    last_arrival_ = now;
+    return true;
+}
+
+void Stream::take(const Bytes& message, Clock::time_point now) {
+    if (!take_expected(message, now) && !take_extra(message) && unexpected_.empty()) {
         unexpected_ = hex(message) + "   " + describe(message);
     }
 }
@@ -239,34 +249,47 @@ bool Stream::done() const {
            queries_arrived_ == queries_;
 }
 
+namespace {
+
+// Waits until a stream has something to read, room to write or something due, and reads.
+void wait_and_receive(const std::vector<Stream*>& streams) {
+    Clock::time_point wake = Clock::now() + TENDING;
+    std::vector<pollfd> polled;
+    for (const Stream* const stream : streams) {
+        wake = std::min(wake, stream->due().value_or(wake));
+        polled.push_back({stream->to_fd(), POLLIN, 0});
+    }
+    for (const Stream* const stream : streams) {
+        polled.push_back({stream->wants_room() ? stream->from_fd() : -1, POLLOUT, 0});
+    }
+    const std::int64_t wait = std::max<std::int64_t>(0, (wake - Clock::now()).count());
+    const timespec timeout = {wait / 1'000'000'000, wait % 1'000'000'000};
+    ppoll(polled.data(), polled.size(), &timeout, nullptr);
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        if (polled[i].revents != 0) {
+            streams[i]->receive();
+        }
+    }
+}
+
+}  // namespace
+
 bool run_streams(const std::vector<Stream*>& streams, const std::function<void()>& tend) {
-    Clock::time_point tended = Clock::now();
-    for (;;) {
+    for (Clock::time_point tended = Clock::now();;) {
         const Clock::time_point now = Clock::now();
-        Clock::time_point wake = now + TENDING;
         bool done = true;
-        std::vector<pollfd> polled;
         for (Stream* const stream : streams) {
             stream->send(now);
-            wake = std::min(wake, stream->due().value_or(wake));
             done = done && stream->done();
             const bool late = !stream->done() && now - stream->last_arrival() > PATIENCE;
             if (!stream->unexpected().empty() || late) {
                 return false;
             }
-            polled.push_back({stream->to_fd(), POLLIN, 0});
         }
         if (done) {
             return true;
         }
-        const std::int64_t wait = std::max<std::int64_t>(0, (wake - Clock::now()).count());
-        const timespec timeout = {wait / 1'000'000'000, wait % 1'000'000'000};
-        ppoll(polled.data(), polled.size(), &timeout, nullptr);
-        for (std::size_t i = 0; i < streams.size(); ++i) {
-            if (polled[i].revents != 0) {
-                streams[i]->receive();
-            }
-        }
+        wait_and_receive(streams);
         if (now - tended > TENDING) {
             tended = now;
             tend();

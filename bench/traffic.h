@@ -72,7 +72,11 @@ class Stream {
     // Every message arrived, or was merged into a later one that did.
     bool good() const { return done() && unexpected_.empty(); }
 
+    // A part of what was to be sent found no room in the line.
+    bool wants_room() const { return !queue_.empty(); }
+
     End from() const { return from_; }
+    int from_fd() const { return from_fd_; }
     int to_fd() const { return to_fd_; }
     std::int64_t sent() const { return sent_; }
     std::int64_t arrived() const { return arrived_; }
@@ -100,6 +104,8 @@ class Stream {
     void prepare(std::int64_t allowed);
     void write_out();
     void take(const Bytes& message, Clock::time_point now);
+    std::deque<UnderWay>* find_under_way(const Bytes& message);
+    bool take_expected(const Bytes& message, Clock::time_point now);
     bool take_extra(const Bytes& message);
     static std::size_t slot(const Bytes& message);
 
