@@ -22,8 +22,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t READ_SIZE = 4096;
 // A line that nobody holds open is not asked all the time.
 constexpr milliseconds HUNG_UP_PAUSE(20);
-constexpr milliseconds SETTLING(20);     // of a worker that has just opened its device
-constexpr milliseconds STANDSTILL(250);  // longer between two steps, and the machine stood still
+constexpr milliseconds SETTLING(20);  // of a worker that has just opened its device
 
 bool has_input(const pollfd& polled) {
     return (polled.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
@@ -99,7 +98,7 @@ ReadFile resource_reader(const WorldConfig& config) {
 }
 
 Controller::Controller(const WorldConfig& config)
-    : stepped_(Clock::now()),
+    : start_(Clock::now()),
       setup_(read_setup(resource_reader(config), config.options)),
       board_(setup_.mapping),
       host_(setup_.mapping, setup_.channel),
@@ -114,8 +113,7 @@ Controller::Controller(const WorldConfig& config)
 Controller::~Controller() = default;
 
 milliseconds Controller::now() const {
-    const Clock::duration since = std::min<Clock::duration>(Clock::now() - stepped_, STANDSTILL);
-    return std::chrono::duration_cast<milliseconds>(ran_ + since);
+    return std::chrono::duration_cast<milliseconds>(Clock::now() - start_);
 }
 
 void Controller::add(Event event) {
@@ -135,9 +133,6 @@ void Controller::add(Event event) {
 }
 
 void Controller::step(milliseconds timeout) {
-    const Clock::time_point begin = Clock::now();
-    ran_ += std::min<Clock::duration>(begin - stepped_, STANDSTILL);
-    stepped_ = begin;
     const auto readable = [&](End end) {
         const Line& asked = line(end);
         return asked.handed_over || Clock::now() < asked.asleep_until ? -1 : fd(end);

@@ -78,7 +78,6 @@ class Controller {
     Board& board() { return board_; }
     Host& host() { return host_; }
     const Screen& screen() const { return screen_; }
-    // Since the start. A machine that stood still between two steps is no delay.
     milliseconds now() const;
 
   private:
@@ -96,8 +95,7 @@ class Controller {
         return end == End::Board ? world_->far_serial_fd() : world_->far_midi_fd();
     }
 
-    std::chrono::steady_clock::time_point stepped_;  // the last step
-    std::chrono::steady_clock::duration ran_{};      // until then
+    std::chrono::steady_clock::time_point start_;
     Setup setup_;
     Board board_;
     Host host_;
