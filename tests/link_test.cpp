@@ -109,6 +109,19 @@ TEST(MidiPort, ReceivesEverythingInReadsOfThree) {
     EXPECT_EQ(com_rx_len[MIDI_IN_BUF_ID], 2 + 51);
 }
 
+TEST(MidiPort, WhatAFullDeviceRefusesIsNotSentLater) {
+    midi_init();
+    const std::string bytes(64, '\x11');
+    for (int i = 0; i < 4000; ++i) {  // far more than a pseudo-terminal holds
+        midi_push_buf(bytes.data(), 64);
+        midi_flush();
+    }
+    EXPECT_NE(host_got(), "");
+    EXPECT_EQ(host_got(), "");
+    midi_push_buf("\x21", 1);
+    EXPECT_EQ(host_got(), "21");
+}
+
 TEST(MidiPort, AHangUpIsReportedOnce) {
     midi_init();
     testing::internal::CaptureStderr();
