@@ -29,7 +29,7 @@ set title "ctlbridge: latency at a steady rate"
 set xlabel "messages a second"
 set ylabel "microseconds"
 set logscale x
-set xrange [400:200000]
+set xrange [400:500000]
 plot for [w = 1:2] rates using (strcol(1) eq ways[w] ? $2 : NaN):3 title ways[w] . ", median" \
          with linespoints pt 7 ps 0.4 lw 2 lc rgb colours[w], \
      for [w = 1:2] rates using (strcol(1) eq ways[w] ? $2 : NaN):4 title ways[w] . ", 99 %" \
@@ -39,6 +39,7 @@ unset logscale y
 set title "ctlbridge: processor time of the two workers"
 set ylabel "per cent of a core"
 set yrange [0:110]
+set key center right
 plot for [w = 1:2] rates using (strcol(1) eq ways[w] ? $2 : NaN):5 \
          title ways[w] . ", board worker" with linespoints pt 7 ps 0.4 lw 2 lc rgb colours[w], \
      for [w = 1:2] rates using (strcol(1) eq ways[w] ? $2 : NaN):6 \
