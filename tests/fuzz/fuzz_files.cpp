@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <iterator>
@@ -26,7 +27,7 @@ constexpr int BOARD = UART_OUT_BUF_ID;
 constexpr int HOST = MIDI_IN_BUF_ID;
 constexpr int LAST_REACHED = 63;  // host record of configuration index 84
 constexpr char NEXT_FILE = '\xFE';
-constexpr size_t SHELL_EVERY = 16;  // inputs: starting shells is slow
+constexpr size_t SHELL_EVERY = 64;  // inputs: starting shells is slow
 
 enum Kind { BASE, PRESET, SETTINGS, COLORS, POSITIONS, LABELS, KINDS };
 
@@ -332,7 +333,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const fuzz::Input running;
     const std::string input(reinterpret_cast<const char*>(data), size);
     const u8 pick = size > 0 ? data[size - 1] : 0;
-    fuzz::shell_runs = std::hash<std::string>()(input) % SHELL_EVERY == 0;
+    static const bool always = std::getenv("CTLBRIDGE_FUZZ_SHELL") != nullptr;
+    fuzz::shell_runs = always || std::hash<std::string>()(input) % SHELL_EVERY == 0;
     dbg_set_msg_level(pick % 8 == 7 ? DBG_GREEN : DBG_DEFAULT);
     take_files(input);
     write_files();
