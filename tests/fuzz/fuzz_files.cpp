@@ -11,13 +11,13 @@
 #include <regex>
 #include <string>
 
-#include "../wires.h"
 #include "config.h"
 #include "debug.h"
-#include "platform.h"
+#include "fuzz_platform.h"
 #include "pot.h"
 #include "softlabel.h"
 #include "utility.h"
+#include "wires.h"
 
 namespace {
 

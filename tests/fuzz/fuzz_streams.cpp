@@ -7,17 +7,17 @@
 #include <utility>
 #include <vector>
 
-#include "../wires.h"
 #include "buffer.h"
 #include "config.h"
 #include "debug.h"
+#include "fuzz_platform.h"
 #include "led.h"
 #include "midi.h"
-#include "platform.h"
 #include "pot.h"
 #include "softlabel.h"
 #include "uart_cf.h"
 #include "utility.h"
+#include "wires.h"
 
 namespace {
 

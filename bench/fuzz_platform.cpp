@@ -1,4 +1,4 @@
-#include "platform.h"
+#include "fuzz_platform.h"
 
 #include <fcntl.h>
 #include <sys/mount.h>
@@ -17,7 +17,7 @@
 #include <sstream>
 #include <utility>
 
-#include "../wires.h"
+#include "wires.h"
 
 namespace fs = std::filesystem;
 
