@@ -149,7 +149,8 @@ TEST(Preset, NamesThatTheShellWouldReadAreRefused) {
                                   "orvik.midictl.cfg3.txt.ok", preset);
     int lines = 0;
     for (size_t i = 0; i < std::size(names) + 3; ++i) {
-        const std::string place = "cfg3.txt.ok:" + std::to_string(i + 1) + ": expected ";
+        std::string place = "cfg3.txt.ok:";
+        place += std::to_string(i + 1) + ": expected ";
         lines += said.find(place) != std::string::npos ? 1 : 0;
     }
     EXPECT_EQ(lines, static_cast<int>(std::size(names)) + 2) << said;
