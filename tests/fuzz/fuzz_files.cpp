@@ -168,7 +168,10 @@ void check_lookups() {
             fail("the value of %s: %.32s", key, value);
         }
     }
-    cfg_read_midi_channel();
+    cfg_read_midi_channel();  // looks the value up only once in a process
+    char channel[16];
+    cfg_get_value_from_file(sys_cfg, "midi_channel", channel, sizeof channel);
+    set_midi_channel_no(static_cast<u8>(atoi(channel)));
     if (cfg_midi_send_channel_no() > 15) {
         fail("channel %d", cfg_midi_send_channel_no());
     }
