@@ -268,11 +268,7 @@ void measure_start(const WorldConfig& config) {
         std::printf("| %s | %lld ms |\n", step.what, static_cast<long long>((at - last).count()));
         last = at;
     }
-    std::printf("| %zu labels drawn, lines opened | %lld ms |\n",
-                static_cast<std::size_t>(
-                    std::count_if(controller.events().begin(), controller.events().end(),
-                                  [](const Event& event) { return event.end == End::Console; })) -
-                    1,
+    std::printf("| labels drawn, lines opened | %lld ms |\n",
                 static_cast<long long>((ready - last).count()));
     const pid_t daemon = controller.daemon_pid();
     const pid_t last_worker = thread_times(daemon).rbegin()->first;
