@@ -88,11 +88,13 @@ check "the screen take-over is on the wire" sees 'call .*fbsplash'
 
 go PLAY_A
 check "help names the control's numbers" sees 'index 21 .*board 1 .*host 60 .*light .*rate 2'
-after "a press reaches the host" 'host  ← 90 3c 7f .*note-on   ch 1  note 60 .*PLAY_A' Space
-check "its release, too" sees 'host  ← 80 3c 00 .*note-off .*PLAY_A'
+after "a tap presses" 'board → 90 01 7f .*PLAY_A pressed' Space
+check "and lets go" sees 'board → 80 01 00 .*PLAY_A released'
 after "a button is held" 'PLAY *▼' Enter
+check "which reaches the host" sees 'host  ← 90 3c 7f .*note-on   ch 1  note 60 .*PLAY_A'
 keys Enter
 check "and let go" lacks 'PLAY *▼'
+check "which reaches it, too" sees 'host  ← 80 3c 00 .*note-off .*PLAY_A'
 after "the host lights it" 'PLAY *127' l
 check "the board was told" sees 'board ← 90 01 7f .*PLAY_A light 127'
 
@@ -143,7 +145,7 @@ keys R
 comes_up
 go PLAY_A
 check "help has the new number" sees 'host 33 '
-after "the edited number goes out" 'note-on   ch 1  note 33 .*PLAY_A' Space
+after "the edited number goes out" 'host  ← .* note 33 .*PLAY_A' Space
 after "the bad line is in the log" 'orvik.midictl.cfg.*expected' v
 check "what it named is unmapped" sees 'unmapped 22'
 keys v v
@@ -151,7 +153,9 @@ keys v v
 keys w
 comes_up
 check "it records" sees 'REC'
-keys Space
+keys Enter
+awaits sees 'host  ← 90 21 7f'
+keys Enter
 awaits sees 'host  ← 80 21 00'
 keys l : && typed 'board turn VOLUME_B 100'
 go PITCH_FADER_A
