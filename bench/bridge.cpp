@@ -61,7 +61,9 @@ bool Bridge::run(const Plan& board, const Plan& host, const std::function<void()
     host_->begin(host);
     return run_streams({&*board_, &*host_}, [&] {
         step(milliseconds(0));
-        meanwhile();
+        if (meanwhile != nullptr) {
+            meanwhile();
+        }
     });
 }
 

@@ -18,7 +18,7 @@ class Bridge {
 
     // Sends by these plans until all has arrived, `meanwhile` being called now and then. False if
     // something is missing or came unexpected; summary() of the streams then tells.
-    bool run(const Plan& board, const Plan& host, const std::function<void()>& meanwhile = [] {});
+    bool run(const Plan& board, const Plan& host, const std::function<void()>& meanwhile = nullptr);
     // What goes out from an end.
     Stream& stream(End from) { return from == End::Board ? *board_ : *host_; }
     // Sends nothing for a while, and forgets what comes.
