@@ -21,14 +21,14 @@ class Board {
 
     // Gestures. Each returns the messages that the board then sends; a control of another kind than
     // the gesture needs sends none.
-    std::vector<Bytes> press(const Control& button, int velocity = 127);
-    std::vector<Bytes> release(const Control& button, int velocity = 0);
+    static std::vector<Bytes> press(const Control& button, int velocity = 127);
+    static std::vector<Bytes> release(const Control& button, int velocity = 0);
     // Moves a pot to a position, 0 to 127.
-    std::vector<Bytes> turn(const Control& pot, int position);
+    static std::vector<Bytes> turn(const Control& pot, int position);
     // Moves a relative control by so many units, more than one message's 63 in several.
-    std::vector<Bytes> spin(const Control& control, int units);
+    static std::vector<Bytes> spin(const Control& control, int units);
     // Lets a relative control come to rest.
-    std::vector<Bytes> rest(const Control& control);
+    static std::vector<Bytes> rest(const Control& control);
     // Every pot's position.
     std::vector<Bytes> report();
 

@@ -31,9 +31,11 @@ Bridge::Bridge(const WorldConfig& config, bool relayed) : controller_(without_la
     ready_at_ = controller_.events().size();
     const int board = controller_.hand_over(End::Board);
     const int host = controller_.hand_over(End::Host);
-    const Setup& setup = controller_.setup();
-    board_.emplace(End::Board, board, host, choose_tracks(setup, End::Board, relayed));
-    host_.emplace(End::Host, host, board, choose_tracks(setup, End::Host, relayed));
+    const auto tracks = [&](End from) {
+        return choose_tracks(controller_.mapping(), controller_.host(), from, relayed);
+    };
+    board_.emplace(End::Board, board, host, tracks(End::Board));
+    host_.emplace(End::Host, host, board, tracks(End::Host));
     rest(SETTLING);
 }
 

@@ -176,13 +176,10 @@ void Controller::step(milliseconds timeout) {
 
 // Returns whether there was something to read.
 bool Controller::read_line(End end) {
-    if (line(end).handed_over) {
+    if (line(end).handed_over || !line(end).reading) {
         return false;
     }
     std::array<std::uint8_t, READ_SIZE> data;
-    if (!line(end).reading) {
-        return false;
-    }
     const ssize_t size = fd(end) < 0 ? 0 : read(fd(end), data.data(), data.size());
     if (size <= 0) {
         if (size == 0 || (errno != EAGAIN && errno != EINTR)) {

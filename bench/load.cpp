@@ -5,13 +5,12 @@
 #include <map>
 #include <random>
 
+#include "traffic.h"
 #include "transcript.h"
 
 namespace bench {
 namespace {
 
-constexpr int LINE_BYTES_PER_SECOND = 11520;  // 115200 bits a second, ten to a byte
-constexpr int LINE_MESSAGES_PER_SECOND = LINE_BYTES_PER_SECOND / 3;
 constexpr std::size_t MAX_IN_FLIGHT = 16;  // all fit into what the daemon queues for the host
 constexpr milliseconds TICK(1);
 constexpr milliseconds PATIENCE(10000);  // without any arrival
@@ -19,8 +18,8 @@ constexpr milliseconds PATIENCE(10000);  // without any arrival
 // one pass, and half of what finds room in a line that is just not full.
 constexpr std::size_t BATCH_TO_HOST = 21;
 constexpr std::size_t BATCH_TO_BOARD = 32;
-constexpr std::size_t BEYOND =
-    960;  // three times what the kernel finds room for in a line that it calls full
+// Three times what the kernel finds room for in a line that it calls full.
+constexpr std::size_t BEYOND = 960;
 constexpr std::size_t MAX_FILLING = 20000;  // messages; a line holds a quarter of them
 constexpr milliseconds SETTLING(20);        // of a line that seems full
 
@@ -60,23 +59,16 @@ class Arrivals {
     std::size_t next_;
 };
 
-struct Crossing {
-    Bytes sent, arrives;
-};
-
 // Changes of controls whose number no other one shares, in turn by configuration index.
 class Changes {
   public:
     Changes(Controller& controller, End from);
     std::size_t controls() const { return controls_.size(); }
     std::size_t turn() const { return controls_.empty() ? 0 : made_ % controls_.size(); }
-    Crossing next();
+    Crossing next() { return controls_[made_++ % controls_.size()].next(); }
 
   private:
-    Controller& controller_;
-    End from_;
-    std::vector<const Control*> controls_;
-    std::vector<int> lights_;  // as last sent
+    std::vector<Track> controls_;
     std::size_t made_ = 0;
 };
 
@@ -91,39 +83,15 @@ int last_light(Controller& controller, const Control& control) {
     return light;
 }
 
-Changes::Changes(Controller& controller, End from) : controller_(controller), from_(from) {
-    const Mapping& mapping = controller.mapping();
-    for (const Control& control : mapping.controls()) {
-        const bool button = from == End::Board && control.sends_notes() &&
-                            mapping.seen_by_host(NOTE_ON, control.host_sees) == &control;
-        const bool light = from == End::Host && control.is_note_light() &&
-                           control.index != FORGET_INDEX &&
-                           mapping.sent_by_host(NOTE_ON, control.host_sends) == &control &&
-                           mapping.seen_by_board(NOTE_ON, control.board_sees) == &control;
-        if (button || light) {
-            controls_.push_back(&control);
-            lights_.push_back(last_light(controller, control));
+Changes::Changes(Controller& controller, End from) {
+    for (Track& track : choose_tracks(controller.mapping(), controller.host(), from, false)) {
+        if (track.sends_notes()) {
+            const Control& control = track.control();
+            track.start_from(from == End::Board ? controller.board().pressed(control.index)
+                                                : last_light(controller, control));
+            controls_.push_back(track);
         }
     }
-}
-
-Crossing Changes::next() {
-    const std::size_t place = turn();
-    const Control& control = *controls_[place];
-    ++made_;
-    if (from_ == End::Host) {
-        const int value = lights_[place] = lights_[place] % 127 + 1;
-        return {controller_.host().light(control, value),
-                {NOTE_ON, static_cast<std::uint8_t>(control.board_sees),
-                 static_cast<std::uint8_t>(value)}};
-    }
-    Board& board = controller_.board();
-    const bool release = board.pressed(control.index);
-    const int status = (release ? NOTE_OFF : NOTE_ON) | controller_.host().channel();
-    const std::uint8_t velocity = release ? 0x40 : 0x7F;
-    return {release ? board.release(control, velocity).front() : board.press(control).front(),
-            {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(control.host_sees),
-             velocity}};
 }
 
 // One direction of a flood.

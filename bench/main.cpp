@@ -67,6 +67,13 @@ int misused(const std::string& problem) {
     return MISUSED;
 }
 
+// 1 to 999999999, else -1.
+int whole_number(const std::string& text) {
+    const bool good = !text.empty() && text.size() <= 9 && text != std::string(text.size(), '0') &&
+                      text.find_first_not_of("0123456789") == std::string::npos;
+    return good ? std::stoi(text) : -1;
+}
+
 // Fills `options`; returns the exit status if the program is to end at once.
 std::optional<int> read_options(std::vector<char*> arguments, Options& options) {
     static constexpr option LONG[] = {{"daemon", required_argument, nullptr, 'd'},
@@ -119,11 +126,11 @@ std::optional<int> read_options(std::vector<char*> arguments, Options& options) 
             case 'w':
                 options.measure.directory = optarg;
                 break;
-            case 'n':  // what is no number, is 0
-                options.soak.count = std::atoll(optarg);
+            case 'n':
+                options.soak.count = whole_number(optarg);
                 break;
             case 'S':
-                options.soak.seconds = std::atoi(optarg);
+                options.soak.seconds = whole_number(optarg);
                 options.soak.count = std::numeric_limits<std::int64_t>::max();
                 break;
             case 'h':
@@ -133,6 +140,9 @@ std::optional<int> read_options(std::vector<char*> arguments, Options& options) 
                 std::fprintf(stderr, "\n%s", USAGE);
                 return MISUSED;
         }
+    }
+    if (options.soak.count <= 0 || options.soak.seconds < 0) {
+        return misused("--count and --seconds: expected a number of 1 to 999999999");
     }
     options.files.assign(arguments.begin() + optind, arguments.begin() + count);
     return std::nullopt;

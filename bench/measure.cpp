@@ -14,8 +14,9 @@
 namespace bench {
 namespace {
 
-constexpr int LINE_RATE = 115200 / 10 / 3;  // messages a second on the serial line
-constexpr int IDLE_RATE = 500;              // leaves the bridge idle in between
+constexpr int LINE_RATE = LINE_MESSAGES_PER_SECOND;
+constexpr int ROUNDS = 5;       // of the latencies, all bridges in turn in each
+constexpr int IDLE_RATE = 500;  // leaves the bridge idle in between
 constexpr int IDLE_COUNT = 1000;
 constexpr int LINE_SECONDS = 2;
 constexpr int RATE_SECONDS = 2;
@@ -138,7 +139,7 @@ void print_latency(const Distributions& found, std::FILE* data) {
 
 Distributions measure_latencies(const WorldConfig& config, const MeasurePlan& plan) {
     Distributions found;
-    for (int round = 0; round < plan.rounds; ++round) {
+    for (int round = 0; round < ROUNDS; ++round) {
         for (const Subject& subject : SUBJECTS) {
             measure_latency(subject, config, plan, found);
         }
@@ -309,8 +310,7 @@ File create(const std::string& path) {
 void measure(const WorldConfig& config, const MeasurePlan& plan) {
     const File latencies = create(plan.directory + "/latency.tsv");
     const File rates = create(plan.directory + "/rates.tsv");
-    if (plan.rounds > 0)
-        setvbuf(stdout, nullptr, _IOLBF, 0);
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each row is to be seen when it is measured
     print_latency(measure_latencies(config, plan), latencies.get());
     measure_rates(config, rates.get());
     measure_flood(config);

@@ -11,7 +11,6 @@ struct MeasurePlan {
     std::string relay;            // the program
     std::string static_twin;      // the daemon, linked as on the controller; may be empty
     std::string directory = ".";  // where the files for the plot go
-    int rounds = 5;               // of the latencies, all bridges in turn in each
 };
 
 // Measures, prints tables in Markdown and writes what is to be plotted as tab-separated values.

@@ -5,21 +5,32 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <vector>
 
 namespace bench {
 namespace {
 
 namespace fs = std::filesystem;
 
-// By one of its threads: the daemon's first one has ended, and tells nothing any more.
-fs::path proc(pid_t pid) {
-    fs::path last;
+std::vector<pid_t> threads(pid_t pid) {
+    std::vector<pid_t> numbers;
     std::error_code error;
     const fs::path tasks = fs::path("/proc") / std::to_string(pid) / "task";
     for (const fs::directory_entry& entry : fs::directory_iterator(tasks, error)) {
-        last = std::max(last, entry.path());
+        numbers.push_back(std::stoi(entry.path().filename().string()));
     }
-    return last;
+    return numbers;
+}
+
+fs::path of_thread(pid_t pid, pid_t thread) {
+    return fs::path("/proc") / std::to_string(pid) / "task" / std::to_string(thread);
+}
+
+// By its last thread: the daemon's first one has ended, and tells nothing any more.
+fs::path of_process(pid_t pid) {
+    const std::vector<pid_t> numbers = threads(pid);
+    return of_thread(pid,
+                     numbers.empty() ? pid : *std::max_element(numbers.begin(), numbers.end()));
 }
 
 // The rest of the line that begins with a key.
@@ -40,36 +51,33 @@ int number(const std::string& text) {
 }  // namespace
 
 int resident_kb(pid_t pid) {
-    return number(field(proc(pid) / "status", "VmRSS:"));
+    return number(field(of_process(pid) / "status", "VmRSS:"));
 }
 
 int private_kb(pid_t pid) {
-    return number(field(proc(pid) / "status", "RssAnon:"));
+    return number(field(of_process(pid) / "status", "RssAnon:"));
 }
 
 int open_descriptors(pid_t pid) {
     std::error_code error;
-    fs::directory_iterator entries(proc(pid) / "fd", error);
+    fs::directory_iterator entries(of_process(pid) / "fd", error);
     return error ? 0 : static_cast<int>(std::distance(begin(entries), end(entries)));
 }
 
 std::map<pid_t, std::uint64_t> thread_times(pid_t pid) {
     std::map<pid_t, std::uint64_t> times;
-    std::error_code error;
-    const fs::path tasks = fs::path("/proc") / std::to_string(pid) / "task";
-    for (const fs::directory_entry& entry : fs::directory_iterator(tasks, error)) {
-        std::ifstream file(entry.path() / "schedstat");
+    for (const pid_t thread : threads(pid)) {
+        std::ifstream file(of_thread(pid, thread) / "schedstat");
         std::uint64_t time;
         if (file >> time) {
-            times[std::stoi(entry.path().filename().string())] = time;
+            times[thread] = time;
         }
     }
     return times;
 }
 
 int inner_number(pid_t pid, pid_t thread) {
-    std::istringstream text(
-        field(proc(pid).parent_path() / std::to_string(thread) / "status", "NSpid:"));
+    std::istringstream text(field(of_thread(pid, thread) / "status", "NSpid:"));
     int number = 0;
     while (text >> number) {  // the innermost comes last
     }

@@ -78,8 +78,7 @@ int main(int argc, char** argv) {
         fputs("usage: relay busy|paced|blocking\n", stderr);
         return 2;
     }
-    sleep(
-        1);  // as the daemon, which has much to do before it opens its lines: they are watched then
+    sleep(1);  // until the lines are watched; the daemon has much to do before it opens them
     // The serial line first: it is open, at its speed, when the other one is.
     const int serial = open_raw("/dev/ttymxc1");
     const int midi = open_raw("/dev/snd/midiC1D0");

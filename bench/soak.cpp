@@ -27,22 +27,23 @@ bool soak(const WorldConfig& config, const SoakPlan& plan) {
     Bridge bridge(config);
     Stream& board = bridge.stream(End::Board);
     Stream& host = bridge.stream(End::Host);
+    // Of a button or light one message at a time is under way, so that none may be missing.
+    const Plan from_board = {.count = plan.count, .controller_depth = DEPTH};
+    const Plan from_host = {
+        .count = plan.count, .controller_depth = DEPTH, .query_every = plan.query_every};
+    Plan warm_up = from_board;
+    warm_up.count = WARM_UP;
+    bool good = bridge.run(warm_up, warm_up);
+    bridge.rest(SETTLING);
+    const Holdings before = holdings_of(bridge);
     const milliseconds start = bridge.controller().now();
-    Holdings before{};
-    const auto look = [&] {
-        if (before.descriptors == 0 && board.arrived() >= WARM_UP) {
-            before = holdings_of(bridge);
-        }
+    good = good && bridge.run(from_board, from_host, [&] {
         const milliseconds time = bridge.controller().now() - start;
         if (plan.seconds > 0 && time > std::chrono::seconds(plan.seconds)) {
             board.stop();
             host.stop();
         }
-    };
-    // Of a button or light one message at a time is under way, so that none may be missing.
-    const bool good = bridge.run(
-        {.count = plan.count, .controller_depth = DEPTH},
-        {.count = plan.count, .controller_depth = DEPTH, .query_every = plan.query_every}, look);
+    });
     bridge.rest(SETTLING);
     const Holdings after = holdings_of(bridge);
     const std::string said = bridge.said();

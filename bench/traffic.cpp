@@ -23,12 +23,6 @@ std::uint8_t byte(int value) {
     return static_cast<std::uint8_t>(value);
 }
 
-// A position as the board reports it: eight bits, the highest in the status byte.
-Bytes position_report(int number, int position) {
-    const int reading = position * 2;
-    return {byte(CONTROL_CHANGE | reading >> 7), byte(number), byte(reading & 0x7F)};
-}
-
 bool is_controller(const Control& control, End from) {
     return from == End::Board ? control.host_sees_position() : control.kind == Kind::Meter;
 }
@@ -49,37 +43,37 @@ bool is_unshared(const Mapping& mapping, const Control& control, End from, std::
 
 }  // namespace
 
-Track::Track(const Control& control, End from, int channel, bool relayed)
-    : control_(&control), from_(from), channel_(channel), relayed_(relayed) {}
+Track::Track(const Control& control, End from, const Host& host, bool relayed)
+    : control_(&control), from_(from), host_(&host), relayed_(relayed) {}
 
 bool Track::sends_notes() const {
     return !is_controller(*control_, from_);
 }
 
 Crossing Track::next() {
-    ++value_;
     const Control& control = *control_;
+    const int channel = host_->channel();
     Crossing crossing;
+    ++value_;
     if (from_ == End::Board && control.sends_notes()) {
-        const bool press = value_ % 2 != 0;
-        const int status = press ? NOTE_ON : NOTE_OFF;
-        const std::uint8_t velocity = press ? 0x7F : RELEASE_VELOCITY;
-        crossing.sent = {byte(status), byte(control.board_sends), velocity};
-        crossing.arrives = {byte(status | channel_), byte(control.host_sees), velocity};
+        value_ %= 2;
+        crossing.sent =
+            (value_ == 1 ? Board::press(control) : Board::release(control, RELEASE_VELOCITY))
+                .front();
+        crossing.arrives = {byte(crossing.sent[0] | channel), byte(control.host_sees),
+                            crossing.sent[2]};
     } else if (from_ == End::Board) {
-        const int position = value_ % 128;
-        crossing.sent = position_report(control.board_sends, position);
-        crossing.arrives = {byte(CONTROL_CHANGE | channel_), byte(control.host_sees),
-                            byte(position)};
+        value_ %= 128;
+        crossing.sent = Board::turn(control, value_).front();
+        crossing.arrives = {byte(CONTROL_CHANGE | channel), byte(control.host_sees), byte(value_)};
     } else if (control.kind == Kind::Meter) {
-        const int level = value_ % METER_LEVELS;
-        crossing.sent = {byte(CONTROL_CHANGE | channel_), byte(control.host_sends),
-                         byte(level * METER_WIDTH)};
-        crossing.arrives = {CONTROL_CHANGE, byte(control.board_sees), byte(METER_ZERO + level)};
+        value_ %= METER_LEVELS;
+        crossing.sent = host_->meter(control, value_ * METER_WIDTH);
+        crossing.arrives = {CONTROL_CHANGE, byte(control.board_sees), byte(METER_ZERO + value_)};
     } else {
-        const std::uint8_t velocity = byte(value_ % 127 + 1);
-        crossing.sent = {byte(NOTE_ON | channel_), byte(control.host_sends), velocity};
-        crossing.arrives = {NOTE_ON, byte(control.board_sees), velocity};
+        value_ = value_ > 127 ? 1 : value_;
+        crossing.sent = host_->light(control, value_);
+        crossing.arrives = {NOTE_ON, byte(control.board_sees), byte(value_)};
     }
     if (relayed_) {
         crossing.arrives = crossing.sent;
@@ -87,14 +81,13 @@ Crossing Track::next() {
     return crossing;
 }
 
-std::vector<Track> choose_tracks(const Setup& setup, End from, bool relayed) {
+std::vector<Track> choose_tracks(const Mapping& mapping, const Host& host, End from, bool relayed) {
     std::vector<Track> tracks;
-    for (const Control& control : setup.mapping.controls()) {
+    for (const Control& control : mapping.controls()) {
         const bool controller = is_controller(control, from);
         const std::uint8_t status = controller ? CONTROL_CHANGE : NOTE_ON;
-        if ((controller || is_note(control, from)) &&
-            is_unshared(setup.mapping, control, from, status)) {
-            tracks.emplace_back(control, from, setup.channel, relayed);
+        if ((controller || is_note(control, from)) && is_unshared(mapping, control, from, status)) {
+            tracks.emplace_back(control, from, host, relayed);
         }
     }
     return tracks;

@@ -16,6 +16,9 @@ namespace bench {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr int LINE_BYTES_PER_SECOND = 115200 / 10;  // of the serial line: ten bits to a byte
+constexpr int LINE_MESSAGES_PER_SECOND = LINE_BYTES_PER_SECOND / 3;
+
 // A message of three bytes, as sent and as it has to arrive.
 struct Crossing {
     Bytes sent, arrives;
@@ -25,21 +28,24 @@ struct Crossing {
 class Track {
   public:
     // `relayed`: the bridge copies bytes, so that they arrive as they were sent.
-    Track(const Control& control, End from, int channel, bool relayed);
+    Track(const Control& control, End from, const Host& host, bool relayed);
 
+    // Goes on from a state: 1 for a button that is down, a light's value.
+    void start_from(int value) { value_ = value; }
     Crossing next();
+    const Control& control() const { return *control_; }
     bool sends_notes() const;
 
   private:
     const Control* control_;
     End from_;
-    int channel_;
+    const Host* host_;
     bool relayed_;
     int value_ = 0;
 };
 
 // The controls of a mapping that can be told apart at both ends: whose numbers are theirs alone.
-std::vector<Track> choose_tracks(const Setup& setup, End from, bool relayed);
+std::vector<Track> choose_tracks(const Mapping& mapping, const Host& host, End from, bool relayed);
 
 struct Plan {
     std::int64_t count = 0;  // messages to send

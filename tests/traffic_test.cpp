@@ -16,12 +16,16 @@ class Account : public testing::Test {
         setup_.mapping.apply_base("0 0 7 0 0 0 2 FADER\n21 1 60 3 0 1 2 PLAY\n");
         EXPECT_EQ(pipe2(there_.data(), O_NONBLOCK), 0);
         EXPECT_EQ(pipe2(back_.data(), O_NONBLOCK), 0);
-        stream_.emplace(End::Board, there_[1], back_[0], choose_tracks(setup_, End::Board, false));
+        restart();
     }
     ~Account() override {
         for (const int fd : {there_[0], there_[1], back_[0], back_[1]}) {
             close(fd);
         }
+    }
+    void restart() {
+        stream_.emplace(End::Board, there_[1], back_[0],
+                        choose_tracks(setup_.mapping, host_, End::Board, false));
     }
     // Sends by a plan; returns what the daemon makes of it.
     std::vector<Bytes> send(const Plan& plan) {
@@ -34,7 +38,7 @@ class Account : public testing::Test {
         for (Bytes& message : messages) {
             const Control* const control = setup_.mapping.sent_by_board(message[0], message[1]);
             if (!control->sends_notes()) {
-                message[2] = static_cast<std::uint8_t>(((message[0] & 1) * 128 + message[2]) / 2);
+                message[2] = static_cast<std::uint8_t>(position_in(message));
                 message[0] = CONTROL_CHANGE;
             }
             message[1] = static_cast<std::uint8_t>(control->host_sees);
@@ -49,6 +53,7 @@ class Account : public testing::Test {
     }
 
     bench::Setup setup_;
+    Host host_{setup_.mapping, 0};
     std::array<int, 2> there_{}, back_{};
     std::optional<Stream> stream_;
 };
@@ -83,7 +88,7 @@ TEST_F(Account, TellsAMessageThatIsMissingAlteredOrThereTwice) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        stream_.emplace(End::Board, there_[1], back_[0], choose_tracks(setup_, End::Board, false));
+        restart();
         std::vector<Bytes> messages = send(NOTES);
         c.spoil(messages);
         arrive(messages);
