@@ -11,14 +11,14 @@
 #include <string>
 #include <vector>
 
-#include "controller.h"
-#include "measure.h"
-#include "panel.h"
-#include "platform.h"
-#include "runner.h"
-#include "scenario.h"
-#include "soak.h"
-#include "transcript.h"
+#include "controller/controller.h"
+#include "controller/transcript.h"
+#include "measure/measure.h"
+#include "measure/soak.h"
+#include "panel/panel.h"
+#include "scenario/runner.h"
+#include "scenario/scenario.h"
+#include "world/platform.h"
 
 namespace bench {
 namespace {

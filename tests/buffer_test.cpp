@@ -9,9 +9,9 @@
 
 #include "config.h"
 #include "midi.h"
+#include "modules/ptys.h"
 #include "pot.h"
 #include "uart_cf.h"
-#include "wires.h"
 
 namespace {
 

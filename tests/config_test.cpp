@@ -7,9 +7,9 @@
 #include <string>
 
 #include "debug.h"
+#include "modules/ptys.h"
 #include "pot.h"
 #include "utility.h"
-#include "wires.h"
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include "debug.h"
 #include "led.h"
 #include "midi.h"
+#include "modules/ptys.h"
 #include "uart_cf.h"
 #include "utility.h"
-#include "wires.h"
 
 namespace {
 

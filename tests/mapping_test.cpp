@@ -1,10 +1,10 @@
-#include "mapping.h"
+#include "controller/mapping.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
 
-#include "host.h"
+#include "controller/host.h"
 
 namespace bench {
 namespace {

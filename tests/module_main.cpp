@@ -1,7 +1,7 @@
 // The platform stands before the first module test.
 #include <gtest/gtest.h>
 
-#include "wires.h"
+#include "modules/ptys.h"
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "wires.h"
+#include "modules/ptys.h"
 
 namespace {
 

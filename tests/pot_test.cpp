@@ -10,8 +10,8 @@
 #include "config.h"
 #include "debug.h"
 #include "midi.h"
+#include "modules/ptys.h"
 #include "uart_cf.h"
-#include "wires.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "recorder.h"
+#include "panel/recorder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
-#include "runner.h"
+#include "scenario/runner.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include "platform.h"
+#include "world/platform.h"
 
 namespace bench {
 namespace {

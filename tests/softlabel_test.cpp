@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string>
 
-#include "wires.h"
+#include "modules/ptys.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The account of a stream of messages: what a bridge does wrong must show in it.
-#include "traffic.h"
+#include "measure/traffic.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -13,11 +13,11 @@
 
 #include "config.h"
 #include "debug.h"
-#include "fuzz_platform.h"
+#include "modules/fuzz_platform.h"
+#include "modules/ptys.h"
 #include "pot.h"
 #include "softlabel.h"
 #include "utility.h"
-#include "wires.h"
 
 namespace {
 

@@ -10,14 +10,14 @@
 #include "buffer.h"
 #include "config.h"
 #include "debug.h"
-#include "fuzz_platform.h"
 #include "led.h"
 #include "midi.h"
+#include "modules/fuzz_platform.h"
+#include "modules/ptys.h"
 #include "pot.h"
 #include "softlabel.h"
 #include "uart_cf.h"
 #include "utility.h"
-#include "wires.h"
 
 namespace {
 

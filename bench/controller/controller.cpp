@@ -1,0 +1,343 @@
+#include "controller/controller.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t READ_SIZE = 4096;
+// A line that nobody holds open is not asked all the time.
+constexpr milliseconds HUNG_UP_PAUSE(20);
+constexpr milliseconds SETTLING(20);  // of a worker that has just opened its device
+
+bool has_input(const pollfd& polled) {
+    return (polled.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
+}
+
+bool contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// Asking for input also waits for bytes that the kernel has not passed on yet.
+bool is(short state, int fd) {
+    pollfd polled = {fd, state, 0};
+    return poll(&polled, 1, 0) > 0 && (polled.revents & state) != 0;
+}
+
+}  // namespace
+
+struct Controller::Line {
+    Bytes queue;
+    Splitter splitter;
+    bool reading = true;
+    Clock::time_point asleep_until{};
+    bool handed_over = false;
+};
+
+// Sees when somebody opens the far end of a pseudo-terminal. The far end is kept open here, so that
+// it is not hung up before.
+class OpenWatch {
+  public:
+    explicit OpenWatch(int master) {
+        peer_ = ioctl(master, TIOCGPTPEER, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        notify_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        const std::string path = "/proc/self/fd/" + std::to_string(peer_);
+        working_ = peer_ >= 0 && inotify_add_watch(notify_, path.c_str(), IN_OPEN) >= 0;
+    }
+    ~OpenWatch() {
+        close(peer_);
+        close(notify_);
+    }
+    OpenWatch(const OpenWatch&) = delete;
+    OpenWatch& operator=(const OpenWatch&) = delete;
+
+    bool opened() {
+        std::array<char, READ_SIZE> events;
+        if (!opened_at_ && (!working_ || read(notify_, events.data(), events.size()) > 0)) {
+            opened_at_ = Clock::now();
+        }
+        return opened_at_ && Clock::now() - *opened_at_ >= SETTLING;
+    }
+
+  private:
+    int peer_ = -1, notify_ = -1;
+    bool working_ = false;
+    std::optional<Clock::time_point> opened_at_;
+};
+
+ReadFile resource_reader(const WorldConfig& config) {
+    return [&config](const std::string& name) -> std::optional<std::string> {
+        const auto mode = config.modes.find(name);
+        const bool readable = mode == config.modes.end() || (mode->second & S_IRUSR) != 0;
+        if (!readable || contains(config.directories, name)) {
+            return std::nullopt;
+        }
+        if (const auto laid = config.files.find(name); laid != config.files.end()) {
+            return laid->second;
+        }
+        std::ifstream file(config.resources + "/" + name, std::ios::binary);
+        if (!file || contains(config.removed, name)) {
+            return std::nullopt;
+        }
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+}
+
+Controller::Controller(const WorldConfig& config)
+    : start_(Clock::now()),
+      setup_(read_setup(resource_reader(config), config.options)),
+      board_(setup_.mapping),
+      host_(setup_.mapping, setup_.channel),
+      world_(std::make_unique<World>(config)),
+      serial_(std::make_unique<Line>()),
+      midi_(std::make_unique<Line>()) {
+    if (world_->midi_fd() >= 0) {
+        midi_opened_ = std::make_unique<OpenWatch>(world_->midi_fd());
+    }
+}
+
+Controller::~Controller() = default;
+
+milliseconds Controller::now() const {
+    return std::chrono::duration_cast<milliseconds>(Clock::now() - start_);
+}
+
+void Controller::add(Event event) {
+    event.at = now();
+    if (event.bytes.size() == 3 && is_channel_message(event.bytes)) {
+        const Mapping& map = setup_.mapping;
+        const std::uint8_t status = event.bytes[0];
+        const int number = event.bytes[1];
+        const bool board = event.end == End::Board;
+        const Control* const control = event.to_daemon ? board ? map.sent_by_board(status, number)
+                                                               : map.sent_by_host(status, number)
+                                       : board ? map.seen_by_board(status, number)
+                                                       : map.seen_by_host(status, number);
+        event.control = control != nullptr ? control->index : -1;
+    }
+    events_.push_back(std::move(event));
+}
+
+void Controller::step(milliseconds timeout) {
+    const auto readable = [&](End end) {
+        const Line& asked = line(end);
+        return asked.handed_over || Clock::now() < asked.asleep_until ? -1 : fd(end);
+    };
+    const auto wanted = [&](End end) {
+        return static_cast<short>((line(end).reading ? POLLIN : 0) |
+                                  (line(end).queue.empty() ? 0 : POLLOUT));
+    };
+    std::array<pollfd, 5> polled = {{{readable(End::Board), wanted(End::Board), 0},
+                                     {readable(End::Host), wanted(End::Host), 0},
+                                     {world_->platform_fd(), POLLIN, 0},
+                                     {world_->log_fd(), POLLIN, 0},
+                                     {world_->console_fd(), POLLIN, 0}}};
+    const bool ended = exit_status_.has_value();
+    if (ended) {  // their ends are all hung up
+        polled[2].fd = polled[3].fd = polled[4].fd = -1;
+    }
+    poll(polled.data(), polled.size(), static_cast<int>(timeout.count()));
+    constexpr End LINES[] = {End::Board, End::Host};
+    for (std::size_t i = 0; i < std::size(LINES); ++i) {
+        if (has_input(polled[i])) {
+            read_line(LINES[i]);
+        }
+        if ((polled[i].revents & POLLOUT) != 0) {
+            write_line(LINES[i]);
+        }
+    }
+    if (has_input(polled[3])) {
+        read_text(world_->log_fd(), End::Log);
+    }
+    if (has_input(polled[4])) {
+        read_text(world_->console_fd(), End::Console);
+    }
+    if (has_input(polled[2])) {
+        read_platform();
+    }
+    if (!ended) {
+        notice_exit();
+    }
+}
+
+// Returns whether there was something to read.
+bool Controller::read_line(End end) {
+    if (line(end).handed_over || !line(end).reading) {
+        return false;
+    }
+    std::array<std::uint8_t, READ_SIZE> data;
+    const ssize_t size = fd(end) < 0 ? 0 : read(fd(end), data.data(), data.size());
+    if (size <= 0) {
+        if (size == 0 || (errno != EAGAIN && errno != EINTR)) {
+            line(end).asleep_until = Clock::now() + HUNG_UP_PAUSE;
+        }
+        return false;
+    }
+    for (Bytes& message : line(end).splitter.feed(data.data(), static_cast<std::size_t>(size))) {
+        const std::vector<Bytes> answers =
+            end == End::Board ? board_.receive(message) : std::vector<Bytes>();
+        if (end == End::Host) {
+            host_.receive(message);
+        }
+        const bool all_pots = message.size() == 3 && !answers.empty();
+        add({.end = end, .bytes = std::move(message), .text = all_pots ? "all pots wanted" : ""});
+        if (!answers.empty()) {
+            send(end, answers);
+        }
+    }
+    return true;
+}
+
+bool Controller::read_text(int fd, End end) {
+    std::array<char, READ_SIZE> data;
+    const ssize_t size = fd < 0 ? 0 : read(fd, data.data(), data.size());
+    if (size <= 0) {
+        return false;
+    }
+    if (end == End::Console) {
+        const Bytes written(data.data(), data.data() + size);
+        screen_.write(written);
+        add({.end = end, .bytes = written});
+        return true;
+    }
+    log_rest_.append(data.data(), static_cast<std::size_t>(size));
+    for (std::size_t eol = log_rest_.find('\n'); eol != std::string::npos;
+         eol = log_rest_.find('\n')) {
+        add({.end = end, .text = log_rest_.substr(0, eol)});
+        log_rest_.erase(0, eol + 1);
+    }
+    return true;
+}
+
+void Controller::write_line(End end) {
+    Bytes& queue = line(end).queue;
+    const ssize_t size = queue.empty() ? 0 : write(fd(end), queue.data(), queue.size());
+    if (size > 0) {
+        queue.erase(queue.begin(), queue.begin() + size);
+    }
+}
+
+void Controller::read_platform() {
+    while (read_line(End::Board)) {
+    }
+    while (read_text(world_->log_fd(), End::Log)) {
+    }
+    while (read_text(world_->console_fd(), End::Console)) {
+    }
+    if (std::optional<std::string> call = world_->next_platform_call()) {
+        add({.end = End::Platform, .text = std::move(*call)});
+        world_->answer_platform();
+    }
+}
+
+void Controller::notice_exit() {
+    const std::optional<int> status = world_->exit_status();
+    if (!status) {
+        return;
+    }
+    read_platform();
+    read_line(End::Host);
+    if (!log_rest_.empty()) {
+        add({.end = End::Log, .text = std::move(log_rest_)});
+    }
+    exit_status_ = status;
+    add({.end = End::Daemon, .text = "exit status " + std::to_string(*status)});
+}
+
+bool Controller::send(End end, const Bytes& bytes) {
+    return send(end, std::vector<Bytes>{bytes});
+}
+
+bool Controller::send(End end, const std::vector<Bytes>& messages) {
+    if (fd(end) < 0) {
+        return false;
+    }
+    Bytes& queue = line(end).queue;
+    for (const Bytes& bytes : messages) {
+        queue.insert(queue.end(), bytes.begin(), bytes.end());
+        Splitter splitter;
+        std::vector<Bytes> parts = splitter.feed(bytes.data(), bytes.size());
+        if (!splitter.pending().empty()) {
+            parts.push_back(splitter.pending());
+        }
+        for (Bytes& part : parts) {
+            if (end == End::Board) {
+                board_.sent(part);
+            }
+            add({.end = end, .to_daemon = true, .bytes = std::move(part)});
+        }
+    }
+    write_line(end);
+    return true;
+}
+
+bool Controller::flushed(End end) const {
+    return line(end).queue.empty();
+}
+
+void Controller::set_reading(End end, bool reading) {
+    line(end).reading = reading;
+}
+
+bool Controller::taken(End end) const {
+    return flushed(end) && !is(POLLIN, far_fd(end));
+}
+
+bool Controller::full(End end) const {
+    return !is(POLLOUT, far_fd(end));
+}
+
+bool Controller::drained(End end) const {
+    return !is(POLLIN, fd(end));
+}
+
+void Controller::end_unfinished(End end) {
+    Splitter& splitter = line(end).splitter;
+    if (!splitter.pending().empty()) {
+        add({.end = end, .bytes = splitter.pending()});
+        splitter = Splitter();
+    }
+}
+
+bool Controller::ready() const {
+    termios settings;
+    // The daemon sets the speed when it has opened the line, and with it drops what came before.
+    const bool serial =
+        world_->serial_fd() < 0 ||
+        (tcgetattr(world_->serial_fd(), &settings) == 0 && cfgetospeed(&settings) == B115200);
+    const bool midi = world_->midi_fd() < 0 || midi_opened_->opened();
+    return serial && midi;
+}
+
+int Controller::hand_over(End end) {
+    line(end).handed_over = true;
+    return fd(end);
+}
+
+void Controller::hang_up(Link link) {
+    const End end = link == Link::Serial ? End::Board : End::Host;
+    read_line(end);
+    if (link == Link::Midi) {
+        midi_opened_.reset();
+    }
+    world_->hang_up(link);
+    line(end) = Line();
+    add({.end = End::Daemon,
+         .text = link == Link::Serial ? "serial line pulled" : "MIDI device pulled"});
+}
+
+}  // namespace bench

@@ -1,0 +1,114 @@
+// A whole virtual controller: a world with the daemon in it, the board and the host at its two
+// ends, and one list of everything that happens.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "controller/board.h"
+#include "controller/host.h"
+#include "controller/mapping.h"
+#include "controller/midi_text.h"
+#include "controller/screen.h"
+#include "world/world.h"
+
+namespace bench {
+
+using std::chrono::milliseconds;
+
+// Where something happens. Daemon: its end, and lines that are pulled.
+enum class End { Board, Host, Platform, Log, Console, Daemon };
+
+struct Event {
+    milliseconds at{};  // since the start of the world
+    End end = End::Log;
+    bool to_daemon = false;  // board and host: sent towards the daemon, else come from it
+    Bytes bytes = {};        // board and host: one message; console: what was written
+    std::string text = {};   // platform: the call; log: the line; board: what bytes do not tell
+    int control = -1;        // configuration index of the control it is about
+};
+
+class OpenWatch;
+
+class Controller {
+  public:
+    // Starts the world. Throws std::runtime_error with what the machine refused.
+    explicit Controller(const WorldConfig& config);
+    ~Controller();
+    Controller(const Controller&) = delete;
+    Controller& operator=(const Controller&) = delete;
+
+    // Moves bytes all ways, waiting at most so long for the first; new events are at the end of
+    // events(). What was written to the serial line before a platform call stands before the call.
+    void step(milliseconds timeout);
+
+    // Queues bytes, written in one piece as far as the line takes them. False: there is no such
+    // line, and nothing is queued. `end` is Board or Host.
+    bool send(End end, const Bytes& bytes);
+    bool send(End end, const std::vector<Bytes>& messages);
+    // Everything queued at this end was written.
+    bool flushed(End end) const;
+    // Whether what comes at this end is read; if not, it stays in the line, which fills up.
+    void set_reading(End end, bool reading);
+    // The daemon has taken everything that was sent at this end.
+    bool taken(End end) const;
+    // The line towards this end has no room for a byte more from the daemon.
+    bool full(End end) const;
+    // Nothing is left in the line towards this end.
+    bool drained(End end) const;
+    // Makes an event of what has come of an unfinished message.
+    void end_unfinished(End end);
+    // The daemon has opened every line that there is.
+    bool ready() const;
+    void hang_up(Link link);
+    // Leaves a line to the caller: step() goes on to look after everything else. Returns its
+    // descriptor, -1 if there is none.
+    int hand_over(End end);
+    // The daemon's process number; -1 if it has ended.
+    pid_t daemon_pid() const { return world_->daemon_pid(); }
+    // The daemon's exit status (128 + signal if killed) once it has ended and its log was read.
+    std::optional<int> exit_status() const { return exit_status_; }
+
+    const std::vector<Event>& events() const { return events_; }
+    const Mapping& mapping() const { return setup_.mapping; }
+    const Setup& setup() const { return setup_; }
+    Board& board() { return board_; }
+    Host& host() { return host_; }
+    const Screen& screen() const { return screen_; }
+    milliseconds now() const;
+
+  private:
+    struct Line;  // one end of a link: what is queued, what came in part
+
+    void add(Event event);
+    bool read_line(End end);
+    bool read_text(int fd, End end);
+    void write_line(End end);
+    void read_platform();
+    void notice_exit();
+    Line& line(End end) const { return end == End::Board ? *serial_ : *midi_; }
+    int fd(End end) const { return end == End::Board ? world_->serial_fd() : world_->midi_fd(); }
+    int far_fd(End end) const {
+        return end == End::Board ? world_->far_serial_fd() : world_->far_midi_fd();
+    }
+
+    std::chrono::steady_clock::time_point start_;
+    Setup setup_;
+    Board board_;
+    Host host_;
+    Screen screen_;
+    std::unique_ptr<World> world_;
+    std::unique_ptr<Line> serial_, midi_;
+    std::unique_ptr<OpenWatch> midi_opened_;
+    std::string log_rest_;
+    std::vector<Event> events_;
+    std::optional<int> exit_status_;
+};
+
+// Reads files as the daemon will find them: laid over, removed, or of the resources directory.
+ReadFile resource_reader(const WorldConfig& config);
+
+}  // namespace bench

@@ -1,0 +1,45 @@
+#include "controller/host.h"
+
+namespace bench {
+
+Host::Host(const Mapping& mapping, int channel)
+    : mapping_(mapping), channel_(channel < 0 ? 0 : channel) {
+    seen_.fill(-1);
+}
+
+void Host::receive(const Bytes& message) {
+    if (!is_channel_message(message) || message.size() != 3) {
+        return;
+    }
+    if (const Control* control = mapping_.seen_by_host(message[0], message[1])) {
+        const bool off = (message[0] & 0xF0) == NOTE_OFF;
+        seen_[static_cast<std::size_t>(control->index)] = off ? 0 : message[2];
+    }
+}
+
+Bytes Host::light(const Control& control, int value) const {
+    return control.kind == Kind::Meter ? Bytes() : command(NOTE_ON, control, value);
+}
+
+Bytes Host::dark(const Control& control, int value) const {
+    return control.kind == Kind::Meter ? Bytes() : command(NOTE_OFF, control, value);
+}
+
+Bytes Host::meter(const Control& control, int value) const {
+    return control.kind != Kind::Meter ? Bytes() : command(CONTROL_CHANGE, control, value);
+}
+
+Bytes Host::identity_request() {
+    return {SYSEX_START, 0x7E, 0x7F, 0x06, 0x01, SYSEX_END};
+}
+
+Bytes Host::command(int status, const Control& control, int value) const {
+    if (control.host_sends < 0 || control.kind == Kind::Spare) {
+        return {};
+    }
+    return {static_cast<std::uint8_t>(status | channel_),
+            static_cast<std::uint8_t>(control.host_sends & 0x7F),
+            static_cast<std::uint8_t>(value & 0x7F)};
+}
+
+}  // namespace bench

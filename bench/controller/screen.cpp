@@ -1,0 +1,167 @@
+#include "controller/screen.h"
+
+#include <vterm.h>
+
+#include <cstdio>
+
+namespace bench {
+
+namespace {
+
+struct ConsoleColor {
+    const char* name;
+    const char* rgb;
+};
+constexpr ConsoleColor COLORS[] = {
+    {"black", "#000000"},        {"red", "#aa0000"},
+    {"green", "#00aa00"},        {"yellow", "#aa5500"},
+    {"blue", "#0000aa"},         {"magenta", "#aa00aa"},
+    {"cyan", "#00aaaa"},         {"white", "#aaaaaa"},
+    {"bright black", "#555555"}, {"bright red", "#ff5555"},
+    {"bright green", "#55ff55"}, {"bright yellow", "#ffff55"},
+    {"bright blue", "#5555ff"},  {"bright magenta", "#ff55ff"},
+    {"bright cyan", "#55ffff"},  {"bright white", "#ffffff"},
+};
+constexpr int OWN_FOREGROUND = 7;
+constexpr int OWN_BACKGROUND = 0;
+constexpr int CELL_WIDTH = 8;
+constexpr int CELL_HEIGHT = 16;
+
+std::string utf8(uint32_t c) {
+    std::string text;
+    if (c < 0x80) {
+        text += static_cast<char>(c == 0 ? ' ' : c);
+    } else if (c < 0x800) {
+        text += static_cast<char>(0xC0 | c >> 6);
+        text += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        text += static_cast<char>(0xE0 | c >> 12);
+        text += static_cast<char>(0x80 | (c >> 6 & 0x3F));
+        text += static_cast<char>(0x80 | (c & 0x3F));
+    }
+    return text;
+}
+
+int color_index(const VTermColor& color, bool is_default) {
+    return is_default || !VTERM_COLOR_IS_INDEXED(&color) ? -1 : color.indexed.idx;
+}
+
+const ConsoleColor& shown(int index, int own) {
+    return COLORS[index >= 0 && index < 16 ? index : own];
+}
+
+// The colours as they appear, reversal applied.
+std::pair<const ConsoleColor&, const ConsoleColor&> appearing(const Cell& cell) {
+    const ConsoleColor& foreground = shown(cell.foreground, OWN_FOREGROUND);
+    const ConsoleColor& background = shown(cell.background, OWN_BACKGROUND);
+    return cell.reverse
+               ? std::pair<const ConsoleColor&, const ConsoleColor&>(background, foreground)
+               : std::pair<const ConsoleColor&, const ConsoleColor&>(foreground, background);
+}
+
+std::string xml(const std::string& text) {
+    std::string escaped;
+    for (const char c : text) {
+        escaped += c == '<' ? "&lt;" : c == '&' ? "&amp;" : c == ' ' ? "\u00A0" : std::string(1, c);
+    }
+    return escaped;
+}
+
+std::string svg_run(int row, int column, int length, const Cell& style, const std::string& text) {
+    const auto& [foreground, background] = appearing(style);
+    char line[512];
+    snprintf(line, sizeof line,
+             "<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\"/>"
+             "<text x=\"%d\" y=\"%d\" textLength=\"%d\" fill=\"%s\">",
+             (column - 1) * CELL_WIDTH, (row - 1) * CELL_HEIGHT, length * CELL_WIDTH, CELL_HEIGHT,
+             background.rgb, (column - 1) * CELL_WIDTH, row * CELL_HEIGHT - 4, length * CELL_WIDTH,
+             foreground.rgb);
+    return line + xml(text) + "</text>\n";
+}
+
+}  // namespace
+
+struct Screen::Emulator {
+    VTerm* terminal = vterm_new(SCREEN_ROWS, SCREEN_COLUMNS);
+    VTermScreen* screen = vterm_obtain_screen(terminal);
+    Emulator() {
+        vterm_set_utf8(terminal, 1);
+        // Bold text is bright on the console.
+        vterm_state_set_bold_highbright(vterm_obtain_state(terminal), 1);
+        vterm_screen_reset(screen, 1);
+    }
+    ~Emulator() { vterm_free(terminal); }
+    Emulator(const Emulator&) = delete;
+    Emulator& operator=(const Emulator&) = delete;
+};
+
+Screen::Screen() : emulator_(std::make_unique<Emulator>()) {}
+Screen::~Screen() = default;
+
+void Screen::write(const Bytes& bytes) {
+    vterm_input_write(emulator_->terminal, reinterpret_cast<const char*>(bytes.data()),
+                      bytes.size());
+}
+
+Cell Screen::at(int row, int column) const {
+    VTermScreenCell cell;
+    Cell result;
+    if (vterm_screen_get_cell(emulator_->screen, {row - 1, column - 1}, &cell) == 0) {
+        return result;
+    }
+    result.text = utf8(cell.chars[0]);
+    result.foreground = color_index(cell.fg, VTERM_COLOR_IS_DEFAULT_FG(&cell.fg));
+    result.background = color_index(cell.bg, VTERM_COLOR_IS_DEFAULT_BG(&cell.bg));
+    result.reverse = cell.attrs.reverse != 0;
+    return result;
+}
+
+std::string Screen::text(int row, int column, int length) const {
+    std::string text;
+    for (int i = 0; i < length && column + i <= SCREEN_COLUMNS; ++i) {
+        text += at(row, column + i).text;
+    }
+    return text;
+}
+
+std::string Screen::text(int row) const {
+    std::string whole = text(row, 1, SCREEN_COLUMNS);
+    whole.erase(whole.find_last_not_of(' ') + 1);
+    return whole;
+}
+
+std::string Screen::colors(const Cell& cell) {
+    const auto& [foreground, background] = appearing(cell);
+    return std::string(foreground.name) + " on " + background.name;
+}
+
+std::string Screen::svg() const {
+    char head[256];
+    snprintf(head, sizeof head,
+             "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" "
+             "font-family=\"monospace\" font-size=\"13\">\n",
+             SCREEN_COLUMNS * CELL_WIDTH, SCREEN_ROWS * CELL_HEIGHT);
+    std::string picture = head;
+    for (int row = 1; row <= SCREEN_ROWS; ++row) {
+        for (int column = 1; column <= SCREEN_COLUMNS;) {
+            const Cell style = at(row, column);
+            std::string run;
+            int length = 0;
+            for (; column + length <= SCREEN_COLUMNS; ++length) {
+                const Cell cell = at(row, column + length);
+                if (colors(cell) != colors(style)) {
+                    break;
+                }
+                run += cell.text;
+            }
+            if (run.find_first_not_of(' ') != std::string::npos || style.background > 0 ||
+                style.reverse) {
+                picture += svg_run(row, column, length, style, run);
+            }
+            column += length;
+        }
+    }
+    return picture + "</svg>\n";
+}
+
+}  // namespace bench

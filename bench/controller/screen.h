@@ -1,0 +1,54 @@
+// The controller's screen: a text console of 60 by 17 character cells, emulated from what is
+// written to /dev/tty0.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "controller/midi_text.h"
+
+namespace bench {
+
+constexpr int SCREEN_ROWS = 17;
+constexpr int SCREEN_COLUMNS = 60;
+
+// One character cell. Colours are the console's: 0 to 7 (black, red, green, yellow, blue, magenta,
+// cyan, white), 8 to 15 the bright ones, -1 the console's own.
+struct Cell {
+    std::string text;  // UTF-8, a blank if nothing was written
+    int foreground = -1;
+    int background = -1;
+    bool reverse = false;
+    bool operator==(const Cell&) const = default;
+};
+
+class Screen {
+  public:
+    Screen();
+    ~Screen();
+    Screen(const Screen&) = delete;
+    Screen& operator=(const Screen&) = delete;
+
+    // Takes what was written to the console.
+    void write(const Bytes& bytes);
+
+    // Rows and columns count from 1, as on the console.
+    Cell at(int row, int column) const;
+    // The texts of so many cells; all of the row without a length, blanks at its end cut.
+    std::string text(int row, int column, int length) const;
+    std::string text(int row) const;
+
+    // "bright red on black": a cell's colours in words.
+    static std::string colors(const Cell& cell);
+
+    // What is written on the screen as an SVG picture, to be laid over the splash image.
+    std::string svg() const;
+
+  private:
+    struct Emulator;
+    std::unique_ptr<Emulator> emulator_;
+};
+
+}  // namespace bench

@@ -1,0 +1,180 @@
+#include "modules/ptys.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "midi.h"
+#include "uart_cf.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Pty {
+    int master = -1;
+    int slave = -1;
+};
+Pty serial;
+Pty midi;
+fs::path home;  // holds bin/ (the working directory), resources/ and commands/
+
+void check(bool ok, const std::string& what) {
+    if (!ok) {
+        throw std::runtime_error("cannot set the platform up: " + what);
+    }
+}
+
+Pty open_raw_pty() {
+    Pty pty;
+    pty.master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    check(pty.master >= 0 && grantpt(pty.master) == 0 && unlockpt(pty.master) == 0, "pty");
+    pty.slave = open(ptsname(pty.master), O_RDWR | O_NOCTTY);
+    termios settings;
+    check(tcgetattr(pty.slave, &settings) == 0, "pty settings");
+    cfmakeraw(&settings);
+    tcsetattr(pty.slave, TCSANOW, &settings);
+    return pty;
+}
+
+void write_file(const fs::path& path, const std::string& text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    check(static_cast<bool>(file), path.string());
+}
+
+std::string read_file(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void enter_private_dev() {
+    const int uid = static_cast<int>(getuid());
+    const int gid = static_cast<int>(getgid());
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) {
+        write_file("/proc/self/setgroups", "deny");
+        write_file("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
+        write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+    } else {
+        check(unshare(CLONE_NEWNS) == 0, "private mount namespace (run as root?)");
+    }
+    check(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    check(mount("tmpfs", "/dev", "tmpfs", 0, nullptr) == 0, "private /dev");
+    fs::create_directory("/dev/snd");
+    fs::create_directory("/dev/pts");
+    check(mount("devpts", "/dev/pts", "devpts", 0, "newinstance,ptmxmode=0666") == 0, "devpts");
+    fs::create_symlink("pts/ptmx", "/dev/ptmx");
+    write_file("/dev/tty0", "");
+    check(mount("/bin/busybox", "/bin/sh", nullptr, MS_BIND, nullptr) == 0, "BusyBox as /bin/sh");
+    const auto place = [](int fd, const char* path) {
+        fs::create_symlink("/proc/self/fd/" + std::to_string(fd), path);
+    };
+    place(serial.slave, "/dev/ttymxc1");
+    place(midi.slave, "/dev/snd/midiC1D0");
+}
+
+void make_commands() {
+    const fs::path commands = home / "commands";
+    fs::create_directory(commands);
+    for (const char* name : {"modprobe", "poweroff", "killall", "fbset", "fbsplash"}) {
+        write_file(commands / name,
+                   "#!/bin/sh\nprintf '%s' \"${0##*/}\" >>" + (home / "called").string() +
+                       "\nfor word; do printf ' [%s]' \"$word\" >>" + (home / "called").string() +
+                       "; done\necho >>" + (home / "called").string() + "\n");
+        fs::permissions(commands / name, fs::perms::owner_all);
+    }
+    setenv("PATH", (commands.string() + ":/usr/bin:/bin").c_str(), 1);
+}
+
+void send(int fd, const std::string& bytes) {
+    std::istringstream in(bytes);
+    std::string raw;
+    for (unsigned value; in >> std::hex >> value;) {
+        raw += static_cast<char>(value);
+    }
+    check(write(fd, raw.data(), raw.size()) == static_cast<ssize_t>(raw.size()), "write");
+}
+
+std::string receive(int fd) {
+    std::string text;
+    unsigned char raw[512];
+    ssize_t count;
+    while ((count = read(fd, raw, sizeof raw)) > 0) {
+        for (ssize_t i = 0; i < count; ++i) {
+            char hex[4];
+            snprintf(hex, sizeof hex, "%02x", raw[i]);
+            text += text.empty() ? "" : " ";
+            text += hex;
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+void make_platform() {
+    serial = open_raw_pty();
+    midi = open_raw_pty();
+    char name[] = "/tmp/ctlbridge-test-XXXXXX";
+    check(mkdtemp(name) != nullptr, "temporary directory");
+    home = name;
+    fs::create_directory(home / "bin");
+    fs::create_directory(home / "resources");
+    check(chdir((home / "bin").c_str()) == 0, "chdir");
+    make_commands();
+    enter_private_dev();
+    static const pid_t owner = getpid();  // a child that exits leaves the directory alone
+    std::atexit([] {
+        std::error_code ignored;
+        if (getpid() == owner) {
+            fs::remove_all(home, ignored);
+        }
+    });
+}
+
+void board_sends(const std::string& bytes) {
+    send(serial.master, bytes);
+}
+void host_sends(const std::string& bytes) {
+    send(midi.master, bytes);
+}
+std::string board_got() {
+    return receive(serial.master);
+}
+
+std::string host_got() {
+    midi_flush();
+    return receive(midi.master);
+}
+
+void hang_up_midi() {
+    close(midi.slave);
+    close(midi.master);
+    midi = Pty();
+}
+
+void write_resource(const std::string& name, const std::string& content) {
+    write_file(home / "resources" / name, content);
+}
+
+std::string read_resource(const std::string& name) {
+    return read_file(home / "resources" / name);
+}
+
+std::string console_got() {
+    return read_file("/dev/tty0");
+}
+
+std::string commands_called() {
+    return read_file(home / "called");
+}

@@ -1,0 +1,393 @@
+#include "panel/panel.h"
+
+#define NCURSES_NOMACROS
+#include <curses.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+#include "scenario/scenario.h"
+
+namespace bench {
+namespace {
+
+constexpr milliseconds TICK(20);
+constexpr milliseconds FRAME(33);
+constexpr milliseconds SECOND(1000);
+constexpr milliseconds TAP(80);             // the bridge sees the press before the release
+constexpr milliseconds SPIN(60);            // from one message of a spinning platter to the next
+constexpr milliseconds COMES_TO_REST(300);  // after the last turn by a key
+constexpr int FULL = 127;
+constexpr int SPIN_STEPS = 2;                           // that the host sees of each message
+constexpr int LABEL_CHANGE = 0x40, MOST_LABELS = 0x3E;  // velocities 64 to 126
+
+bool has_light(const Control& control) {
+    return control.host_sends >= 0 && control.kind != Kind::Meter && control.kind != Kind::Spare;
+}
+
+std::string new_file_name() {
+    const std::time_t now = std::time(nullptr);
+    char name[40];
+    std::strftime(name, sizeof name, "recording-%Y%m%d-%H%M%S.scn", std::localtime(&now));
+    return name;
+}
+
+}  // namespace
+
+Panel::Panel(const PanelConfig& config) : config_(config) {
+    start();
+    terminal_ = std::make_unique<Terminal>();
+}
+
+void Panel::start() {
+    later_.clear();
+    spinning_.clear();
+    held_by_mouse_.reset();
+    played_.clear();
+    travel_.fill(0);
+    controller_.reset();
+    monitor_ = Monitor();
+    seen_ = 0;
+    ready_ = false;
+    changed_ = true;
+    started_ = config_.world;
+    const ReadFile read = resource_reader(config_.world);
+    read_setup(
+        [&](const std::string& name) {
+            std::optional<std::string> text = read(name);
+            if (text) {
+                started_.files[name] = *text;
+            }
+            return text;
+        },
+        started_.options);
+    controller_ = std::make_unique<Controller>(started_);
+}
+
+// --- The loop ---
+
+int Panel::run() {
+    Clock::time_point drawn{}, counted{};
+    while (!quit_ && !Terminal::ending()) {
+        const bool work_done = work();
+        const Clock::time_point now = Clock::now();
+        // The counters fall back to nothing in the second after the last message.
+        const bool counting = now - counted < SECOND + FRAME;
+        counted = work_done ? now : counted;
+        if ((changed_ && now - drawn >= FRAME) || (counting && now - drawn >= SECOND / 4)) {
+            draw();
+            drawn = now;
+            changed_ = false;
+        }
+    }
+    if (!recording_.empty()) {
+        record(0);
+    }
+    return 0;
+}
+
+// Returns whether anything crossed the bridge.
+bool Panel::work() {
+    if (controller_ == nullptr) {
+        napms(static_cast<int>(TICK.count()));
+    } else {
+        controller_->step(TICK);
+        do_later();
+    }
+    for (int code = getch(); code != ERR; code = getch()) {
+        key(code);
+        changed_ = true;
+    }
+    if (controller_ == nullptr) {
+        return false;
+    }
+    const bool some = monitor_.take(*controller_);
+    notice_events();
+    if (!ready_ && controller_->ready() && !controller_->exit_status()) {
+        ready_ = changed_ = true;
+    }
+    changed_ |= some;
+    return some;
+}
+
+void Panel::notice_events() {
+    const std::vector<Event>& events = controller_->events();
+    for (; seen_ < events.size(); ++seen_) {
+        const Event& event = events[seen_];
+        if (event.end == End::Board && event.to_daemon && event.control >= 0 &&
+            controller_->mapping().at(event.control).sends_steps()) {
+            travel_[static_cast<std::size_t>(event.control)] += event.bytes[2] - REST;
+        }
+    }
+}
+
+void Panel::do_later() {
+    for (std::size_t i = 0; i < later_.size();) {
+        if (later_[i].at > Clock::now()) {
+            ++i;
+            continue;
+        }
+        const std::string step = later_[i].step;
+        later_.erase(later_.begin() + static_cast<std::ptrdiff_t>(i));
+        play(step);
+        if (step == spinning_) {
+            play_later(SPIN, step);
+        }
+    }
+}
+
+// --- Playing ---
+
+void Panel::play(const std::string& step) {
+    if (!ready_ || controller_->exit_status()) {
+        message_ = "the bridge is not running: nothing is sent";
+        spinning_.clear();
+        return;
+    }
+    message_.clear();
+    try {
+        WorldConfig as_started = started_;
+        as_started.daemon.clear();
+        const Scenario scenario = parse_scenario("", step + "\n", as_started);
+        if (scenario.steps.size() != 1 || scenario.steps.front().verb != Verb::Send) {
+            message_ = "expected a step that sends: board press PLAY_A, host send 90 3c 7f";
+            return;
+        }
+        const Step& parsed = scenario.steps.front();
+        const std::size_t first = controller_->events().size();
+        if (!controller_->send(parsed.end, parsed.messages)) {
+            message_ = "there is no line to send on";
+        } else if (!recording_.empty()) {
+            played_.push_back({step, first, controller_->events().size()});
+        }
+    } catch (const ScenarioError& error) {
+        const std::string text = error.what();
+        message_ = text.substr(text.find("expected"));
+    }
+}
+
+void Panel::play_later(milliseconds delay, const std::string& step) {
+    later_.push_back({Clock::now() + delay, step});
+}
+
+void Panel::forget_later(const std::string& step) {
+    std::erase_if(later_, [&](const Later& known) { return known.step == step; });
+}
+
+// The button that a hand on this platter presses: TOUCH with the platter's last letters.
+const Control* Panel::touch_of(const Control& control) const {
+    return controller_->mapping().find("TOUCH" + control.name.substr(control.name.size() - 2));
+}
+
+const Control& Panel::moved(const Control& control) const {
+    const Control* const hand =
+        control.kind == Kind::Platter && control.mapped ? touch_of(control) : nullptr;
+    const bool touched = hand != nullptr && controller_->board().pressed(hand->index);
+    return touched ? controller_->mapping().at(control.index + 2) : control;
+}
+
+void Panel::tap(int) {
+    const Control& control = current();
+    if (control.sends_notes()) {
+        play("board press " + control.name);
+        play_later(TAP, "board release " + control.name);
+    } else if (control.sends_position()) {
+        play("board turn " + control.name + " 64");
+    } else if (control.sends_steps() && !spinning_.empty()) {
+        rest(0);
+    } else if (control.sends_steps()) {
+        const Control& turning = moved(control);
+        spinning_ = "board spin " + turning.name + " " +
+                    std::to_string(SPIN_STEPS * turning.units_per_step());
+        play_later(milliseconds(0), spinning_);
+    }
+}
+
+void Panel::hold(int) {
+    const Control& control = current();
+    if (control.sends_notes()) {
+        const bool pressed = controller_->board().pressed(control.index);
+        play((pressed ? "board release " : "board press ") + control.name);
+    } else {
+        tap(0);
+    }
+}
+
+void Panel::turn(int amount) {
+    const Control& control = moved(current());
+    if (control.sends_position()) {
+        const int position = controller_->board().position(control.index) + amount;
+        play("board turn " + control.name + " " + std::to_string(std::clamp(position, 0, FULL)));
+    } else if (control.sends_steps()) {
+        play("board spin " + control.name + " " +
+             std::to_string(amount * control.units_per_step()));
+        const std::string at_rest = "board rest " + control.name;
+        forget_later(at_rest);
+        play_later(COMES_TO_REST, at_rest);
+    } else {
+        message_ = control.name + " does not turn";
+    }
+}
+
+void Panel::rest(int) {
+    const Control& control = current();
+    forget_later(spinning_);
+    spinning_.clear();
+    if (control.sends_steps()) {
+        forget_later("board rest " + moved(control).name);
+        play("board rest " + moved(control).name);
+    } else {
+        message_ = control.name + " does not turn";
+    }
+}
+
+void Panel::touch(int) {
+    const Control& control = current();
+    const Control* const hand = control.mapped ? touch_of(control) : nullptr;
+    if (hand == nullptr) {
+        message_ = "no button named TOUCH belongs to " + control.name;
+        return;
+    }
+    const bool touched = controller_->board().pressed(hand->index);
+    if (!spinning_.empty()) {
+        rest(0);
+    }
+    play((touched ? "board release " : "board press ") + hand->name);
+}
+
+void Panel::set(int tenths) {
+    const Control& control = current();
+    const std::string value = std::to_string((tenths * FULL + 4) / 9);
+    if (control.sends_position()) {
+        play("board turn " + control.name + " " + value);
+    } else if (control.kind == Kind::Meter) {
+        play("host meter " + control.name + " " + value);
+    } else if (has_light(control)) {
+        play(tenths == 0 ? "host dark " + control.name
+                         : "host light " + control.name + " " + value);
+    } else {
+        message_ = control.name + " has no position, light or meter";
+    }
+}
+
+void Panel::light(int) {
+    const Control& control = current();
+    set(controller_->board().light(control.index) > 0 ? 0 : 9);
+}
+
+void Panel::label(int) {
+    const Control& control = current();
+    int& count = label_[static_cast<std::size_t>(control.index)];
+    if (has_light(control)) {
+        play("host light " + control.name + " " + std::to_string(LABEL_CHANGE + count));
+        count = (count + 1) % MOST_LABELS;
+    } else {
+        message_ = "no note from the host belongs to " + control.name;
+    }
+}
+
+void Panel::identity(int) {
+    play("host send identity request");
+}
+
+void Panel::type_step(int) {
+    prompt("step: ", &Panel::play);
+}
+
+void Panel::go_to(int) {
+    prompt("go to: ", &Panel::go_to_named);
+}
+
+void Panel::go_to_named(const std::string& name) {
+    const auto& controls = controller_->mapping().controls();
+    const Control* found = controller_->mapping().find(name);
+    for (const Control& control : controls) {
+        const bool begins = strncasecmp(control.name.c_str(), name.c_str(), name.size()) == 0;
+        found = found == nullptr && begins ? &control : found;
+    }
+    if (found == nullptr) {
+        message_ = "no control's name begins with " + name;
+    } else {
+        front_.put_cursor(found->index);
+    }
+}
+
+// --- Panes, recording, restart ---
+
+Scroll* Panel::scroll_of_pane() {
+    return pane_ == Wire ? &monitor_.wire : pane_ == Log ? &monitor_.log : nullptr;
+}
+
+void Panel::next_pane(int) {
+    pane_ = (pane_ + 1) % PANE_COUNT;
+}
+
+void Panel::pause(int) {
+    if (Scroll* const lines = scroll_of_pane()) {
+        lines->following() ? lines->stay() : lines->follow();
+    }
+}
+
+void Panel::scroll(int pages) {
+    const int height = pane_rows();
+    if (Scroll* const lines = scroll_of_pane()) {
+        lines->back(pages * (height - 1), pane_ == Wire ? filter_ : "");
+    } else {
+        screen_top_ = std::clamp(screen_top_.value_or(0) - pages * (height / 2), 0,
+                                 std::max(0, SCREEN_ROWS - height));
+    }
+}
+
+void Panel::filter_control(int) {
+    filter_ = filter_.empty() ? current().name : "";
+}
+
+void Panel::filter_text(int) {
+    prompt("lines with: ", &Panel::filter_by);
+}
+
+void Panel::restart(int) {
+    if (!recording_.empty()) {
+        record(0);
+    }
+    try {
+        start();
+    } catch (const std::exception& error) {
+        message_ = error.what();
+    }
+}
+
+// A recording begins with a new bridge, since that is what it is played to later.
+void Panel::record(int) {
+    if (recording_.empty()) {
+        restart(0);
+        recording_ = new_file_name();
+        message_ = "recording to " + recording_;
+        return;
+    }
+    std::ofstream file(recording_);
+    if (config_.own_resources) {
+        const auto from_here = std::filesystem::absolute(config_.world.resources);
+        file << "resources " << std::filesystem::relative(from_here).string() << "\n";
+    }
+    if (!config_.world.options.empty()) {
+        file << "options";
+        for (const std::string& option : config_.world.options) {
+            file << " " << option;
+        }
+        file << "\n";
+    }
+    file << "\n## Recorded\n"
+         << bench::recording(played_, controller_->events(), controller_->setup());
+    message_ = (file.flush() ? "wrote " : "cannot write ") + recording_;
+    recording_.clear();
+}
+
+void Panel::help(int) {
+    help_ = !help_;
+}
+
+}  // namespace bench

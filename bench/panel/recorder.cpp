@@ -1,0 +1,189 @@
+#include "panel/recorder.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "controller/transcript.h"
+
+namespace bench {
+namespace {
+
+constexpr int MAX_UNITS = 63;  // of one message
+constexpr int UNITS_PER_LEVEL = 18;
+constexpr int NO_CONTROL = -1;
+constexpr const char* REPORT_PATIENCE = " within 60000";
+
+// What belongs together: a control, a platter and its partner being one, and the way it went.
+using Key = std::pair<int, bool>;
+
+struct Entry {
+    std::string step;
+    const Event* sent = nullptr;  // the last message of the step
+    Key key;
+    int units = 0;  // of a relative control
+    std::vector<const Event*> came;
+};
+
+bool is_pots_request(const Event& event) {
+    return event.end == End::Board && event.bytes == Bytes{NOTE_ON, 0, 0};
+}
+
+Key key_of(const Event& event, const Mapping& mapping) {
+    const bool from_board = (event.end == End::Board) == event.to_daemon;
+    if (event.control < 0) {
+        return {NO_CONTROL, true};
+    }
+    const bool partner = mapping.at(event.control).kind == Kind::Partner;
+    return {event.control - (partner ? 2 : 0), from_board};
+}
+
+class Writer {
+  public:
+    Writer(const std::vector<Event>& events, const Setup& setup) : events_(events), setup_(setup) {}
+
+    void collect(const std::vector<Played>& played);
+    void fold();
+    std::string text() const;
+
+  private:
+    const Control* control(const Entry& entry) const {
+        return entry.sent->control < 0 ? nullptr : &setup_.mapping.at(entry.sent->control);
+    }
+    bool is_relative(const Entry& entry) const {
+        const Control* const moved = entry.key.second ? control(entry) : nullptr;
+        return moved != nullptr && (moved->sends_steps() || moved->data_type == 1);
+    }
+    bool answers(const Entry& entry, const Event& came) const;
+    std::string expectations(const Entry& entry, bool silent_before) const;
+    std::string expectation(const Event& came) const;
+
+    const std::vector<Event>& events_;
+    const Setup& setup_;
+    std::vector<Entry> entries_;
+};
+
+void Writer::collect(const std::vector<Played>& played) {
+    std::map<Key, std::size_t> latest;
+    auto next = played.begin();
+    for (std::size_t i = 0; i < events_.size(); ++i) {
+        const Event& event = events_[i];
+        const bool crosses = event.end == End::Board || event.end == End::Host;
+        if (!crosses || is_traffic_light(event)) {
+            continue;
+        }
+        const Key key =
+            is_pots_request(event) ? Key(NO_CONTROL, true) : key_of(event, setup_.mapping);
+        const auto entry = latest.find(key);
+        if (!event.to_daemon) {
+            if (entry != latest.end()) {
+                entries_[entry->second].came.push_back(&event);
+            }
+            continue;
+        }
+        next = std::find_if(next, played.end(), [&](const Played& step) { return i < step.end; });
+        if (next == played.end() || i < next->first) {
+            continue;  // an answer that the board gives by itself
+        }
+        if (i == next->first) {
+            entries_.push_back({.step = next->step, .key = key, .came = {}});
+            latest[key] = entries_.size() - 1;
+        }
+        entries_.back().sent = &event;
+        entries_.back().units += event.bytes.size() == 3 ? event.bytes[2] - REST : 0;
+    }
+}
+
+// Steps of a relative control that nothing came of, joined with the next ones the same way: the
+// sum comes out the same however many readings it takes.
+void Writer::fold() {
+    std::map<Key, std::size_t> latest;
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        Entry& entry = entries_[i];
+        const auto before = latest.find(entry.key);
+        Entry* const earlier = before == latest.end() ? nullptr : &entries_[before->second];
+        if (earlier != nullptr && is_relative(entry) && control(entry)->sends_steps() &&
+            earlier->sent->control == entry.sent->control && earlier->came.empty() &&
+            earlier->units * entry.units > 0) {
+            entry.units += earlier->units;
+            entry.step = "board spin " + control(entry)->name + " " + std::to_string(entry.units);
+            earlier->step.clear();
+        }
+        latest[entry.key] = i;
+    }
+}
+
+// The message is what this very step leads to, not what an earlier one did.
+bool Writer::answers(const Entry& entry, const Event& came) const {
+    const Control* const moved = control(entry);
+    const Bytes &sent = entry.sent->bytes, &arrived = came.bytes;
+    if (moved == nullptr || sent.size() != 3 || arrived.size() != 3) {
+        return true;
+    }
+    if (entry.key.second) {
+        return moved->sends_position() ? position_in(sent) == arrived[2]
+                                       : (sent[0] & 0xF0) == (arrived[0] & 0xF0);
+    }
+    if (moved->kind == Kind::Meter) {
+        return METER_ZERO + sent[2] / UNITS_PER_LEVEL == arrived[2];
+    }
+    const bool off = (sent[0] & 0xF0) == NOTE_OFF && moved->extra != 0;
+    return arrived[2] == (off ? 0 : sent[2]);
+}
+
+std::string Writer::expectation(const Event& came) const {
+    const std::string until = came.end == End::Board ? "board until " : "host until ";
+    if (is_identity_request(came.bytes) || is_identity_reply(came.bytes)) {
+        return until +
+               (is_identity_request(came.bytes) ? "identity request\n" : "identity reply\n");
+    }
+    const Control* const named = came.control < 0 ? nullptr : &setup_.mapping.at(came.control);
+    if (named == nullptr || setup_.mapping.find(named->name) != named) {
+        return until + hex(came.bytes) + (is_pots_request(came) ? REPORT_PATIENCE : "") + "\n";
+    }
+    const bool off = (came.bytes[0] & 0xF0) == NOTE_OFF;
+    return until + named->name + (off ? " off " : " ") + std::to_string(came.bytes[2]) + "\n";
+}
+
+std::string Writer::expectations(const Entry& entry, bool silent_before) const {
+    std::string text;
+    if (entry.came.empty()) {
+        return text;
+    }
+    if (entry.key.first == NO_CONTROL) {
+        for (const Event* came : entry.came) {
+            text += expectation(*came);
+        }
+    } else if (is_relative(entry)) {
+        const bool sure = entry.came.size() == 1 && !silent_before &&
+                          std::abs(entry.units) <= MAX_UNITS && control(entry)->sends_steps();
+        text = sure ? expectation(*entry.came.front()) : "";
+    } else if (answers(entry, *entry.came.back())) {
+        text = expectation(*entry.came.back());
+    }
+    return text;
+}
+
+std::string Writer::text() const {
+    std::string text;
+    std::map<Key, bool> silent;  // what was moved last has not been answered for sure
+    for (const Entry& entry : entries_) {
+        if (!entry.step.empty()) {
+            text += entry.step + "\n" + expectations(entry, silent[entry.key]);
+            silent[entry.key] = entry.came.empty() && entry.units != 0;
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string recording(const std::vector<Played>& played, const std::vector<Event>& events,
+                      const Setup& setup) {
+    Writer writer(events, setup);
+    writer.collect(played);
+    writer.fold();
+    return "board drop\nhost drop\n" + writer.text() + "board drop\nhost drop\n";
+}
+
+}  // namespace bench

@@ -1,0 +1,321 @@
+#include "world/platform.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string_view>
+#include <thread>
+
+#include "world/handles.h"
+
+namespace bench {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::size_t LONGEST_CALL = 65536;  // a longer one is cut
+constexpr std::size_t LONGEST_REPORT = 4096;
+constexpr const char* XFBDEV = "/opt/bench/Xfbdev";
+constexpr const char* MIXHOST = "/opt/bench/mixhost";
+
+std::string name_of(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+std::string joined(int argc, char** argv) {
+    std::string words = name_of(argv[0]);
+    for (int i = 1; i < argc; ++i) {
+        words += std::string(" ") + argv[i];
+    }
+    return words.substr(0, LONGEST_CALL);
+}
+
+// Room for the one descriptor that goes along with a call.
+union Attachment {
+    cmsghdr header;
+    char room[CMSG_SPACE(sizeof(int))];
+};
+
+msghdr message(iovec& data, Attachment& attachment) {
+    msghdr result{};
+    result.msg_iov = &data;
+    result.msg_iovlen = 1;
+    result.msg_control = &attachment;
+    result.msg_controllen = sizeof attachment;
+    return result;
+}
+
+// Sends the call together with a pipe's writing end; false if nobody takes it.
+bool send_call(std::string words, int writing_end) {
+    const Fd socket_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address = platform_address();
+    iovec data{words.data(), words.size()};
+    Attachment attachment{};
+    msghdr call = message(data, attachment);
+    call.msg_name = &address;
+    call.msg_namelen = sizeof address;
+    cmsghdr* const header = CMSG_FIRSTHDR(&call);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof(int));
+    std::memcpy(CMSG_DATA(header), &writing_end, sizeof writing_end);
+    return sendmsg(socket_fd.get(), &call, MSG_NOSIGNAL) >= 0;
+}
+
+// Tells of the call and waits until nobody holds the other end of the pipe any more.
+void tell(const std::string& words) {
+    std::array<int, 2> ends;
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return;
+    }
+    const Fd answer(ends[0]);
+    Fd writing_end(ends[1]);
+    const bool told = send_call(words, writing_end.get());
+    writing_end.reset();
+    char nothing;
+    while (told && read(answer.get(), &nothing, 1) < 0 && errno == EINTR) {
+    }
+}
+
+int play_command(int argc, char** argv) {
+    tell(joined(argc, argv));
+    return EXIT_SUCCESS;
+}
+
+int play_killall(int argc, char** argv) {
+    tell(joined(argc, argv));
+    std::vector<char*> words(argv, argv + argc + 1);
+    std::string applet = "killall";
+    words[0] = applet.data();
+    execv(PLATFORM_BUSYBOX, words.data());
+    perror(PLATFORM_BUSYBOX);
+    return EXIT_FAILURE;
+}
+
+// SIGTERM is blocked from the start, so that none is missed before this is reached.
+int play_xfbdev(int argc, char** argv) {
+    const int ignores = argc > 1 ? std::atoi(argv[1]) : 0;
+    const milliseconds lingers(argc > 2 ? std::atoi(argv[2]) : 0);
+    sigset_t wanted;
+    sigemptyset(&wanted);
+    sigaddset(&wanted, SIGTERM);
+    sigprocmask(SIG_BLOCK, &wanted, nullptr);
+    for (int left = ignores; left >= 0; --left) {
+        int signal;
+        sigwait(&wanted, &signal);
+    }
+    std::this_thread::sleep_for(lingers);
+    return EXIT_SUCCESS;
+}
+
+int play_mixhost(int, char**) {
+    pause();
+    return EXIT_SUCCESS;
+}
+
+// Starts a program with default signal dispositions and nothing but standard descriptors open:
+// `output`, or /dev/null if it is -1.
+pid_t spawn(std::vector<std::string> words, int output, const sigset_t& blocked) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDWR, 0);
+    for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
+        posix_spawn_file_actions_adddup2(&actions, output < 0 ? STDIN_FILENO : output, standard);
+    }
+    sigset_t all;
+    sigfillset(&all);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setsigmask(&attributes, &blocked);
+    pid_t pid = -1;
+    const int error = posix_spawn(&pid, words[0].c_str(), &actions, &attributes,
+                                  pointers_to(words).data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) {
+        throw std::runtime_error("cannot start " + words[0] + " in the world: " + strerror(error));
+    }
+    return pid;
+}
+
+constexpr int FIXED_WORDS = 5;  // of init's command line, before the daemon's own
+
+InitOrders read_orders(int argc, char** argv) {
+    return {.control = std::atoi(argv[1]),
+            .log = std::atoi(argv[2]),
+            .xfbdev_ignores = std::atoi(argv[3]),
+            .xfbdev_lingers = milliseconds(std::atoi(argv[4])),
+            .command = std::vector<std::string>(argv + FIXED_WORDS, argv + argc)};
+}
+
+// Starts all that runs in the world and returns the daemon's process.
+pid_t start_processes(const InitOrders& orders) {
+    sigset_t none, term;
+    sigemptyset(&none);
+    sigemptyset(&term);
+    sigaddset(&term, SIGTERM);
+    spawn({XFBDEV, std::to_string(orders.xfbdev_ignores),
+           std::to_string(orders.xfbdev_lingers.count())},
+          -1, term);
+    spawn({MIXHOST}, -1, none);
+    return spawn(orders.command, orders.log, none);
+}
+
+void reap(pid_t daemon, int control) {
+    int status;
+    for (pid_t pid; (pid = waitpid(-1, &status, WNOHANG)) > 0;) {
+        if (pid == daemon) {
+            const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            send_report(control, Report::Ended, std::to_string(result));
+        }
+    }
+}
+
+// Returns when the outside has gone.
+void watch(pid_t daemon, int control) {
+    sigset_t child;
+    sigemptyset(&child);
+    sigaddset(&child, SIGCHLD);
+    const Fd children(signalfd(-1, &child, SFD_NONBLOCK | SFD_CLOEXEC));
+    std::array<pollfd, 2> polled = {{{control, POLLIN, 0}, {children.get(), POLLIN, 0}}};
+    while (polled[0].revents == 0) {
+        signalfd_siginfo signal;
+        while (read(children.get(), &signal, sizeof signal) > 0) {
+        }
+        reap(daemon, control);
+        poll(polled.data(), polled.size(), -1);
+    }
+}
+
+// As the first process: with it, all others end.
+int play_init(int argc, char** argv) {
+    if (argc <= FIXED_WORDS) {
+        return EXIT_FAILURE;
+    }
+    const InitOrders orders = read_orders(argc, argv);
+    Fd log(orders.log);
+    for (const int fd : {orders.control, orders.log}) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
+    }
+    sigset_t child;
+    sigemptyset(&child);
+    sigaddset(&child, SIGCHLD);
+    sigprocmask(SIG_SETMASK, &child, nullptr);
+    signal(SIGCHLD, SIG_DFL);  // ignored, it would take the statuses away
+    try {
+        const pid_t daemon = start_processes(orders);
+        log.reset();
+        send_report(orders.control, Report::Started);
+        watch(daemon, orders.control);
+    } catch (const std::exception& error) {
+        send_report(orders.control, Report::Failed, error.what());
+    }
+    return EXIT_FAILURE;
+}
+
+struct Part {
+    const char* path;
+    int (*play)(int argc, char** argv);
+};
+
+constexpr Part PARTS[] = {
+    {PLATFORM_INIT, play_init},      {XFBDEV, play_xfbdev},
+    {MIXHOST, play_mixhost},         {"/bin/modprobe", play_command},
+    {"/bin/fbset", play_command},    {"/bin/fbsplash", play_command},
+    {"/bin/poweroff", play_command}, {"/bin/killall", play_killall},
+};
+
+}  // namespace
+
+int platform_main(int argc, char** argv) {
+    for (const Part& part : PARTS) {
+        if (argc > 0 && name_of(argv[0]) == name_of(part.path)) {
+            return part.play(argc, argv);
+        }
+    }
+    return -1;
+}
+
+std::vector<std::string> platform_paths() {
+    std::vector<std::string> paths;
+    for (const Part& part : PARTS) {
+        paths.emplace_back(part.path);
+    }
+    return paths;
+}
+
+std::vector<char*> pointers_to(std::vector<std::string>& words) {
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+sockaddr_un platform_address() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, PLATFORM_SOCKET);
+    return address;
+}
+
+std::vector<std::string> init_words(const InitOrders& orders) {
+    std::vector<std::string> words = {
+        "init", std::to_string(orders.control), std::to_string(orders.log),
+        std::to_string(orders.xfbdev_ignores), std::to_string(orders.xfbdev_lingers.count())};
+    words.insert(words.end(), orders.command.begin(), orders.command.end());
+    return words;
+}
+
+void send_report(int control, Report report, const std::string& text) {
+    const std::string packet = static_cast<char>(report) + text;
+    send(control, packet.data(), packet.size(), MSG_NOSIGNAL);
+}
+
+std::optional<std::pair<Report, std::string>> receive_report(int control, bool wait) {
+    std::array<char, LONGEST_REPORT> packet;
+    ssize_t size;
+    do {
+        size = recv(control, packet.data(), packet.size(), wait ? 0 : MSG_DONTWAIT);
+    } while (size < 0 && errno == EINTR);
+    if (size <= 0) {
+        errno = size == 0 ? ECONNRESET : errno;
+        return std::nullopt;
+    }
+    const auto length = static_cast<std::size_t>(size);
+    return std::pair(static_cast<Report>(packet[0]), std::string(packet.data() + 1, length - 1));
+}
+
+std::optional<std::string> receive_call(int socket, int& caller) {
+    std::string words(LONGEST_CALL, '\0');
+    iovec data{words.data(), words.size()};
+    Attachment attachment{};
+    msghdr call = message(data, attachment);
+    const ssize_t size = recvmsg(socket, &call, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (size < 0) {
+        return std::nullopt;
+    }
+    const cmsghdr* const header = CMSG_FIRSTHDR(&call);
+    if (header != nullptr && header->cmsg_type == SCM_RIGHTS) {
+        std::memcpy(&caller, CMSG_DATA(header), sizeof caller);
+    }
+    words.resize(static_cast<std::size_t>(size));
+    return words;
+}
+
+}  // namespace bench

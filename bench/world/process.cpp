@@ -1,0 +1,87 @@
+#include "world/process.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+namespace bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<pid_t> threads(pid_t pid) {
+    std::vector<pid_t> numbers;
+    std::error_code error;
+    const fs::path tasks = fs::path("/proc") / std::to_string(pid) / "task";
+    for (const fs::directory_entry& entry : fs::directory_iterator(tasks, error)) {
+        numbers.push_back(std::stoi(entry.path().filename().string()));
+    }
+    return numbers;
+}
+
+fs::path of_thread(pid_t pid, pid_t thread) {
+    return fs::path("/proc") / std::to_string(pid) / "task" / std::to_string(thread);
+}
+
+// By its last thread: the daemon's first one has ended, and tells nothing any more.
+fs::path of_process(pid_t pid) {
+    const std::vector<pid_t> numbers = threads(pid);
+    return of_thread(pid,
+                     numbers.empty() ? pid : *std::max_element(numbers.begin(), numbers.end()));
+}
+
+// The rest of the line that begins with a key.
+std::string field(const fs::path& file, const std::string& key) {
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);) {
+        if (line.rfind(key, 0) == 0) {
+            return line.substr(key.size());
+        }
+    }
+    return {};
+}
+
+int number(const std::string& text) {
+    return std::atoi(text.c_str());
+}
+
+}  // namespace
+
+int resident_kb(pid_t pid) {
+    return number(field(of_process(pid) / "status", "VmRSS:"));
+}
+
+int private_kb(pid_t pid) {
+    return number(field(of_process(pid) / "status", "RssAnon:"));
+}
+
+int open_descriptors(pid_t pid) {
+    std::error_code error;
+    fs::directory_iterator entries(of_process(pid) / "fd", error);
+    return error ? 0 : static_cast<int>(std::distance(begin(entries), end(entries)));
+}
+
+std::map<pid_t, std::uint64_t> thread_times(pid_t pid) {
+    std::map<pid_t, std::uint64_t> times;
+    for (const pid_t thread : threads(pid)) {
+        std::ifstream file(of_thread(pid, thread) / "schedstat");
+        std::uint64_t time;
+        if (file >> time) {
+            times[thread] = time;
+        }
+    }
+    return times;
+}
+
+int inner_number(pid_t pid, pid_t thread) {
+    std::istringstream text(field(of_thread(pid, thread) / "status", "NSpid:"));
+    int number = 0;
+    while (text >> number) {  // the innermost comes last
+    }
+    return number;
+}
+
+}  // namespace bench

@@ -1,0 +1,86 @@
+// The world that an unmodified ctlbridge runs in: user, mount, PID, IPC and network namespaces of
+// its own, with pseudo-terminals where the daemon expects its devices and BusyBox as its shell.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "world/handles.h"
+
+namespace bench {
+
+enum class Link { Serial, Midi };
+
+// What a world is made of. Paths are those of the machine outside.
+struct WorldConfig {
+    std::string daemon;                // the ctlbridge binary
+    std::vector<std::string> options;  // its command line
+    std::string emulator;              // runs the daemon if not empty: qemu-arm-static
+    std::string resources;             // directory whose copy the daemon finds at ../resources
+    std::map<std::string, std::string> files;  // laid over the copy: name below resources, content
+    std::vector<std::string> removed;          // names taken out of the copy
+    std::vector<std::string> directories;      // names where a directory stands instead of a file
+    std::map<std::string, unsigned> modes;     // permission bits; ".": of the copy itself
+    std::vector<std::string> missing_commands;
+    bool serial = true;                           // false: there is no /dev/ttymxc1
+    bool midi = true;                             // false: there is no /dev/snd/midiC1D0
+    std::chrono::milliseconds xfbdev_lingers{0};  // how long Xfbdev outlives the signal it obeys
+    int xfbdev_ignores = 0;                       // how many signals it ignores before that
+};
+
+// Whether a world can be made without this command of its shell. The shell's own, as echo, stay.
+bool can_be_missing(const std::string& command);
+
+// A pseudo-terminal. The slave is held open too: before the daemon opens it and after it has ended,
+// the master is not to see a hang-up.
+struct Pty {
+    Fd master, slave;
+};
+
+// One running world. Everything in it ends with the object, or with the process that holds it.
+class World {
+  public:
+    // Builds the world and starts the daemon. Throws std::runtime_error with a message that says
+    // what the machine refused.
+    explicit World(const WorldConfig& config);
+    ~World();
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+
+    // The outer ends, all non-blocking, -1 where a link is missing or hung up.
+    int serial_fd() const { return serial_.master.get(); }  // the board's end
+    int midi_fd() const { return midi_.master.get(); }      // the host's end
+    // The daemon's ends of these two, as they are held open out here; -1 where there is none.
+    int far_serial_fd() const { return serial_.slave.get(); }
+    int far_midi_fd() const { return midi_.slave.get(); }
+    int console_fd() const { return console_.master.get(); }  // what is written to /dev/tty0
+    int log_fd() const { return log_.get(); }            // the daemon's standard output and error
+    int platform_fd() const { return platform_.get(); }  // readable when a platform call waits
+
+    // Takes the next platform call ("modprobe g_midi idVendor=...": the words, joined by blanks).
+    // The caller in the world waits until answer_platform() is called, so that what was written to
+    // the serial line before it can be read first. Nothing if none waits or one is unanswered.
+    std::optional<std::string> next_platform_call();
+    void answer_platform();
+
+    // Hangs the line up as a pulled cable would: the daemon's descriptor sees the end of file.
+    void hang_up(Link link);
+
+    // The daemon's process number as the machine outside counts; -1 if it does not run.
+    pid_t daemon_pid() const;
+
+    // The daemon's exit status once it has ended (128 + signal if it was killed), else nothing.
+    std::optional<int> exit_status();
+
+  private:
+    Pty serial_, midi_, console_;
+    Fd log_, platform_, control_;
+    Fd caller_;   // closing it lets the caller of a platform command go on
+    Child init_;  // the first process in the world; goes first
+    std::optional<int> exit_status_;
+};
+
+}  // namespace bench

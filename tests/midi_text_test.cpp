@@ -1,0 +1,114 @@
+#include "controller/midi_text.h"
+
+#include <gtest/gtest.h>
+
+#include "controller/board.h"
+#include "controller/host.h"
+
+namespace bench {
+namespace {
+
+// The messages cut out of a stream, joined by " | "; what is pending stands behind "...".
+std::string cut(const std::string& stream) {
+    Splitter splitter;
+    std::string text;
+    const Bytes bytes = parse_hex(stream).value();
+    for (const std::uint8_t byte : bytes) {
+        for (const Bytes& message : splitter.feed(&byte, 1)) {
+            text += (text.empty() ? "" : " | ") + hex(message);
+        }
+    }
+    return splitter.pending().empty() ? text : text + " ... " + hex(splitter.pending());
+}
+
+TEST(Splitter, CutsMessages) {
+    const struct {
+        const char *stream, *messages;
+    } cases[] = {
+        {"90 3c 7f c0 05 b0 07 40", "90 3c 7f | c0 05 | b0 07 40"},
+        {"90 3c 7f 3d 7f", "90 3c 7f | 3d | 7f"},  // no running status
+        {"90 3c 80 3c 00", "90 3c | 80 3c 00"},
+        {"90 f8 3c 7f", "f8 | 90 3c 7f"},
+        {"f0 7e fe 06 f7 90 01 02", "fe | f0 7e 06 f7 | 90 01 02"},
+        {"f0 01 02 90 03 04", "f0 01 02 | 90 03 04"},
+        {"f7 f2 01 02 f6 f1 03", "f7 | f2 01 02 | f6 | f1 03"},
+        {"f0 f7 90 3c", "f0 f7 ... 90 3c"},
+    };
+    for (const auto& [stream, messages] : cases) {
+        EXPECT_EQ(cut(stream), messages);
+    }
+}
+
+TEST(Wire, SaysWhatAMessageIs) {
+    const struct {
+        const char *message, *words;
+    } cases[] = {
+        {"90 3c 7f", "note-on   ch 1  note 60  velocity 127"},
+        {"b2 07 40", "control change  ch 3  controller 7  value 64"},
+        {"f0 7e 7f 06 01 f7", "Identity Request"},
+        {"f0 7e 00 06 02 7d 01 00 01 00 01 00 00 00 f7", "Identity Reply"},
+        {"f0 7e 7f 06 01 00 f7", "system exclusive, 7 bytes"},
+        {"f0 01 02", "system exclusive, 3 bytes, unfinished"},
+    };
+    for (const auto& [message, words] : cases) {
+        EXPECT_EQ(describe(parse_hex(message).value()), words) << message;
+    }
+}
+
+TEST(Wire, ReadsHexadecimal) {
+    EXPECT_EQ(parse_hex(" 9 3C\t7f "), (Bytes{0x09, 0x3C, 0x7F}));
+    for (const char* bad : {"90 3g", "000", "0x90", "-1", "903c"}) {
+        EXPECT_FALSE(parse_hex(bad)) << bad;
+    }
+    EXPECT_EQ(hex(make_sysex(1000, false), 6), "f0 7d 76 7d .. f7");
+    EXPECT_EQ(make_sysex(1000, false).size(), 1000U);
+}
+
+class BoardTest : public testing::Test {
+  protected:
+    std::string all(const std::vector<Bytes>& messages) {
+        std::string text;
+        for (const Bytes& message : messages) {
+            board_.sent(message);
+            text += (text.empty() ? "" : " | ") + hex(message);
+        }
+        return text;
+    }
+    std::string answer(const std::string& message) {
+        return all(board_.receive(parse_hex(message).value()));
+    }
+
+    Mapping mapping_;
+    Board board_{mapping_};
+};
+
+TEST_F(BoardTest, GesturesMakeBytes) {
+    const auto at = [&](int index) { return mapping_.at(index); };
+    EXPECT_EQ(all(board_.press(at(21), 51)), "90 01 33");
+    EXPECT_TRUE(board_.pressed(21));
+    EXPECT_EQ(all(board_.release(at(65), 16)), "80 40 10");
+    EXPECT_EQ(all(board_.turn(at(5), 127)), "b1 05 7f");
+    EXPECT_EQ(all(board_.turn(at(5), 63)), "b0 05 7e");
+    EXPECT_EQ(all(board_.turn(at(20), 0)), "b0 42 00");
+    EXPECT_EQ(all(board_.spin(at(12), 100)), "b0 0c 7f | b0 0c 65");
+    EXPECT_EQ(all(board_.spin(at(18), -1)), "b0 40 3f");
+    EXPECT_EQ(all(board_.rest(at(15))), "b0 0f 40");
+    EXPECT_EQ(all(board_.press(at(5))) + all(board_.turn(at(12), 1)) + all(board_.spin(at(5), 1)),
+              "");
+    for (int position = 0; position < 128; ++position) {
+        EXPECT_EQ(position_in(board_.turn(at(0), position).front()), position);
+    }
+}
+
+TEST_F(BoardTest, AnswersTheDaemon) {
+    EXPECT_EQ(answer("f0 7e 7f 06 01 f7"), "f0 7e 00 06 02 7d 01 00 01 00 01 00 00 00 f7");
+    EXPECT_EQ(answer("90 00 05"), "");
+    EXPECT_EQ(answer("90 00 00"), "");  // the screen has changed hands
+    all(board_.turn(mapping_.at(11), 127));
+    const std::string report = answer("90 00 00");
+    EXPECT_TRUE(report.starts_with("b0 00 00 | b0 01 00")) << report;
+    EXPECT_TRUE(report.ends_with("b1 0b 7f | b0 10 00 | b0 11 00 | b0 41 00 | b0 42 00")) << report;
+}
+
+}  // namespace
+}  // namespace bench

@@ -1,0 +1,46 @@
+# shellcheck shell=sh disable=SC2034
+# Sourced by ./run, ./test and ./prove: says what is done, and installs the Debian packages that are missing.
+
+say() { printf '\n== %s\n' "$*"; }
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+need_packages() {
+    missing=
+    for package; do
+        dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -q '^installed$' ||
+            missing="$missing $package"
+    done
+    if [ -z "$missing" ]; then
+        say "Packages: all there"
+        return
+    fi
+    say "Packages: installing$missing"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q update
+    # shellcheck disable=SC2086  # a list of words
+    as_root env DEBIAN_FRONTEND=noninteractive \
+        apt-get -q -y --no-install-recommends install $missing
+}
+
+# build PRESET [TARGET...]
+build() {
+    preset=$1
+    shift
+    say "Building: $preset"
+    cmake --preset "$preset" >"build/$preset.log" 2>&1 || {
+        cat "build/$preset.log"
+        return 1
+    }
+    cmake --build --preset "$preset" ${1:+--target "$@"}
+}
+
+BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev'
+FUZZ_PACKAGES='clang libclang-rt-14-dev'
+MEASURE_PACKAGES='valgrind gnuplot-nox'
+TEST_PACKAGES="g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux valgrind $FUZZ_PACKAGES"
