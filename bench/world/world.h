@@ -2,37 +2,17 @@
 // its own, with pseudo-terminals where the daemon expects its devices and BusyBox as its shell.
 #pragma once
 
-#include <chrono>
-#include <map>
+#include <sys/types.h>
+
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "world/contents.h"
 #include "world/handles.h"
 
 namespace bench {
 
 enum class Link { Serial, Midi };
-
-// What a world is made of. Paths are those of the machine outside.
-struct WorldConfig {
-    std::string daemon;                // the ctlbridge binary
-    std::vector<std::string> options;  // its command line
-    std::string emulator;              // runs the daemon if not empty: qemu-arm-static
-    std::string resources;             // directory whose copy the daemon finds at ../resources
-    std::map<std::string, std::string> files;  // laid over the copy: name below resources, content
-    std::vector<std::string> removed;          // names taken out of the copy
-    std::vector<std::string> directories;      // names where a directory stands instead of a file
-    std::map<std::string, unsigned> modes;     // permission bits; ".": of the copy itself
-    std::vector<std::string> missing_commands;
-    bool serial = true;                           // false: there is no /dev/ttymxc1
-    bool midi = true;                             // false: there is no /dev/snd/midiC1D0
-    std::chrono::milliseconds xfbdev_lingers{0};  // how long Xfbdev outlives the signal it obeys
-    int xfbdev_ignores = 0;                       // how many signals it ignores before that
-};
-
-// Whether a world can be made without this command of its shell. The shell's own, as echo, stay.
-bool can_be_missing(const std::string& command);
 
 // A pseudo-terminal. The slave is held open too: before the daemon opens it and after it has ended,
 // the master is not to see a hang-up.
