@@ -48,8 +48,7 @@ u8 default_number(int buf_id, int idx) {
 }
 
 void send_message(int buf_id, u8 b0, u8 b1, u8 b2) {
-    const char message[3] = {static_cast<char>(b0), static_cast<char>(b1 & DATA_MASK),
-                             static_cast<char>(b2 & DATA_MASK)};
+    const char message[3] = {static_cast<char>(b0), static_cast<char>(b1), static_cast<char>(b2)};
     if (IsUartBuffer(buf_id)) {
         midi_push_buf(message, sizeof message);
     } else {
@@ -399,11 +398,7 @@ namespace {
 [[gnu::noinline]] void send_btn(int btn_id, int buf_id) {
     t_pot_internal& pot = pots[buf_id][btn_id];
     pot.vv_sent = pot.vv;
-    const u8 status = static_cast<u8>(pot.vv >> 8);
-    // A note record that the mapping calls relative starts at the centre value, which is no note.
-    if ((status & STATUS_BIT) != 0) {
-        send_message(buf_id, status, pot.cc_out, static_cast<u8>(pot.vv));
-    }
+    send_message(buf_id, static_cast<u8>(pot.vv >> 8), pot.cc_out, static_cast<u8>(pot.vv));
 }
 
 }  // namespace

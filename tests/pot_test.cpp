@@ -149,11 +149,18 @@ TEST_F(Engine, ButtonsGoOutOnceForEachChange) {
     }
 }
 
-TEST_F(Engine, AButtonThatTheMappingCallsRelativeSendsNoGarbage) {
-    load("21 1 60 1 1 0 0 PLAY\n");
-    EXPECT_EQ(scan(BOARD), "");
+TEST_F(Engine, RecordsGoOutWithWhatTheyHold) {
+    load(
+        "21 1 60 1 1 0 0 PLAY\n22 130 200 2 1 0 0 LAMP\n5 5 181 0 0 0 0 POT\n82 210 28 4 0 0 0 "
+        "M\n");
+    EXPECT_EQ(scan(BOARD), "40 3c 00 40 c8 00") << "the centre of what the mapping calls relative";
+    EXPECT_EQ(scan(HOST), "b0 01 00 40 82 00");
     board(0x90, 0x01, 0x40);
-    EXPECT_EQ(scan(BOARD), "90 3c 7f");
+    board(0x80, 0x02, 0x11);
+    board(0xB1, 5, 0x10);
+    EXPECT_EQ(scan(BOARD), "b0 b5 48 90 3c 7f 80 c8 11");
+    host(0xB0, 28, 127);
+    EXPECT_EQ(scan(HOST), "b0 d2 37");
 }
 
 TEST_F(Engine, LedsFollowTheHost) {
@@ -306,16 +313,12 @@ TEST_F(Engine, RelativeControlsSendScaledSteps) {
     }
 }
 
-TEST_F(Engine, NoByteAboveSevenBitsIsSentAsData) {
-    load(
-        "5 5 30 0 1 0 0 WITHOUT_REFERENCE\n18 64 31 0 0 0 0 STEPS_AS_POSITION\n6 6 200 0 0 0 0 "
-        "X\n");
+TEST_F(Engine, StepsAndPositionsStayWithinSevenBits) {
+    load("5 5 30 0 1 0 0 WITHOUT_REFERENCE\n18 64 31 0 0 0 0 STEPS_AS_POSITION\n");
     board(0xB1, 5, 0x7F);
     EXPECT_EQ(scan(BOARD), "b0 1e 01") << "0x4000 to 127: limited to 63 steps";
     board(0xB0, 0x40, 0x3F);
     EXPECT_EQ(scan(BOARD), "b0 1f 7f") << "position 0x3FFF";
-    board(0xB0, 6, 0x10);
-    EXPECT_EQ(scan(BOARD), "b0 48 08");
 }
 
 TEST(Channel, WhileNoneIsSetEverythingGoesOutOnChannelZero) {
