@@ -30,6 +30,7 @@ constexpr u8 STATUS_BIT = 0x80;  // set in status bytes, clear in data bytes
 constexpr u8 STATUS_MASK = 0xF0;
 constexpr u8 CHANNEL_MASK = 0x0F;
 constexpr u8 DATA_MASK = 0x7F;
+constexpr u8 MIDI_CHANNELS = 16;
 
 // Holds a mutex for the rest of the scope.
 class ScopedLock {

@@ -1,5 +1,8 @@
 #include "config.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
@@ -17,151 +20,230 @@ FILE* fp_cfg = nullptr;
 
 namespace {
 
-constexpr int MAX_NAME_LEN = 63;
+constexpr size_t NAME_SIZE = 64;
 constexpr int LOOKUP_CMD_LEN = 256;
 constexpr int PRESET_NAME_LEN = 256;
 constexpr int INDEX_LEN = 8;
 constexpr int REPORT_LEN = 256;
+constexpr int SHOWN_LEN = 32;  // of a word that a message quotes
 constexpr int SETTING_LEN = 16;
 constexpr int BASE_FORM_PRESET_NO = -1;
 constexpr int END_OF_FILE_BYTE = 0xFF;
+constexpr char BYTE_ORDER_MARK[] = "\xEF\xBB\xBF";
 
-constexpr cfg_form BASE_FORM = {"ddddddds",
-                                "idx cf_cc app_cc ctl_type data_type add_data add_data2 name"};
-constexpr cfg_form PRESET_FORM = {"sd", "name app_cc"};
-constexpr const char* INDEX_EXPECTED = "an index of 0 to 84";
-constexpr const char* NAME_EXPECTED =
-    "a name of at most 63 letters, digits, underscores and, not first, minus, dot, plus";
-
-constexpr u8 MIDI_CHANNELS = 16;
 u8 midi_channel_no = INVALID_NUM;
 
-bool is_line_end(int c) {
-    return c == EOF || c == '\n' || c == '\r';
-}
+// --- Bytes and words ---
 
-bool is_blank(int c) {
-    return c == ' ' || c == '\t' || c == '\v' || c == '\f';
-}
-
-// Reads one word behind any blanks. False, with an empty word, at the end of the line, which stays.
-bool read_word(FILE* fp, char (&word)[CFG_WORD_LEN]) {
-    int c = fgetc(fp);
-    while (is_blank(c)) {
-        c = fgetc(fp);
+int take(cfg_reader* reader) {
+    const int c = fgetc(reader->fp);
+    if (c != EOF) {
+        reader->line += reader->line_ended ? 1 : 0;
+        reader->line_ended = c == '\n';
     }
+    return c;
+}
+
+int peek(const cfg_reader& reader) {
+    return ungetc(fgetc(reader.fp), reader.fp);
+}
+
+bool is_white(int c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+bool is_digit(int c) {
+    return c >= '0' && c <= '9';
+}
+
+void skip_white(cfg_reader* reader) {
+    while (is_white(peek(*reader))) {
+        take(reader);
+    }
+}
+
+void skip_line(cfg_reader* reader) {
+    for (int c = 0; c != EOF && c != '\n' && c != '\r';) {
+        c = take(reader);
+    }
+}
+
+// A word as messages quote it.
+struct shown_word {
+    char text[SHOWN_LEN + 1] = {};
     int len = 0;
-    for (; !is_blank(c) && !is_line_end(c); c = fgetc(fp)) {
-        if (len < CFG_WORD_LEN - 1) {
-            word[len++] = c == '\0' ? '\x01' : static_cast<char>(c);  // fits no form
+
+    void add(int c) {
+        if (len < SHOWN_LEN) {
+            text[len++] = c == '\0' ? '?' : static_cast<char>(c);
         }
     }
-    ungetc(c, fp);
-    word[len] = '\0';
-    return len > 0;
-}
+};
 
-void skip_line(FILE* fp) {
-    while (!is_line_end(fgetc(fp))) {
+// Takes a sign, if there is one, and the digits after it; whatever follows them stays.
+bool take_number(cfg_reader* reader, const cfg_field& field) {
+    constexpr long long beyond = static_cast<long long>(INT_MAX) + 2;
+    shown_word word;
+    const bool negative = peek(*reader) == '-';
+    if (negative || peek(*reader) == '+') {
+        word.add(take(reader));
     }
-}
-
-bool is_number(const char* word) {
-    char* end;
-    errno = 0;  // long is no wider than int on the controller: only ERANGE tells
-    const long value = strtol(word, &end, 10);
-    return *end == '\0' && errno == 0 && value >= INT_MIN && value <= INT_MAX &&
-           strlen(word) < CFG_WORD_LEN - 1;
-}
-
-// The number of the line that ends where the file stands, counted anew: only messages need it.
-int current_line(FILE* fp) {
-    const long end = ftell(fp);
-    rewind(fp);
-    int line = 1;
-    for (long i = 0; i + 1 < end; ++i) {
-        line += fgetc(fp) == '\n' ? 1 : 0;
+    const bool has_digits = is_digit(peek(*reader));
+    long long value = 0;
+    for (; is_digit(peek(*reader)); word.add(take(reader))) {
+        value = std::min(10 * value + peek(*reader) - '0', beyond);
     }
-    fseek(fp, end, SEEK_SET);
-    return line;
+    value = negative ? -value : value;
+    if (has_digits && value >= INT_MIN && value <= INT_MAX) {
+        *field.number = static_cast<int>(value);
+        return true;
+    }
+    while (!is_white(peek(*reader)) && peek(*reader) != EOF) {
+        word.add(take(reader));
+    }
+    if (strncmp(word.text, BYTE_ORDER_MARK, strlen(BYTE_ORDER_MARK)) == 0) {
+        cfg_refuse(*reader, "a byte order mark is in front of \"%s\"",
+                   word.text + strlen(BYTE_ORDER_MARK));
+    } else {
+        cfg_refuse(*reader, "%s \"%s\" is not a%s number", field.name, word.text,
+                   has_digits ? " possible" : "");
+    }
+    return false;
 }
 
-bool is_name(const char* name) {
-    const auto is_word = [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-               c == '_';
-    };
-    if (!is_word(name[0]) || strlen(name) > MAX_NAME_LEN) {
+// Takes everything up to the next white space.
+bool take_text(cfg_reader* reader, const cfg_field& field) {
+    size_t len = 0;
+    for (; !is_white(peek(*reader)) && peek(*reader) != EOF; ++len) {
+        const int c = take(reader);
+        if (len + 1 < field.size) {
+            field.text[len] = c == '\0' ? '?' : static_cast<char>(c);
+        }
+    }
+    const size_t most = field.size - 1;
+    field.text[std::min(len, most)] = '\0';
+    if (len > most && field.whole) {
+        cfg_refuse(*reader, "%s of %zu characters is longer than %zu", field.name, len, most);
         return false;
     }
-    for (const char* c = name + 1; *c != '\0'; ++c) {
-        if (!is_word(*c) && strchr("-.+", *c) == nullptr) {
-            return false;
-        }
+    if (len > most) {
+        cfg_report(*reader, "%s cut to %zu characters: %s", field.name, most, field.text);
     }
     return true;
 }
 
-void apply_base_line(FILE* fp, const char* file_name) {
-    cfg_fields line;
-    if (!cfg_read_fields(fp, file_name, BASE_FORM, &line)) {
-        return;
-    }
-    int number[7];
-    for (int i = 0; i < 7; ++i) {
-        number[i] = atoi(line.field[i]);
-    }
-    if (number[0] < 0 || number[0] >= TOTAL_CFG_ITEM) {
-        cfg_refuse_line(fp, file_name, INDEX_EXPECTED);
-        return;
-    }
-    const char* const name = line.field[7];
-    if (strlen(name) > MAX_NAME_LEN) {
-        cfg_refuse_line(fp, file_name, NAME_EXPECTED);
-        return;
-    }
-    dbg_pmesg(DBG_GREEN, "read %d %d %d %d %d %d %d %s\n", number[0], number[1], number[2],
-              number[3], number[4], number[5], number[6], name);
-    pot_set_para(number[0], number[1], number[2], number[3], number[4], number[5], number[6]);
+void report_line(const cfg_reader& reader, const char* format, va_list args, const char* end) {
+    char text[REPORT_LEN];
+    vsnprintf(text, sizeof text, format, args);
+    utl_hide_controls(text);
+    dbg_pmesg(DBG_DEFAULT, "%s:%d: %s%s\n", reader.name, reader.first_line, text, end);
 }
 
-void apply_preset_line(FILE* fp, const char* file_name) {
-    cfg_fields line;
-    if (!cfg_read_fields(fp, file_name, PRESET_FORM, &line)) {
-        return;
+// --- Records of the mapping ---
+
+// Each applies one record and returns whether it did.
+bool apply_base_record(cfg_reader* reader) {
+    int idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2;
+    char name[NAME_SIZE];
+    const cfg_field fields[] = {{"idx", &idx},
+                                {"cf_cc", &cf_cc},
+                                {"app_cc", &app_cc},
+                                {"ctl_type", &ctl_type},
+                                {"data_type", &data_type},
+                                {"add_data", &add_data},
+                                {"add_data2", &add_data2},
+                                {"name", name, true}};
+    if (cfg_read_record(reader, fields) < static_cast<int>(std::size(fields))) {
+        return false;
     }
-    const char* const name = line.field[0];
-    const int app_cc = atoi(line.field[1]);
-    if (!is_name(name)) {
-        cfg_refuse_line(fp, file_name, NAME_EXPECTED);
-        return;
+    if (idx < 0 || idx >= TOTAL_CFG_ITEM) {
+        cfg_refuse(*reader, "idx %d is not 0 to %d", idx, TOTAL_CFG_ITEM - 1);
+        return false;
+    }
+    dbg_pmesg(DBG_GREEN, "read %d %d %d %d %d %d %d %s\n", idx, cf_cc, app_cc, ctl_type, data_type,
+              add_data, add_data2, name);
+    pot_set_para(idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2);
+    return true;
+}
+
+bool apply_preset_record(cfg_reader* reader) {
+    char name[NAME_SIZE];
+    int app_cc;
+    const cfg_field fields[] = {{"name", name, true}, {"app_cc", &app_cc}};
+    if (cfg_read_record(reader, fields) < static_cast<int>(std::size(fields))) {
+        return false;
+    }
+    if (!utl_is_bare_word(name)) {
+        cfg_refuse(*reader,
+                   "name \"%s\" is more than letters, digits, underscores and, not first, minus, "
+                   "dot, plus",
+                   name);
+        return false;
     }
     dbg_pmesg(DBG_GREEN, "read %s %d\n", name, app_cc);
     char idx[INDEX_LEN];
     if (get_field_data(cfgname, name, 1, INDEX_LEN, idx)) {
         pot_set_app_cc(atoi(idx), 0, app_cc);
     }
+    return true;
 }
 
-// Reads the first line that a shell command prints. False, and the empty text, when there is none.
-bool first_output_line(const char* command, char* line, int len) {
-    FILE* const output = popen(command, "r");
-    if (output == nullptr) {
-        abort();
+// What the bytes at a file's start look like when they are no lines of text.
+const char* describe_file(FILE* fp) {
+    u8 bytes[512] = {};
+    rewind(fp);
+    const size_t count = fread(bytes, 1, sizeof bytes, fp);
+    const auto has = [&](int c) { return memchr(bytes, c, count) != nullptr; };
+    const struct {
+        bool applies;
+        const char* what;
+    } looks[] = {
+        {count == 0, "an empty file"},
+        {has('\0'), "bytes 0, as in UTF-16"},
+        {bytes[0] == END_OF_FILE_BYTE, "a byte 0xFF, which ends the file, at its start"},
+        {has('\r') && !has('\n'), "line ends of CR alone"},
+        {true, "only comments, empty lines and lines that were skipped"},
+    };
+    return std::find_if(std::begin(looks), std::end(looks),
+                        [](const auto& look) { return look.applies; })
+        ->what;
+}
+
+// --- Lookups ---
+
+// False for anything but a regular file, which is reported once; a missing file is none of these.
+bool is_regular(const char* file_name) {
+    static char reported[PRESET_NAME_LEN];
+    struct stat status;
+    if (stat(file_name, &status) != 0 || S_ISREG(status.st_mode)) {
+        return true;
     }
+    if (strcmp(reported, file_name) != 0) {
+        dbg_pmesg(DBG_DEFAULT, "%s: not a regular file: taken as missing\n", file_name);
+        snprintf(reported, sizeof reported, "%s", file_name);
+    }
+    return false;
+}
+
+// Runs a command that looks something up in a file and reads the first line of its output. False,
+// and the empty text, when there is none.
+bool look_up(const char* file_name, const char* command, char* line, int len) {
+    line[0] = '\0';
+    if (!is_regular(file_name)) {
+        return false;
+    }
+    FILE* const output = utl_open_shell(command);
     const bool found = fgets(line, len, output) != nullptr;
-    if (found) {
-        strchomp(line);
-    } else {
-        line[0] = '\0';
-    }
+    strchomp(line);
     pclose(output);
     return found;
 }
 
+// --- Check of hand-edited files ---
+
 void check_file(const char* source, const char* remove, const char* check) {
     utl_run(remove);
-    FILE* const fp = fopen(source, "r");
+    FILE* const fp = cfg_open(source);
     if (fp != nullptr) {
         fclose(fp);
         utl_run(check);
@@ -170,56 +252,16 @@ void check_file(const char* source, const char* remove, const char* check) {
 
 }  // namespace
 
-// --- Lines of hand-edited files ---
+// --- Start-up ---
 
-byte cfg_invalid_line(FILE* fp) {
-    int c = fgetc(fp);
-    if (c == EOF || c == END_OF_FILE_BYTE) {
-        return CFG_LINE_END;
-    }
-    if (c == '\n' || c == '\r') {
-        return CFG_LINE_SKIPPED;
-    }
-    if (c != '#' && c != ' ') {
-        ungetc(c, fp);
-        return CFG_LINE_DATA;
-    }
-    while (c != '\n') {
-        c = fgetc(fp);
-        if (c == EOF || c == END_OF_FILE_BYTE) {
-            return CFG_LINE_END;
-        }
-    }
-    return CFG_LINE_SKIPPED;
+void cfg_check_files() {
+    check_file(CFG_RESOURCES "orvik.midictl.cfg0.txt",
+               "rm " CFG_RESOURCES "orvik.midictl.cfg0.txt.ok",
+               CFG_RESOURCES "check_field_num.sh " CFG_RESOURCES "orvik.midictl.cfg0.txt 2");
+    check_file(CFG_RESOURCES "orvik.miditxt.cfg0.txt",
+               "rm " CFG_RESOURCES "orvik.miditxt.cfg0.txt.ok",
+               CFG_RESOURCES "check_field_num.sh " CFG_RESOURCES "orvik.miditxt.cfg0.txt 5");
 }
-
-bool cfg_read_fields(FILE* fp, const char* file_name, const cfg_form& form, cfg_fields* fields) {
-    bool good = true;
-    for (int i = 0; form.kinds[i] != '\0'; ++i) {
-        good &= read_word(fp, fields->field[i]);
-        good &= form.kinds[i] != 'd' || is_number(fields->field[i]);
-    }
-    skip_line(fp);
-    if (!good) {
-        cfg_refuse_line(fp, file_name, form.expected);
-    }
-    return good;
-}
-
-void cfg_report_line(FILE* fp, const char* file_name, const char* format, ...) {
-    char text[REPORT_LEN];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    dbg_pmesg(DBG_DEFAULT, "%s:%d: %s\n", file_name, current_line(fp), text);
-}
-
-void cfg_refuse_line(FILE* fp, const char* file_name, const char* expected) {
-    cfg_report_line(fp, file_name, "expected %s; line skipped", expected);
-}
-
-// --- Mapping ---
 
 void cfg_test() {
     cfg_init();
@@ -229,86 +271,11 @@ void cfg_test() {
     cfg_apply_midi_preset();
 }
 
-void cfg_init() {
-    if (fp_cfg == nullptr) {
-        fp_cfg = fopen(cfgname, "r");
-    }
-    if (fp_cfg == nullptr) {
-        printf("error in open %s\n", cfgname);
-        exit(0);
-    }
-}
-
-void cfg_scan(FILE* p_scan, int preset_no, const char* file_name) {
-    const char* const name = file_name != nullptr ? file_name : cfgname;
-    for (;;) {
-        const byte line_class = cfg_invalid_line(p_scan);
-        if (line_class == CFG_LINE_END) {
-            return;
-        }
-        if (line_class == CFG_LINE_SKIPPED) {
-            continue;
-        }
-        if (preset_no == BASE_FORM_PRESET_NO) {
-            apply_base_line(p_scan, name);
-        } else {
-            apply_preset_line(p_scan, name);
-        }
-    }
-}
-
-bool get_field_data(const char* file_name, const char* pattern, int field_no, int field_len,
-                    char* field_data) {
-    char command[LOOKUP_CMD_LEN];
-    snprintf(command, sizeof command, "grep -i %s %s | cut -d' ' -f%d", pattern, file_name,
-             field_no);
-    dbg_pmesg(DBG_RED, " get field %s \n", command);
-    const bool found = first_output_line(command, field_data, field_len);
-    dbg_pmesg(DBG_RED, " got %s \n", field_data);
-    return found;
-}
-
-void cfg_apply_midi_preset() {
-    char preset[SETTING_LEN];
-    cfg_get_value_from_file(sys_cfg, "midi_preset", preset, SETTING_LEN);
-    if (preset[0] == '\0') {
-        return;
-    }
-    dbg_pmesg(DBG_RED, "got preset %s \n", preset);
-    const int preset_no = atoi(preset);
-    char file_name[PRESET_NAME_LEN];
-    snprintf(file_name, sizeof file_name, "%s%d.txt.ok", cfgname, preset_no);
-    FILE* const fp = fopen(file_name, "r");
-    if (fp == nullptr) {
-        dbg_pmesg(DBG_RED, "no preset file %s \n", file_name);
-        return;
-    }
-    cfg_scan(fp, preset_no, file_name);
-    fclose(fp);
-}
-
-void cfg_exit() {
-    if (fp_cfg != nullptr) {
-        printf("read config exit\n");
-        fclose(fp_cfg);
-        fp_cfg = nullptr;
-    }
-}
-
-// --- Settings ---
-
 void cfg_get_value_from_file(const char* p_cfg_file, const char* p_cfg_name, char* p_cfg_value,
                              int len) {
     char command[LOOKUP_CMD_LEN];
     snprintf(command, sizeof command, "grep -i %s %s | cut -d'=' -f2", p_cfg_name, p_cfg_file);
-    first_output_line(command, p_cfg_value, len);
-}
-
-void strchomp(char* str) {
-    char* const newline = str != nullptr ? strchr(str, '\n') : nullptr;
-    if (newline != nullptr) {
-        *newline = '\0';
-    }
+    look_up(p_cfg_file, command, p_cfg_value, len);
 }
 
 // --- MIDI channel ---
@@ -321,14 +288,124 @@ u8 cfg_midi_send_channel_no() {
     return midi_channel_no == INVALID_NUM ? 0 : midi_channel_no;
 }
 
-void set_midi_channel_no(u8 new_no) {
-    if (new_no < MIDI_CHANNELS) {
-        midi_channel_no = new_no;
+void cfg_set_midi_channel_no(u8 new_no) {
+    set_midi_channel_no(new_no);
+}
+
+bool cfg_check_midi_channel_no(u8 b0) {
+    return (b0 & CHANNEL_MASK) == midi_channel_no;
+}
+
+// --- Reading files of records ---
+
+FILE* cfg_open(const char* file_name) {
+    return is_regular(file_name) ? fopen(file_name, "re") : nullptr;
+}
+
+byte cfg_invalid_line(cfg_reader* reader) {
+    const int first = peek(*reader);
+    if (first == EOF || first == END_OF_FILE_BYTE) {
+        return CFG_LINE_END;
+    }
+    if (first == '\n' || first == '\r') {
+        take(reader);
+        return CFG_LINE_SKIPPED;
+    }
+    if (first != '#' && first != ' ') {
+        return CFG_LINE_DATA;
+    }
+    for (int c = first; c != '\n';) {
+        c = take(reader);
+        if (c == EOF || c == END_OF_FILE_BYTE) {
+            return CFG_LINE_END;
+        }
+    }
+    return CFG_LINE_SKIPPED;
+}
+
+int cfg_read_record(cfg_reader* reader, std::span<const cfg_field> fields) {
+    const int count = static_cast<int>(fields.size());
+    for (int i = 0; i < count; ++i) {
+        skip_white(reader);
+        const bool ended = peek(*reader) == EOF;
+        if (ended && i == 0) {
+            return -1;
+        }
+        if (i == 0) {
+            reader->first_line = reader->line + (reader->line_ended ? 1 : 0);
+        }
+        const cfg_field& field = fields[static_cast<size_t>(i)];
+        if (ended) {
+            cfg_refuse(*reader, "fields missing after %s (found %d of %d)",
+                       fields[static_cast<size_t>(i - 1)].name, i, count);
+            return i;
+        }
+        if (!(field.number != nullptr ? take_number(reader, field) : take_text(reader, field))) {
+            skip_line(reader);
+            return i;
+        }
+    }
+    if (reader->line != reader->first_line) {
+        cfg_report(*reader, "fields missing here: the record continues in line %d", reader->line);
+    }
+    return count;
+}
+
+void cfg_report(const cfg_reader& reader, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    report_line(reader, format, args, "");
+    va_end(args);
+}
+
+void cfg_refuse(const cfg_reader& reader, const char* format, ...) {
+    char end[64] = "; line skipped";
+    if (reader.line != reader.first_line) {
+        snprintf(end, sizeof end, "; lines %d to %d skipped", reader.first_line, reader.line);
+    }
+    va_list args;
+    va_start(args, format);
+    report_line(reader, format, args, end);
+    va_end(args);
+}
+
+// --- Steps of the above ---
+
+void cfg_init() {
+    if (fp_cfg == nullptr) {
+        fp_cfg = cfg_open(cfgname);
+    }
+    if (fp_cfg == nullptr) {
+        printf("error in open %s\n", cfgname);
+        exit(0);
     }
 }
 
-void cfg_set_midi_channel_no(u8 new_no) {
-    set_midi_channel_no(new_no);
+void cfg_scan(FILE* p_scan, int preset_no, const char* file_name) {
+    const bool base_form = preset_no == BASE_FORM_PRESET_NO;
+    const auto apply_record = base_form ? apply_base_record : apply_preset_record;
+    cfg_reader reader{p_scan, file_name != nullptr ? file_name : cfgname};
+    int applied = 0;
+    for (byte line = 0; line != CFG_LINE_END;) {
+        line = cfg_invalid_line(&reader);
+        if (line == CFG_LINE_DATA) {
+            applied += apply_record(&reader) ? 1 : 0;
+        }
+    }
+    if (base_form && applied == 0) {
+        dbg_pmesg(DBG_DEFAULT,
+                  "%s: no line applied: expected lines of idx cf_cc app_cc ctl_type data_type "
+                  "add_data add_data2 name, found %s\n",
+                  reader.name, describe_file(p_scan));
+    }
+}
+
+void cfg_exit() {
+    if (fp_cfg != nullptr) {
+        printf("read config exit\n");
+        fclose(fp_cfg);
+        fp_cfg = nullptr;
+    }
 }
 
 void cfg_read_midi_channel() {
@@ -346,17 +423,45 @@ void cfg_read_midi_channel() {
     }
 }
 
-bool cfg_check_midi_channel_no(u8 b0) {
-    return (b0 & CHANNEL_MASK) == midi_channel_no;
+void cfg_apply_midi_preset() {
+    char preset[SETTING_LEN];
+    cfg_get_value_from_file(sys_cfg, "midi_preset", preset, SETTING_LEN);
+    if (preset[0] == '\0') {
+        return;
+    }
+    dbg_pmesg(DBG_RED, "got preset %s \n", preset);
+    const int preset_no = atoi(preset);
+    char file_name[PRESET_NAME_LEN];
+    snprintf(file_name, sizeof file_name, "%s%d.txt.ok", cfgname, preset_no);
+    FILE* const fp = cfg_open(file_name);
+    if (fp == nullptr) {
+        dbg_pmesg(DBG_RED, "no preset file %s \n", file_name);
+        return;
+    }
+    cfg_scan(fp, preset_no, file_name);
+    fclose(fp);
 }
 
-// --- Check of hand-edited files ---
+bool get_field_data(const char* file_name, const char* pattern, int field_no, int field_len,
+                    char* field_data) {
+    char command[LOOKUP_CMD_LEN];
+    snprintf(command, sizeof command, "grep -i %s %s | cut -d' ' -f%d", pattern, file_name,
+             field_no);
+    dbg_pmesg(DBG_RED, " get field %s \n", command);
+    const bool found = look_up(file_name, command, field_data, field_len);
+    dbg_pmesg(DBG_RED, " got %s \n", field_data);
+    return found;
+}
 
-void cfg_check_files() {
-    check_file(CFG_RESOURCES "orvik.midictl.cfg0.txt",
-               "rm " CFG_RESOURCES "orvik.midictl.cfg0.txt.ok",
-               CFG_RESOURCES "check_field_num.sh " CFG_RESOURCES "orvik.midictl.cfg0.txt 2");
-    check_file(CFG_RESOURCES "orvik.miditxt.cfg0.txt",
-               "rm " CFG_RESOURCES "orvik.miditxt.cfg0.txt.ok",
-               CFG_RESOURCES "check_field_num.sh " CFG_RESOURCES "orvik.miditxt.cfg0.txt 5");
+void strchomp(char* str) {
+    char* const newline = str != nullptr ? strchr(str, '\n') : nullptr;
+    if (newline != nullptr) {
+        *newline = '\0';
+    }
+}
+
+void set_midi_channel_no(u8 new_no) {
+    if (new_no < MIDI_CHANNELS) {
+        midi_channel_no = new_no;
+    }
 }

@@ -2,7 +2,9 @@
 // hand-edited files.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
+#include <span>
 
 #include "common.h"
 
@@ -10,75 +12,19 @@ constexpr u8 INVALID_NUM = 0xFF;  // the channel while none is set
 
 extern const char* const cfgname;  // base mapping file, and the stem of preset names
 extern const char* const sys_cfg;  // settings file
-extern FILE* fp_cfg;               // the open base mapping file, or null
 
-// --- Lines of hand-edited files ---
+// --- Start-up ---
 
-constexpr int CFG_WORD_LEN = 66;  // keeps enough of a word to tell that it is too long
-constexpr int CFG_MAX_FIELDS = 8;
-constexpr byte CFG_LINE_DATA = 0;
-constexpr byte CFG_LINE_SKIPPED = 1;
-constexpr byte CFG_LINE_END = 0xFF;
-
-// What a data line must hold: one letter a field, 'd' for a number and 's' for a text, and the
-// words that a message uses for it.
-struct cfg_form {
-    const char* kinds;
-    const char* expected;
-};
-
-// The fields of one data line, each cut to the room it has here.
-struct cfg_fields {
-    char field[CFG_MAX_FIELDS][CFG_WORD_LEN];
-};
-
-// Classifies the next line by its first byte: CFG_LINE_DATA (the byte is put back),
-// CFG_LINE_SKIPPED (a comment or an empty line, gone) or CFG_LINE_END.
-byte cfg_invalid_line(FILE* fp);
-
-// Reads the data line that comes next and splits it. False, after a message naming file, line and
-// the fields expected, when it does not yield them; the line is consumed in any case.
-bool cfg_read_fields(FILE* fp, const char* file_name, const cfg_form& form, cfg_fields* fields);
-
-// Reports something about the line that ends where `fp` stands, by file and line number.
-[[gnu::format(printf, 3, 4)]] void cfg_report_line(FILE* fp, const char* file_name,
-                                                   const char* format, ...);
-
-// Reports that this line is not used, and what was expected in it.
-void cfg_refuse_line(FILE* fp, const char* file_name, const char* expected);
-
-// --- Mapping ---
+// Deletes the checked copies and has the check script make them afresh.
+void cfg_check_files();
 
 // Loads the whole configuration: base mapping, channel, preset.
 void cfg_test();
 
-// Opens the base mapping file unless it is open; ends the program with status 0 when it cannot.
-void cfg_init();
-
-// Applies an open mapping file to its end: the base form for `preset_no` -1, else the preset form.
-// `file_name` is used in messages; null stands for the base mapping file.
-void cfg_scan(FILE* p_scan, int preset_no, const char* file_name);
-
-// Finds the first line of `file_name` that contains `pattern`, letter case ignored, and returns
-// its field `field_no`, at most `field_len` - 1 characters. True when a line was found.
-bool get_field_data(const char* file_name, const char* pattern, int field_no, int field_len,
-                    char* field_data);
-
-// Applies the preset that the settings file selects, if any.
-void cfg_apply_midi_preset();
-
-// Closes the base mapping file.
-void cfg_exit();
-
-// --- Settings ---
-
 // Looks a key up in a settings file and returns its value, at most `len` - 1 characters, or the
-// empty text.
+// empty text. Ends the program when the shell cannot be started.
 void cfg_get_value_from_file(const char* p_cfg_file, const char* p_cfg_name, char* p_cfg_value,
                              int len);
-
-// Cuts a text at its first newline.
-void strchomp(char* str);
 
 // --- MIDI channel, 0 to 15 ---
 
@@ -88,19 +34,88 @@ u8 cfg_midi_channel_no();
 // The channel of messages to the host: the channel, or 0 while none is set.
 u8 cfg_midi_send_channel_no();
 
-// Stores the channel if it is below 16.
-void set_midi_channel_no(u8 new_no);
-
-// Takes the channel from the command line.
+// Takes the channel from the command line; a number above 15 is ignored.
 void cfg_set_midi_channel_no(u8 new_no);
-
-// Takes the channel from the settings file if none is set; reports a value that is refused.
-void cfg_read_midi_channel();
 
 // True when the low four bits of a status byte are the channel.
 bool cfg_check_midi_channel_no(u8 b0);
 
-// --- Check of hand-edited files ---
+// --- Reading files of records ---
 
-// Deletes the checked copies and has the check script make them afresh.
-void cfg_check_files();
+constexpr byte CFG_LINE_DATA = 0;
+constexpr byte CFG_LINE_SKIPPED = 1;
+constexpr byte CFG_LINE_END = 0xFF;
+
+// A file and the place in it, which messages name.
+struct cfg_reader {
+    FILE* fp = nullptr;
+    const char* name = nullptr;
+    int line = 1;        // of the byte taken last
+    int first_line = 1;  // where the record read last begins
+    bool line_ended = false;
+};
+
+// One field of a record and where it goes: a number, or a text of `size` bytes with its null. A
+// longer text is cut, with a message, unless it must be `whole`.
+struct cfg_field {
+    cfg_field(const char* field_name, int* to) : name(field_name), number(to) {}
+    template <size_t text_size>
+    cfg_field(const char* field_name, char (&to)[text_size], bool must_be_whole = false)
+        : name(field_name), text(to), size(text_size), whole(must_be_whole) {}
+
+    const char* name;
+    int* number = nullptr;
+    char* text = nullptr;
+    size_t size = 0;
+    bool whole = false;
+};
+
+// Opens a regular file for reading; null when there is none. Anything else under the name, such as
+// a directory or a FIFO, is reported and counts as missing.
+FILE* cfg_open(const char* file_name);
+
+// Classifies the next line by its first byte: CFG_LINE_DATA (the byte is put back),
+// CFG_LINE_SKIPPED (a comment or an empty line, gone) or CFG_LINE_END.
+byte cfg_invalid_line(cfg_reader* reader);
+
+// Reads the fields of the record that comes next; it may span lines, which is reported. Returns how
+// many were read: fewer than asked for when the record is refused (reported; the rest of the line
+// is skipped), -1 when the file ends before the first.
+int cfg_read_record(cfg_reader* reader, std::span<const cfg_field> fields);
+
+// Reports something about the record read last, by file and line.
+[[gnu::format(printf, 2, 3)]] void cfg_report(const cfg_reader& reader, const char* format, ...);
+
+// Reports why the record read last is not used.
+[[gnu::format(printf, 2, 3)]] void cfg_refuse(const cfg_reader& reader, const char* format, ...);
+
+// --- Steps of the above ---
+
+extern FILE* fp_cfg;  // the open base mapping file, or null
+
+// Opens the base mapping file unless it is open; ends the program with status 0 when it cannot.
+void cfg_init();
+
+// Applies an open mapping file to its end: the base form for `preset_no` -1, else the preset form.
+// `file_name` is used in messages; null stands for the base mapping file.
+void cfg_scan(FILE* p_scan, int preset_no, const char* file_name);
+
+// Closes the base mapping file.
+void cfg_exit();
+
+// Takes the channel from the settings file if none is set; reports a value that is refused.
+void cfg_read_midi_channel();
+
+// Applies the preset that the settings file selects, if any.
+void cfg_apply_midi_preset();
+
+// Finds the first line of `file_name` that contains `pattern`, case-insensitively, and returns its
+// field `field_no`, at most `field_len` - 1 characters. True when a line was found.
+bool get_field_data(const char* file_name, const char* pattern, int field_no, int field_len,
+                    char* field_data);
+
+// Cuts a text at its first newline.
+void strchomp(char* str);
+
+// Stores the channel if it is below 16.
+void set_midi_channel_no(u8 new_no);

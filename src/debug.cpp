@@ -1,5 +1,6 @@
 #include "debug.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 
@@ -28,5 +29,18 @@ void dbg_set_msg_level(int level_in) {
         verbose = 1;
     } else {
         msglevel = level_in;
+    }
+}
+
+void dbg_report_lost(dbg_device* device, int count, int error) {
+    const bool gone = count == 0 || (error != EAGAIN && error != EINTR && error != EBADF);
+    if (device->lost || !gone) {
+        return;
+    }
+    device->lost = true;
+    if (count == 0) {
+        dbg_pmesg(DBG_DEFAULT, "lost %s: hung up\n", device->name);
+    } else {
+        dbg_pmesg(DBG_DEFAULT, "lost %s: errno %d\n", device->name, error);
     }
 }

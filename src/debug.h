@@ -16,3 +16,13 @@ constexpr int DBG_INFO = 100;
 
 // Sets the threshold, or turns verbose on when `level_in` is 100; says so on standard error.
 void dbg_set_msg_level(int level_in);
+
+// A device whose loss is to be reported once.
+struct dbg_device {
+    const char* name;
+    bool lost = false;
+};
+
+// Reports, once, that a read of the device shows it gone rather than empty or never opened: it
+// returned `count`, 0 or below, and set errno to `error`.
+void dbg_report_lost(dbg_device* device, int count, int error);

@@ -1,9 +1,11 @@
 #include "main.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,6 +26,24 @@ void report_worker(const char* name, int error) {
     if (error != 0) {
         fprintf(stderr, "cannot start the %s worker: %s\n", name, strerror(error));
     }
+}
+
+// A device must not get the number of a standard stream that was closed: messages would go to it.
+void open_standard_streams() {
+    int fd = STDIN_FILENO;
+    while (fd >= STDIN_FILENO && fd <= STDERR_FILENO) {
+        fd = open("/dev/null", O_RDWR);
+    }
+    close(fd);
+}
+
+void set_channel(int number) {
+    const u8 channel = static_cast<u8>(number);
+    if (channel >= MIDI_CHANNELS) {
+        dbg_pmesg(DBG_DEFAULT, "midi channel %d refused: expected 0 to %d\n", number,
+                  MIDI_CHANNELS - 1);
+    }
+    cfg_set_midi_channel_no(channel);
 }
 
 }  // namespace
@@ -60,7 +80,7 @@ void parse_args(int argc, char** argv) {
                 dbg_set_msg_level(atoi(optarg));
                 break;
             case 'm':
-                cfg_set_midi_channel_no(static_cast<u8>(atoi(optarg)));
+                set_channel(atoi(optarg));
                 break;
             case 'v':
                 dbg_set_msg_level(DBG_VERBOSE);
@@ -102,6 +122,8 @@ void* midi_thread([[maybe_unused]] void* argv) {
 }
 
 int main(int argc, char** argv) {
+    open_standard_streams();
+    signal(SIGPIPE, SIG_IGN);  // a log whose reader is gone must not end the daemon
     setvbuf(stdout, nullptr, _IOLBF, 0);
     parse_args(argc, argv);
     cfg_check_files();

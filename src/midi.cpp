@@ -5,19 +5,19 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "buffer.h"
 #include "debug.h"
 #include "led.h"
-#include "utility.h"
 
 namespace {
 
-constexpr const char* midi_file_name = "/dev/snd/midiC1D0";
 constexpr int MIDI_RECV_SIZE = 3;
 
+dbg_device midi_device = {"/dev/snd/midiC1D0"};
 std::atomic<int> fd_midi{-1};
 std::atomic<int> midi_init_flag{-1};
 
@@ -51,9 +51,9 @@ int midi_take_queued(u8 (&queued)[MIDI_BUF_SIZE]) {
 }  // namespace
 
 void midi_init() {
-    fd_midi = open(midi_file_name, O_RDWR | O_NONBLOCK);
+    fd_midi = open(midi_device.name, O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (fd_midi < 0) {
-        printf("error in opening %s \n", midi_file_name);
+        printf("error in opening %s \n", midi_device.name);
     }
     midi_init_flag = 1;
     midi_reset_buf();
@@ -94,7 +94,6 @@ void midi_flush() {
 }
 
 void midi_recv() {
-    static bool lost = false;
     char received[MIDI_RECV_SIZE];
     for (;;) {
         const int room = std::min(MIDI_RECV_SIZE, com_free(MIDI_IN_BUF_ID));
@@ -103,7 +102,7 @@ void midi_recv() {
         }
         const int count = static_cast<int>(read(fd_midi, received, static_cast<size_t>(room)));
         if (count <= 0) {
-            utl_report_lost(midi_file_name, fd_midi, count, &lost);
+            dbg_report_lost(&midi_device, count, errno);
             return;
         }
         dbg_pmesg(DBG_YELLOW, "receive %d from midi \n", count);

@@ -35,15 +35,10 @@ constexpr const char* COLOR_CODE_ARRAY[7] = {
     "\\033[2;31m", "\\033[7;30m", "\\033[8;31m",
 };
 
-constexpr cfg_form COLOR_FORM = {"dss", "index (0 to 255), escape sequence, colour name"};
-constexpr cfg_form POSITION_FORM = {"dds", "row, column, key name"};
-constexpr cfg_form CUSTOM_FORM = {"ssdss",
-                                  "key name, label text, note number, on colour, off colour"};
-
 struct list_kind {
     int type;
     const char* const* file_name;
-    int (*add_item)(FILE*);
+    int (*add_item)(cfg_reader*);
 };
 constexpr list_kind LIST_KINDS[] = {
     {TYPE_COLOR_LIST, &color_list_cfg, color_list_add_item},
@@ -60,45 +55,24 @@ const list_kind* find_list_kind(int list_type) {
     return nullptr;
 }
 
-// Reads the fields of one line: their number, 0 for a refused line, -1 at the end of the file.
-int read_item(FILE* fp, const char* file_name, const cfg_form& form, cfg_fields* fields) {
-    const int c = fgetc(fp);
-    if (c == EOF) {
-        return -1;
-    }
-    ungetc(c, fp);
-    return cfg_read_fields(fp, file_name, form, fields) ? static_cast<int>(strlen(form.kinds)) : 0;
-}
-
-// Copies a field, cut to the room it has.
-template <size_t size>
-void copy_text(char (&to)[size], const char* from, FILE* fp, const char* file_name) {
-    snprintf(to, size, "%.*s", static_cast<int>(size - 1), from);
-    if (strlen(from) >= size) {
-        cfg_report_line(fp, file_name, "text cut to %d characters: %s", static_cast<int>(size - 1),
-                        to);
-    }
-}
-
-// The sequence goes into a shell command between double quotes, with a text behind it.
+// The sequence goes between double quotes as it stands, with a text after it.
 bool is_safe_sequence(const char* sequence) {
     const size_t len = strlen(sequence);
-    return strpbrk(sequence, "\"$`") == nullptr && sequence[len - 1] != '\\';
+    return utl_is_unquoted(sequence, '\\') && sequence[len - 1] != '\\';
 }
 
-// Writes a text so that `echo -e` between double quotes prints it character by character. Longer
-// texts than a label's are cut.
-void escape_text(const char* text, char* escaped) {
+// Writes a label's text as `echo -e` between double quotes prints it, character by character.
+void escape_text(const char* text, char* escaped, size_t size) {
+    char for_echo[2 * MAX_LABEL_LEN + 1];
+    size_t len = 0;
     for (int i = 0; i < MAX_LABEL_LEN && text[i] != '\0'; ++i) {
         if (text[i] == '\\') {
-            memcpy(escaped, "\\\\\\", 3);  // the shell halves them, echo halves them again
-            escaped += 3;
-        } else if (strchr("\"$`", text[i]) != nullptr) {
-            *escaped++ = '\\';
+            for_echo[len++] = '\\';
         }
-        *escaped++ = text[i];
+        for_echo[len++] = text[i];
     }
-    *escaped = '\0';
+    for_echo[len] = '\0';
+    utl_quote(for_echo, escaped, size);
 }
 
 constexpr int ESCAPED_LABEL_SIZE = 4 * MAX_LABEL_LEN + 1;
@@ -112,8 +86,10 @@ void show_splash() {
         dbg_pmesg(DBG_DEFAULT, "no splash image: errno %d\n", errno);
         return;
     }
-    char command[PATH_MAX + CMD_LEN];
-    snprintf(command, sizeof command, "fbsplash -s %s/%s", resources,
+    char quoted[2 * PATH_MAX];
+    utl_quote(resources, quoted, sizeof quoted);
+    char command[sizeof quoted + CMD_LEN];
+    snprintf(command, sizeof command, "fbsplash -s \"%s/%s\"", quoted,
              total_valid_soft_label != 0 ? "orv_midi_screen.ppm" : "orv_midi_screen_wide.ppm");
     utl_run(command);
 }
@@ -131,105 +107,103 @@ bool soft_label_enabled() {
 // --- Lists ---
 
 void list_init(int list_type) {
-    FILE* const fp = open_list_cfg(list_type);
-    if (fp == nullptr) {
+    const list_kind* const kind = find_list_kind(list_type);
+    cfg_reader reader{open_list_cfg(list_type), kind != nullptr ? *kind->file_name : nullptr};
+    if (reader.fp == nullptr) {
         return;
     }
     for (int result = 0; result >= 0;) {
-        const byte line_class = sl_cfg_invalid_line(fp, list_type);
+        const byte line_class = sl_cfg_invalid_line(&reader, list_type);
         if (line_class == CFG_LINE_END) {
             break;
         }
         if (line_class == CFG_LINE_DATA) {
-            result = list_add_item(list_type, fp);
+            result = list_add_item(list_type, &reader);
         }
     }
-    fclose(fp);
+    fclose(reader.fp);
 }
 
 FILE* open_list_cfg(int list_type) {
     const list_kind* const kind = find_list_kind(list_type);
-    return kind != nullptr ? fopen(*kind->file_name, "r") : nullptr;
+    return kind != nullptr ? cfg_open(*kind->file_name) : nullptr;
 }
 
-byte sl_cfg_invalid_line(FILE* fp, [[maybe_unused]] int list_type) {
-    return cfg_invalid_line(fp);
+byte sl_cfg_invalid_line(cfg_reader* reader, [[maybe_unused]] int list_type) {
+    return cfg_invalid_line(reader);
 }
 
-int list_add_item(int list_type, FILE* p_scan) {
+int list_add_item(int list_type, cfg_reader* reader) {
     const list_kind* const kind = find_list_kind(list_type);
-    return kind != nullptr ? kind->add_item(p_scan) : -1;
+    return kind != nullptr ? kind->add_item(reader) : -1;
 }
 
-int color_list_add_item(FILE* pfp) {
-    cfg_fields line;
-    const int count = read_item(pfp, color_list_cfg, COLOR_FORM, &line);
-    if (count <= 0) {
+int color_list_add_item(cfg_reader* reader) {
+    int idx;
+    t_labellist entry = {};
+    const cfg_field fields[] = {
+        {"index", &idx}, {"escape sequence", entry.label_name}, {"colour name", entry.key_name}};
+    const int count = cfg_read_record(reader, fields);
+    if (count < static_cast<int>(std::size(fields))) {
         return count;
     }
-    const int idx = atoi(line.field[0]);
     if (idx < 0 || idx >= MAX_LIST_NUM) {
-        cfg_refuse_line(pfp, color_list_cfg, COLOR_FORM.expected);
+        cfg_refuse(*reader, "index %d is not 0 to %d", idx, MAX_LIST_NUM - 1);
         return 0;
     }
-    char sequence[LABEL_TEXT_SIZE];
-    copy_text(sequence, line.field[1], pfp, color_list_cfg);
-    if (!is_safe_sequence(sequence)) {
-        cfg_refuse_line(pfp, color_list_cfg,
-                        "an escape sequence without quote, dollar, backquote or final backslash");
+    if (!is_safe_sequence(entry.label_name)) {
+        cfg_refuse(*reader, "escape sequence %s has a quote, dollar, backquote or final backslash",
+                   entry.label_name);
         return 0;
     }
-    t_labellist& entry = colorList[idx];
     entry.idx = idx;
-    memcpy(entry.label_name, sequence, sizeof sequence);
-    copy_text(entry.key_name, line.field[2], pfp, color_list_cfg);
+    colorList[idx] = entry;
     ++total_color_list;
     return count;
 }
 
-int soft_label_add_item(FILE* p_fp) {
-    cfg_fields line;
-    const int count = read_item(p_fp, soft_label_cfg, POSITION_FORM, &line);
-    if (count <= 0) {
+int soft_label_add_item(cfg_reader* reader) {
+    t_soft_label entry = {};
+    const cfg_field fields[] = {
+        {"row", &entry.x_pos}, {"column", &entry.y_pos}, {"key name", entry.key_name}};
+    const int count = cfg_read_record(reader, fields);
+    if (count < static_cast<int>(std::size(fields))) {
         return count;
     }
     if (total_soft_label >= MAX_TOTAL_SOFT_LABELS) {
-        cfg_refuse_line(p_fp, soft_label_cfg, "at most 24 positions");
+        cfg_refuse(*reader, "there are %d positions already", MAX_TOTAL_SOFT_LABELS);
         return 0;
     }
-    t_soft_label& entry = soft_label_array[total_soft_label];
-    entry = {};
-    entry.cc = INVALID_CC;
-    entry.x_pos = atoi(line.field[0]);
-    entry.y_pos = atoi(line.field[1]);
-    copy_text(entry.key_name, line.field[2], p_fp, soft_label_cfg);
     dbg_pmesg(DBG_GREEN, "read %s\n", entry.key_name);
+    entry.cc = INVALID_CC;
+    soft_label_array[total_soft_label] = entry;
     dbg_pmesg(DBG_RED, "have key %s in x:%d y:%d \n", entry.key_name, entry.x_pos, entry.y_pos);
     ++total_soft_label;
     return count;
 }
 
-int customize_soft_label(FILE* p_scan) {
-    cfg_fields line;
-    const int count = read_item(p_scan, soft_label_customize_cfg, CUSTOM_FORM, &line);
-    if (count <= 0) {
-        return count;
-    }
+int customize_soft_label(cfg_reader* reader) {
     char key_name[READ_TEXT_SIZE];
     char text[READ_TEXT_SIZE];
+    int note;
     char on_color[LABEL_TEXT_SIZE];
     char off_color[LABEL_TEXT_SIZE];
-    copy_text(key_name, line.field[0], p_scan, soft_label_customize_cfg);
-    copy_text(text, line.field[1], p_scan, soft_label_customize_cfg);
-    copy_text(on_color, line.field[3], p_scan, soft_label_customize_cfg);
-    copy_text(off_color, line.field[4], p_scan, soft_label_customize_cfg);
+    const cfg_field fields[] = {{"key name", key_name},
+                                {"label text", text},
+                                {"note number", &note},
+                                {"on colour", on_color},
+                                {"off colour", off_color}};
+    const int count = cfg_read_record(reader, fields);
+    if (count < static_cast<int>(std::size(fields))) {
+        return count;
+    }
     const int idx = idx_keyname_in_soft_label_array(key_name);
     if (idx < 0) {
         dbg_pmesg(DBG_RED, "invalid key_name %s \n", key_name);
         return 0;
     }
     t_soft_label& entry = soft_label_array[idx];
-    entry.cc = static_cast<u8>(atoi(line.field[2]));
+    entry.cc = static_cast<u8>(note);
     snprintf(entry.label_name, sizeof entry.label_name, "%.31s", text);
     reformat_label(entry.label_name);
     entry.on_color_idx = idx_colorname_in_color_list(on_color);
@@ -338,7 +312,7 @@ void check_buf_reset() {
 
 void show_label(int idx, byte b2) {
     char text[ESCAPED_LABEL_SIZE];
-    escape_text(label_name(idx), text);
+    escape_text(label_name(idx), text, sizeof text);
     char command[CMD_LEN] = {};
     const int len = snprintf(command, sizeof command, "echo -ne \"\\033[%d;%dH%s%s%s\" > /dev/tty0",
                              x_pos(idx), y_pos(idx), color(b2, idx), text, color_code(COLOR_OFF));
@@ -347,11 +321,8 @@ void show_label(int idx, byte b2) {
                   soft_label_array[idx].key_name, CMD_LEN - 1);
         return;
     }
-    FILE* const shell = popen(command, "r");
+    FILE* const shell = utl_open_shell(command);
     dbg_pmesg(DBG_RED, "cmd %s \n", command);
-    if (shell == nullptr) {
-        abort();
-    }
     pclose(shell);
 }
 

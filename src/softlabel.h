@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "common.h"
+#include "config.h"
 
 constexpr int MAX_LIST_NUM = 256;          // slots of the colour list
 constexpr int MAX_TOTAL_SOFT_LABELS = 24;  // slots of the label table
@@ -63,17 +63,17 @@ void list_init(int list_type);
 FILE* open_list_cfg(int list_type);
 
 // Classifies the next line of a list as cfg_invalid_line() does.
-byte sl_cfg_invalid_line(FILE* fp, int list_type);
+byte sl_cfg_invalid_line(cfg_reader* reader, int list_type);
 
 // Reads one data line with the reader of the list type and returns its result.
-int list_add_item(int list_type, FILE* p_scan);
+int list_add_item(int list_type, cfg_reader* reader);
 
-// The readers of one data line. Each returns the number of fields it used, 0 for a line that is
-// skipped (reported with file, line and what was expected; an unknown key at level 10 only), or -1
-// at the end of the file.
-int color_list_add_item(FILE* pfp);
-int soft_label_add_item(FILE* p_fp);
-int customize_soft_label(FILE* p_scan);
+// The readers of one record. Each returns the number of fields that it read, -1 at the end of the
+// file, and 0 for a record that was read and is not used, which is reported (an unknown key at
+// level 10 only).
+int color_list_add_item(cfg_reader* reader);
+int soft_label_add_item(cfg_reader* reader);
+int customize_soft_label(cfg_reader* reader);
 
 // Turns a label text into its shown form: capitals, blanks for underscores, nine characters.
 // `name` has room for ten.

@@ -13,15 +13,30 @@
 #include "common.h"
 #include "debug.h"
 #include "led.h"
-#include "utility.h"
 
 namespace {
 
 constexpr const char* tty_file_name = "/dev/ttymxc1";
+dbg_device tty_device = {tty_file_name};
 constexpr useconds_t RECV_IDLE_US = 50;
 
 std::atomic<int> fd_tty{-1};
 pthread_mutex_t send_lock = PTHREAD_MUTEX_INITIALIZER;  // one message at a time
+
+// Two readers would get half of the board's bytes each. The lock holds for root too, dies with the
+// process and is not passed on to the shell; where the device cannot be locked, all is as without.
+bool take_line() {
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    if (fcntl(fd_tty, F_SETLK, &lock) == 0 || (errno != EACCES && errno != EAGAIN)) {
+        return true;
+    }
+    lock.l_pid = 0;
+    fcntl(fd_tty, F_GETLK, &lock);
+    printf("%s is in use by process %d: stop that one first\n", tty_file_name,
+           static_cast<int>(lock.l_pid));
+    return false;
+}
 
 }  // namespace
 
@@ -30,9 +45,13 @@ void cf_init() {
 }
 
 int cf_open(const char* target_tty) {
-    fd_tty = open(target_tty, O_RDWR | O_NOCTTY | O_NONBLOCK);
+    fd_tty = open(target_tty, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (fd_tty < 0) {
         printf("error opening %s: errno %i\n", target_tty, errno);
+        return -1;
+    }
+    if (!take_line()) {
+        cf_close();
         return -1;
     }
     if (cf_set_raw() < 0) {
@@ -68,7 +87,6 @@ int cf_send(const char* buf, int buf_size) {
 }
 
 void cf_recv() {
-    static bool lost = false;
     char received[UART_RECV_SIZE];
     const int room = std::min(UART_RECV_SIZE, com_free(UART_OUT_BUF_ID));
     if (room == 0) {
@@ -79,7 +97,7 @@ void cf_recv() {
         dbg_pmesg(DBG_YELLOW, "Got %d with 0: %2x \n", count, static_cast<u8>(received[0]));
         com_put_buf(received, count, UART_OUT_BUF_ID);
     } else {
-        utl_report_lost(tty_file_name, fd_tty, count, &lost);
+        dbg_report_lost(&tty_device, count, errno);
         usleep(RECV_IDLE_US);
     }
 }

@@ -1,5 +1,7 @@
 #include "utility.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -20,22 +22,29 @@ std::atomic<u32> task_mask{0};
 clock_t task_timer = 0;  // 0: the delay has not begun
 
 constexpr int GADGET_VALUE_LEN = 16;
-constexpr int GADGET_CMD_LEN = 128;
+constexpr int QUOTED_VALUE_LEN = 2 * GADGET_VALUE_LEN;
+constexpr int GADGET_CMD_LEN = 160;  // 65 characters, two identities, two quoted names
+
+// What the shell would change between double quotes.
+constexpr const char* SHELL_SPECIAL = "\"$`\\";
+
+bool is_letter_or_digit(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 
 bool is_control(char c) {
     const u8 value = static_cast<u8>(c);
     return value < ' ' || value == 0x7F;
 }
 
-// A USB name stands between double quotes in the command.
-bool fits_in_quotes(char c) {
-    return !is_control(c) && strchr("\"$`\\", c) == nullptr;
-}
-
-// A USB identity stands there bare.
-bool fits_bare(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-           c == '-' || c == '.';
+// A USB name: module parameters have no way to hold a double quote.
+bool is_usb_name(const char* text) {
+    for (const char* c = text; *c != '\0'; ++c) {
+        if (is_control(*c) || *c == '"') {
+            return false;
+        }
+    }
+    return true;
 }
 
 void refuse_value(const char* key, char* value) {
@@ -43,24 +52,17 @@ void refuse_value(const char* key, char* value) {
     if (cr != nullptr) {
         *cr = '\0';
     }
-    for (char* c = value; *c != '\0'; ++c) {
-        if (is_control(*c)) {
-            *c = '?';
-        }
-    }
+    utl_hide_controls(value);
     dbg_pmesg(
         DBG_DEFAULT, "%s: value \"%s\" of %s refused: %s\n", sys_cfg, value, key,
         cr != nullptr ? "the file has CR LF line ends" : "a character that is not allowed there");
     value[0] = '\0';
 }
 
-void get_gadget_value(const char* key, bool (*allowed)(char), char* value) {
+void get_gadget_value(const char* key, bool (*allowed)(const char*), char* value) {
     cfg_get_value_from_file(sys_cfg, key, value, GADGET_VALUE_LEN);
-    for (const char* c = value; *c != '\0'; ++c) {
-        if (!allowed(*c)) {
-            refuse_value(key, value);
-            return;
-        }
+    if (value[0] != '\0' && !allowed(value)) {
+        refuse_value(key, value);
     }
 }
 
@@ -70,17 +72,59 @@ int utl_run(const char* command) {
     return system(command);
 }
 
-void utl_report_lost(const char* device, int fd, int count, bool* lost) {
-    const bool gone = count == 0 || (errno != EAGAIN && errno != EINTR);
-    if (fd < 0 || *lost || !gone) {
-        return;
+void utl_hide_controls(char* text) {
+    for (char* c = text; *c != '\0'; ++c) {
+        if (is_control(*c)) {
+            *c = '?';
+        }
     }
-    *lost = true;
-    if (count == 0) {
-        dbg_pmesg(DBG_DEFAULT, "lost %s: hung up\n", device);
-    } else {
-        dbg_pmesg(DBG_DEFAULT, "lost %s: errno %d\n", device, errno);
+}
+
+FILE* utl_open_shell(const char* command) {
+    FILE* const output = popen(command, "r");
+    if (output == nullptr) {
+        static_cast<void>(
+            access("/bin/sh", X_OK));  // popen() says ENOMEM where the shell is missing
+        dbg_pmesg(DBG_DEFAULT, "cannot start the shell for \"%s\": %s\n", command, strerror(errno));
+        abort();
     }
+    return output;
+}
+
+bool utl_quote(const char* text, char* quoted, size_t size) {
+    size_t len = 0;
+    for (const char* c = text; *c != '\0'; ++c) {
+        const bool special = strchr(SHELL_SPECIAL, *c) != nullptr;
+        if (len + (special ? 2 : 1) >= size) {
+            quoted[0] = '\0';
+            return false;
+        }
+        if (special) {
+            quoted[len++] = '\\';
+        }
+        quoted[len++] = *c;
+    }
+    quoted[len] = '\0';
+    return true;
+}
+
+bool utl_is_unquoted(const char* text, char except) {
+    for (const char* c = text; *c != '\0'; ++c) {
+        if (*c != except && strchr(SHELL_SPECIAL, *c) != nullptr) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool utl_is_bare_word(const char* text) {
+    for (const char* c = text; *c != '\0'; ++c) {
+        const bool inside = c != text && strchr("-.+", *c) != nullptr;
+        if (!is_letter_or_digit(*c) && *c != '_' && !inside) {
+            return false;
+        }
+    }
+    return text[0] != '\0';
 }
 
 void load_midi_gadget() {
@@ -88,16 +132,19 @@ void load_midi_gadget() {
     char buf_product_id[32];
     char buf_manufacturer[32];
     char buf_product_name[32];
-    get_gadget_value("vendor_id", fits_bare, buf_vendor_id);
-    get_gadget_value("product_id", fits_bare, buf_product_id);
-    get_gadget_value("manufacturer", fits_in_quotes, buf_manufacturer);
-    get_gadget_value("product_name", fits_in_quotes, buf_product_name);
+    get_gadget_value("vendor_id", utl_is_bare_word, buf_vendor_id);
+    get_gadget_value("product_id", utl_is_bare_word, buf_product_id);
+    get_gadget_value("manufacturer", is_usb_name, buf_manufacturer);
+    get_gadget_value("product_name", is_usb_name, buf_product_name);
+    char manufacturer[QUOTED_VALUE_LEN];
+    char product_name[QUOTED_VALUE_LEN];
+    utl_quote(buf_manufacturer, manufacturer, sizeof manufacturer);
+    utl_quote(buf_product_name, product_name, sizeof product_name);
     dbg_pmesg(DBG_GREEN, "Now load g_midi \n");
     char buf[GADGET_CMD_LEN];
     snprintf(buf, sizeof buf,
-             "modprobe g_midi idVendor=%.15s idProduct=%.15s iManufacturer=\"%.15s\" "
-             "iProduct=\"%.15s\"",
-             buf_vendor_id, buf_product_id, buf_manufacturer, buf_product_name);
+             "modprobe g_midi idVendor=%.15s idProduct=%.15s iManufacturer=\"%s\" iProduct=\"%s\"",
+             buf_vendor_id, buf_product_id, manufacturer, product_name);
     dbg_pmesg(DBG_GREEN, "%s \n", buf);
     const int ret = utl_run(buf);
     printf("Load g_midi with %d\n", ret);

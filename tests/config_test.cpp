@@ -2,13 +2,18 @@
 #include "config.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
 #include "debug.h"
 #include "modules/ptys.h"
 #include "pot.h"
+#include "softlabel.h"
 #include "utility.h"
 
 namespace {
@@ -16,8 +21,9 @@ namespace {
 constexpr int BOARD = UART_OUT_BUF_ID;
 constexpr int HOST = MIDI_IN_BUF_ID;
 const std::string BASE = "../resources/orvik.midictl.cfg";
-const std::string EIGHT_FIELDS =
-    "expected idx cf_cc app_cc ctl_type data_type add_data add_data2 name; line skipped\n";
+const std::string NOTHING =
+    ": no line applied: expected lines of idx cf_cc app_cc ctl_type data_type add_data add_data2 "
+    "name, found ";
 
 // Loads the configuration and returns what it says on standard error.
 std::string load(const std::string& mapping, const std::string& settings = "",
@@ -36,76 +42,160 @@ int board_number(int index) {
     return pots[BOARD][index].cc_out;
 }
 
-TEST(Mapping, GoodLinesAreApplied) {
+// A record of index 5 between good ones.
+TEST(Mapping, FormsOfARecordAndWhatIsSaid) {
+    const std::string skipped = "; line skipped\n";
+    const std::string both_skipped = "; lines 3 to 4 skipped\n";
+    const std::string continues = "fields missing here: the record continues in line ";
+    const std::string long_name(64, 'N');
     struct {
         const char* what;
-        const char* text;
-        int index, number;
+        std::string text;
+        int number;           // of index 5 then; 5 is its default
+        int after;            // of index 6: 60, or its default
+        std::string message;  // about line 3, or none
     } const cases[] = {
-        {"plain", "5 5 77 0 0 0 2 A\n", 5, 77},
-        {"without a newline at the end", "5 5 76 0 0 0 2 A", 5, 76},
-        {"CR LF line ends", "# c\r\n\r\n5 5 75 0 0 0 2 A\r\n6 6 1 0 0 0 2 B\r\n", 5, 75},
-        {"tabs, a tab first", "\t5\t5\t74\t0\t0\t0\t2\tA\n", 5, 74},
-        {"the later line wins", "5 5 73 0 0 0 2 A\n5 5 72 0 0 0 2 B\n", 5, 72},
-        {"a blank first makes a comment", "5 5 71 0 0 0 2 A\n 5 5 1 0 0 0 2 B\n", 5, 71},
-        {"text behind the name", "5 5 70 0 0 0 2 A # left\n", 5, 70},
-        {"signs", "+5 +5 +69 0 0 0 2 A\n", 5, 69},
-        {"0xFF ends the file", "5 5 68 0 0 0 2 A\n\xFF\n5 5 1 0 0 0 2 A\n", 5, 68},
-        {"0xFF in a comment too", "5 5 67 0 0 0 2 A\n# \xFF\n5 5 1 0 0 0 2 A\n", 5, 67},
-        {"CR line ends", "5 5 66 0 0 0 2 A\r6 6 1 0 0 0 2 B\r", 5, 66},
-        {"CR line ends, the second line", "5 5 1 0 0 0 2 A\r6 6 65 0 0 0 2 B\r", 6, 65},
-        {"a long comment", "#", 5, 5},
-    };
-    for (const auto& c : cases) {
-        const std::string text = c.text[1] == '\0' ? "#" + std::string(5000, 'x') : c.text;
-        EXPECT_EQ(load(text), "") << c.what;
-        EXPECT_EQ(board_number(c.index), c.number) << c.what;
-    }
-}
-
-TEST(Mapping, ABadLineIsReportedAndCostsNothingElse) {
-    struct {
-        const char* what;
-        std::string line;
-        std::string message;
-    } const cases[] = {
-        {"a field short", "7 7 7 0 0 0 NAME", EIGHT_FIELDS},
-        {"the name is missing", "7 7 7 0 0 0 2", EIGHT_FIELDS},
-        {"no number", "7 7 x 0 0 0 2 NAME", EIGHT_FIELDS},
-        {"a number and more", "7 7 7x 0 0 0 2 NAME", EIGHT_FIELDS},
-        {"too large a number", "7 7 99999999999 0 0 0 2 NAME", EIGHT_FIELDS},
-        {"a number of 70 digits", "7 7 " + std::string(70, '0') + "1 0 0 0 2 NAME", EIGHT_FIELDS},
-        {"an index outside", "85 7 7 0 0 0 2 NAME", "expected an index of 0 to 84; line skipped\n"},
-        {"an index below", "-1 7 7 0 0 0 2 NAME", "expected an index of 0 to 84; line skipped\n"},
-        {"nothing but a tab", "\t", EIGHT_FIELDS},
-        {"a byte 0", std::string("7 7 7 0\0 0 0 2 NAME", 18), EIGHT_FIELDS},
-        {"a name too long", "7 7 7 0 0 0 2 " + std::string(64, 'N'),
-         "expected a name of at most 63 letters, digits, underscores and, not first, minus, dot, "
-         "plus; line skipped\n"},
+        {"plain", "5 5 77 0 0 0 2 A\n", 77, 60, ""},
+        {"CR LF", "# c\r\n5 5 75 0 0 0 2 A\r\n", 75, 60, ""},
+        {"CR", "5 5 66 0 0 0 2 A\r", 66, 60, ""},
+        {"tabs, a tab first", "\t5\t5\t74\t0\t0\t0\t2\tA\n", 74, 60, ""},
+        {"a blank first makes a comment", " 5 5 1 0 0 0 2 B\n", 5, 60, ""},
+        {"a comment after the name", "5 5 70 0 0 0 2 A # left\n", 70, 60, ""},
+        {"anything after a blank", "5 5 70 0 0 0 2 A 6 6 1 0 0 0 2 C\n", 70, 60, ""},
+        {"after a tab the next record", "5 1 1 0 0 0 2 A\t5 5 71 0 0 0 2 C\n", 71, 60, ""},
+        {"a tab and nothing", "5 5 70 0 0 0 2 A\t\n", 70, 60, ""},
+        {"a line of a tab", "\t\n", 5, 60, ""},
+        {"signs", "+5 +5 +69 0 0 -0 2 A\n", 69, 60, ""},
+        {"numbers without white space", "5+5+68-1+0 0 2A\n", 68, 60, ""},
+        {"a long gap", "5 5" + std::string(400, ' ') + "61 0 0 0 2 A\n", 61, 60, ""},
+        {"a long comment", "#" + std::string(5000, 'x') + "\n", 5, 60, ""},
+        {"a byte 0 in the name", std::string("5 5 67 0 0 0 2 A\0A\n", 19), 67, 60, ""},
+        {"the longest name", "5 5 66 0 0 0 2 " + long_name.substr(1) + "\n", 66, 60, ""},
+        {"two lines", "5 5 62 0\n0 0 2 A\n", 62, 60, continues + "4\n"},
+        {"a line a field", "5\n5\n63\n0\n0\n0\n2\nA\n", 63, 60, continues + "10\n"},
+        {"an empty line in it", "5 5 64 0\r\n\r\n0 0 2 A\r\n", 64, 60, continues + "5\n"},
+        {"the name is missing", "5 5 65 0 0 0 2\n", 65, 6, continues + "4\n"},
+        {"a field is missing", "5 5 7 0 0 0 A\n", 5, 60,
+         "add_data2 \"A\" is not a number" + skipped},
+        {"two are missing", "5 5 61 0 0 0\n", 61, 6, continues + "4\n"},
+        {"letters", "5 5 C4 0 0 0 2 A\n", 5, 60, "app_cc \"C4\" is not a number" + skipped},
+        {"digits and letters", "5 5 7x 0 0 0 2 A\n", 5, 60,
+         "ctl_type \"x\" is not a number" + skipped},
+        {"a sign alone", "5 - 7 0 0 0 2 A\n", 5, 60, "cf_cc \"-\" is not a number" + skipped},
+        {"a control character", "5 5 \x1B[2J 0 0 0 2 A\n", 5, 60,
+         "app_cc \"?[2J\" is not a number" + skipped},
+        {"a long word", "5 " + long_name + " 7\n", 5, 60,
+         "cf_cc \"" + std::string(32, 'N') + "\" is not a number" + skipped},
+        {"the largest number", "5 5 2147483647 0 0 0 2 A\n", 255, 60, ""},
+        {"the smallest", "5 5 -2147483648 0 0 0 2 A\n", 0, 60, ""},
+        {"one more", "5 5 2147483648 0 0 0 2 A\n", 5, 60,
+         "app_cc \"2147483648\" is not a possible number" + skipped},
+        {"one less", "5 5 -2147483649 0 0 0 2 A\n", 5, 60,
+         "app_cc \"-2147483649\" is not a possible number" + skipped},
+        {"70 digits", "5 5 7" + std::string(70, '0') + " 0 0 0 2 A\n", 5, 60,
+         "app_cc \"7" + std::string(31, '0') + "\" is not a possible number" + skipped},
+        {"a word in the second line", "5 5 7\nA 0 0 0 2 A\n", 5, 60,
+         "ctl_type \"A\" is not a number" + both_skipped},
+        {"an index above", "85 7 7 0 0 0 2 A\n", 5, 60, "idx 85 is not 0 to 84" + skipped},
+        {"an index below", "-1 7 7 0 0 0 2 A\n", 5, 60, "idx -1 is not 0 to 84" + skipped},
+        {"a name too long", "5 7 7 0 0 0 2 " + long_name + "\n", 5, 60,
+         "name of 64 characters is longer than 63" + skipped},
+        {"a byte order mark",
+         "\xEF\xBB\xBF"
+         "5 5 7 0 0 0 2 A\n",
+         5, 60, "a byte order mark is in front of \"5\"" + skipped},
+        {"0xFF ends the file", "\xFF\n", 5, 6, ""},
+        {"0xFF in a comment too", "# \xFF\n", 5, 6, ""},
+        {"0xFF elsewhere does not", "5 5 72 0 0 0 2 A\xFF\n", 72, 60, ""},
     };
     for (const auto& c : cases) {
         const std::string said =
-            load("# head\n5 5 50 0 0 0 2 A\n" + c.line + "\n6 6 60 0 0 0 2 B\n");
-        EXPECT_EQ(said, BASE + ":3: " + c.message) << c.what;
-        EXPECT_EQ(board_number(5), 50) << c.what;
-        EXPECT_EQ(board_number(6), 60) << c.what;
-        EXPECT_EQ(board_number(7), 7) << c.what;
+            load("# head\n8 8 80 0 0 0 2 H\n" + c.text + "6 6 60 0 0 0 2 B\n9 9 90 0 0 0 2 E\n");
+        EXPECT_EQ(said, c.message.empty() ? "" : BASE + ":3: " + c.message) << c.what;
+        EXPECT_EQ(board_number(8), 80) << c.what;
+        EXPECT_EQ(board_number(5), c.number) << c.what;
+        EXPECT_EQ(board_number(6), c.after) << c.what;
     }
-    EXPECT_EQ(load("5 5 50 0 0 0 2 A\n6 6"), BASE + ":2: " + EIGHT_FIELDS) << "short last line";
-    const std::string blanks(400, ' ');
-    const std::string long_line = "6 6" + blanks + "61 0 0 0 2 B" + blanks + "7 7 7 7";
-    EXPECT_EQ(load(long_line + "\n8 8 80 0 0 0 2 C\n"), "");
-    EXPECT_EQ(board_number(6), 61);
-    EXPECT_EQ(board_number(8), 80);
-    EXPECT_EQ(load(std::string(63, 'N')), BASE + ":1: " + EIGHT_FIELDS);
 }
 
-TEST(Mapping, AFileWithoutDataLinesLeavesTheDefaults) {
-    EXPECT_EQ(load("# nothing\n\n"), "");
-    EXPECT_EQ(board_number(5), 5);
-    EXPECT_EQ(board_number(21), 1);
+TEST(Mapping, TheEndOfTheFileEndsARecord) {
+    struct {
+        std::string text;
+        int number;  // of index 6
+        std::string message;
+    } const cases[] = {
+        {"6 6 60 0 0 0 2 A", 60, ""},
+        {"6 6 60 0 0 0 2 A\t", 60, ""},
+        {"6", 6, ":2: fields missing after idx (found 1 of 8); line skipped\n"},
+        {"6 6 60 0 0 0 2", 6, ":2: fields missing after add_data2 (found 7 of 8); line skipped\n"},
+        {"6 6 60\n0\n\n", 6,
+         ":2: fields missing after ctl_type (found 4 of 8); lines 2 to 4 skipped\n"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(load("5 5 50 0 0 0 2 A\n" + c.text), c.message.empty() ? "" : BASE + c.message);
+        EXPECT_EQ(board_number(5), 50) << c.text;
+        EXPECT_EQ(board_number(6), c.number) << c.text;
+    }
 }
 
+TEST(Mapping, AFileOfWhichNothingIsAppliedIsDescribed) {
+    struct {
+        std::string text;
+        std::string said;
+    } const cases[] = {
+        {"", NOTHING + "an empty file\n"},
+        {"# nothing\n\n 5 5 5 0 0 0 2 A\n",
+         NOTHING + "only comments, empty lines and lines that were skipped\n"},
+        {std::string("\xFF\xFE"
+                     "5\0 \0\n\0",
+                     8),
+         NOTHING + "bytes 0, as in UTF-16\n"},
+        {"\xFF\n5 5 5 0 0 0 2 A\n", NOTHING + "a byte 0xFF, which ends the file, at its start\n"},
+        {"# a\r5 5 5 0 0 0 2 A\r", NOTHING + "line ends of CR alone\n"},
+        {"x\n", ":1: idx \"x\" is not a number; line skipped\n" + BASE + NOTHING +
+                    "only comments, empty lines and lines that were skipped\n"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(load(c.text), BASE + c.said);
+        EXPECT_EQ(board_number(5), 5) << "the defaults stand";
+        EXPECT_EQ(board_number(21), 1);
+    }
+}
+
+TEST(Mapping, EveryBadLineOfALongFileIsCounted) {
+    std::string text;
+    for (int i = 0; i < 20000; ++i) {
+        text += "bad\n";
+    }
+    const std::string said = load(text + "5 5 50 0 0 0 2 A\n");
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 20000);
+    EXPECT_NE(said.find(BASE + ":20000: idx "), std::string::npos);
+    EXPECT_EQ(board_number(5), 50);
+}
+
+TEST(Files, AnythingButARegularFileIsNamedAndTakenAsMissing) {
+    for (const char* name : {"orvik.sys.cfg", "orvik.midictl.cfg2.txt.ok", "orvik.midictl.cfg0.txt",
+                             "orvik.color.cfg"}) {
+        load("5 5 50 0 0 0 2 VOLUME\n", "midi_preset=2\n", "orvik.midictl.cfg2.txt.ok",
+             "VOLUME 51\n");
+        const std::string path = "../resources/" + std::string(name);
+        unlink(path.c_str());
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        testing::internal::CaptureStderr();
+        cfg_check_files();
+        pot_init();
+        load_midi_gadget();
+        list_init(TYPE_COLOR_LIST);
+        const std::string said = testing::internal::GetCapturedStderr();
+        EXPECT_NE(said.find(path + ": not a regular file: taken as missing\n"), std::string::npos);
+        EXPECT_EQ(said.find("regular"), said.rfind("regular")) << "said once";
+        EXPECT_EQ(board_number(5), std::string(name).find("color") == 6 ||
+                                           name == std::string("orvik.midictl.cfg0.txt")
+                                       ? 51
+                                       : 50);
+        unlink(path.c_str());
+    }
+}
 TEST(Mapping, WithoutBaseFileTheProgramEndsWithStatusZero) {
     load("");
     ASSERT_EXIT(
@@ -144,13 +234,13 @@ TEST(Preset, NamesThatTheShellWouldReadAreRefused) {
     for (const std::string& name : names) {
         preset += name + " 99\n";
     }
-    preset += "VOLUME-1.5+ 51\nVOLUME\nVOLUME x\n";
+    preset += "VOLUME-1.5+ 51\nVOLUME x\nVOLUME";
     const std::string said = load("5 5 50 0 0 0 2 VOLUME-1.5+\n", "midi_preset=3\n",
                                   "orvik.midictl.cfg3.txt.ok", preset);
     int lines = 0;
     for (size_t i = 0; i < std::size(names) + 3; ++i) {
         std::string place = "cfg3.txt.ok:";
-        place += std::to_string(i + 1) + ": expected ";
+        place += std::to_string(i + 1) + ": ";
         lines += said.find(place) != std::string::npos ? 1 : 0;
     }
     EXPECT_EQ(lines, static_cast<int>(std::size(names)) + 2) << said;
@@ -258,12 +348,17 @@ TEST(Gadget, IsLoadedWithTheIdentitiesOfTheSettings) {
          "[iProduct=]\n",
          ""},
         {"vendor_id=a b\nproduct_id=1;2\nmanufacturer=a$b\nproduct_name=`touch x`\n",
-         "modprobe [g_midi] [idVendor=] [idProduct=] [iManufacturer=] [iProduct=]\n",
+         "modprobe [g_midi] [idVendor=] [idProduct=] [iManufacturer=a$b] [iProduct=`touch x`]\n",
          "../resources/orvik.sys.cfg: value \"a b\" of vendor_id refused: a character that is not "
          "allowed there\n"},
-        {"manufacturer=a\\b\nproduct_name=\"\n",
-         "modprobe [g_midi] [idVendor=] [idProduct=] [iManufacturer=] [iProduct=]\n",
-         "value \"a\\b\" of manufacturer refused"},
+        {"vendor_id=-1\nmanufacturer=a\\b\nproduct_name=\"\n",
+         "modprobe [g_midi] [idVendor=] [idProduct=] [iManufacturer=a\\b] [iProduct=]\n",
+         "value \"\"\" of product_name refused"},
+        {"vendor_id=123456789012345\nproduct_id=123456789012345\nmanufacturer=$$$$$$$$$$$$$$$\n"
+         "product_name=\\\\\\\\\\\\\\\\\\\\\\\\\\\\\\\n",
+         "modprobe [g_midi] [idVendor=123456789012345] [idProduct=123456789012345] "
+         "[iManufacturer=$$$$$$$$$$$$$$$] [iProduct=\\\\\\\\\\\\\\\\\\\\\\\\\\\\\\]\n",
+         ""},
         {"vendor_id=V\r\nmanufacturer=Mak\xC3\xA9r\n",
          "modprobe [g_midi] [idVendor=] [idProduct=] [iManufacturer=Mak\xC3\xA9r] [iProduct=]\n",
          "../resources/orvik.sys.cfg: value \"V\" of vendor_id refused: the file has CR LF line "
@@ -279,6 +374,39 @@ TEST(Gadget, IsLoadedWithTheIdentitiesOfTheSettings) {
         EXPECT_NE(testing::internal::GetCapturedStderr().find(c.said), std::string::npos);
         EXPECT_EQ(commands_called().substr(before), c.call);
     }
+}
+
+TEST(Shell, TextIsQuotedAsFarAsThereIsRoom) {
+    struct {
+        const char* text;
+        size_t size;
+        const char* quoted;  // null: does not fit
+    } const cases[] = {{"plain text;*'~", 15, "plain text;*'~"},
+                       {"plain", 5, nullptr},
+                       {"\"$`\\", 9, "\\\"\\$\\`\\\\"},
+                       {"\"$`\\", 8, nullptr},
+                       {"a$", 4, "a\\$"},
+                       {"a$", 3, nullptr},
+                       {"", 1, ""}};
+    for (const auto& c : cases) {
+        char quoted[16];
+        EXPECT_EQ(utl_quote(c.text, quoted, c.size), c.quoted != nullptr) << c.text;
+        EXPECT_STREQ(quoted, c.quoted != nullptr ? c.quoted : "");
+    }
+}
+
+TEST(Shell, OneThatCannotBeStartedEndsTheProgramWithAMessage) {
+    ASSERT_EXIT(
+        {
+            rlimit none;
+            none.rlim_cur = none.rlim_max = 3;
+            setrlimit(RLIMIT_NOFILE, &none);
+            char value[16];
+            cfg_get_value_from_file(sys_cfg, "vendor_id", value, sizeof value);
+        },
+        testing::KilledBySignal(SIGABRT),
+        "cannot start the shell for \"grep -i vendor_id ../resources/orvik.sys.cfg \\| cut .*\": "
+        "Too many open files\n");
 }
 
 TEST(FileCheck, OldCopiesGoAndOnlyPresentSourcesAreChecked) {

@@ -74,6 +74,18 @@ TEST(SerialLink, AFailedOpenIsPrintedAndSendsStillMarkTraffic) {
     EXPECT_EQ(board_got(), "90 38 01");
 }
 
+TEST(Links, AreNotPassedOnToTheShell) {
+    const auto descriptors = [] {
+        utl_run("ls /proc/self/fd >../resources/fds");
+        return read_resource("fds");
+    };
+    const std::string before = descriptors();
+    EXPECT_NE(before, "");
+    cf_init();
+    midi_init();
+    EXPECT_EQ(descriptors(), before);
+}
+
 TEST(MidiPort, QueuesSixtyFourBytesAndCutsWhatDoesNotFit) {
     midi_push_buf("\x01\x02\x03", 3);
     EXPECT_EQ(host_got(), "") << "not open yet";

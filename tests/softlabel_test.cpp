@@ -85,12 +85,8 @@ TEST(LabelLists, MissingFilesLeaveThemEmpty) {
 }
 
 TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
-    const std::string color_fields =
-        "expected index (0 to 255), escape sequence, colour name; line skipped\n";
-    const std::string position_fields = "expected row, column, key name; line skipped\n";
-    const std::string safe =
-        "expected an escape sequence without quote, dollar, backquote or final backslash; line "
-        "skipped\n";
+    const std::string skipped = "; line skipped\n";
+    const std::string unsafe = " has a quote, dollar, backquote or final backslash; line skipped\n";
     const std::string name(40, 'k');
     const std::string thirty = "\\033[0;37m\\033[0;37m\\033[0;37m";
     struct {
@@ -98,26 +94,27 @@ TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
         std::string line;
         std::string said;
     } const cases[] = {
-        {COLOR_FILE, "256 \\033[0m X", color_fields},
-        {COLOR_FILE, "-1 \\033[0m X", color_fields},
-        {COLOR_FILE, "3 \\033[0m", color_fields},
-        {COLOR_FILE, "x \\033[0m X", color_fields},
-        {COLOR_FILE, "3 \"; X", safe},
-        {COLOR_FILE, "3 $(x) X", safe},
-        {COLOR_FILE, "3 `x` X", safe},
-        {COLOR_FILE, "3 \\033[0m\\ X", safe},
+        {COLOR_FILE, "256 \\033[0m X", "index 256 is not 0 to 255" + skipped},
+        {COLOR_FILE, "-1 \\033[0m X", "index -1 is not 0 to 255" + skipped},
+        {COLOR_FILE, "x \\033[0m X", "index \"x\" is not a number" + skipped},
+        {COLOR_FILE, "3 \"; X", "escape sequence \";" + unsafe},
+        {COLOR_FILE, "3 $(x) X", "escape sequence $(x)" + unsafe},
+        {COLOR_FILE, "3 `x` X", "escape sequence `x`" + unsafe},
+        {COLOR_FILE, "3 \\033[0m\\ X", "escape sequence \\033[0m\\" + unsafe},
         {COLOR_FILE, "3 \\033[0m " + name,
-         "text cut to 31 characters: " + name.substr(0, 31) + "\n"},
+         "colour name cut to 31 characters: " + name.substr(0, 31) + "\n"},
         {COLOR_FILE, "3 " + thirty + "\\033[0m X",
-         "text cut to 31 characters: " + thirty + "\\\n" + COLOR_FILE + ":1: " + safe},
-        {CUSTOM_FILE, "ONE " + std::string(300, 'k') + " 7 RED RED",
-         "text cut to 63 characters: " + std::string(63, 'k') + "\n"},
-        {POSITION_FILE, "3 THREE", position_fields},
-        {POSITION_FILE, "3 2x THREE", position_fields},
-        {CUSTOM_FILE, "ONE x 112 RED",
-         "expected key name, label text, note number, on colour, off colour; line skipped\n"},
+         "escape sequence cut to 31 characters: " + thirty + "\\\n" + COLOR_FILE +
+             ":1: escape sequence " + thirty + "\\" + unsafe},
+        {COLOR_FILE, "3\n\\033[0m\n\nX", "fields missing here: the record continues in line 4\n"},
+        {POSITION_FILE, "3 THREE", "column \"THREE\" is not a number" + skipped},
+        {POSITION_FILE, "3\nTHREE", "column \"THREE\" is not a number; lines 1 to 2 skipped\n"},
+        {POSITION_FILE, "3 " + name + " 1",
+         "column \"" + name.substr(0, 32) + "\" is not a number" + skipped},
+        {CUSTOM_FILE, "ONE x y RED RED", "note number \"y\" is not a number" + skipped},
+        {CUSTOM_FILE, "ONE x 1 RED\nRED", "fields missing here: the record continues in line 2\n"},
         {CUSTOM_FILE, "ONE " + name + name + " 7 RED RED",
-         "text cut to 63 characters: " + std::string(63, 'k') + "\n"},
+         "label text cut to 63 characters: " + std::string(63, 'k') + "\n"},
     };
     for (const auto& c : cases) {
         const auto with = [&c](const char* file, const std::string& text) {
@@ -137,8 +134,39 @@ TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
     const std::string said = load(COLORS, many, "");
     EXPECT_EQ(total_soft_label, 24);
     EXPECT_EQ(said, std::string(POSITION_FILE) +
-                        ":25: expected at most 24 positions; line skipped\n" + POSITION_FILE +
-                        ":26: expected at most 24 positions; line skipped\n");
+                        ":25: there are 24 positions already; line skipped\n" + POSITION_FILE +
+                        ":26: there are 24 positions already; line skipped\n");
+}
+
+TEST(LabelLists, ReadersReturnTheFieldsThatTheyRead) {
+    struct {
+        int type;
+        const char* text;
+        int result;
+    } const cases[] = {
+        {TYPE_COLOR_LIST, "7 \\033[0m X", 3},
+        {TYPE_COLOR_LIST, "7 \\033[0m", 2},
+        {TYPE_COLOR_LIST, "300 \\033[0m X", 0},
+        {TYPE_COLOR_LIST, "7 \" X", 0},
+        {TYPE_COLOR_LIST, "x", 0},
+        {TYPE_COLOR_LIST, "", -1},
+        {TYPE_SOFT_LABEL, "1 2 KEY", 3},
+        {TYPE_SOFT_LABEL, "1 x KEY", 1},
+        {TYPE_SOFT_LABEL, "\t\n", -1},
+        {TYPE_SOFT_LABEL_CUSTOMIZED, "ONE a 1 RED RED", 5},
+        {TYPE_SOFT_LABEL_CUSTOMIZED, "ONE a 1", 3},
+        {TYPE_SOFT_LABEL_CUSTOMIZED, "NO a 1 RED RED", 0},
+        {99, "1 2 KEY", -1},
+    };
+    load(COLORS, POSITIONS, "");
+    for (const auto& c : cases) {
+        write_resource("record", c.text);
+        cfg_reader reader{cfg_open("../resources/record"), "record"};
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(list_add_item(c.type, &reader), c.result) << c.text;
+        testing::internal::GetCapturedStderr();
+        fclose(reader.fp);
+    }
 }
 
 TEST(LabelDrawing, ShowsExactlyTheCharactersThatWereWritten) {

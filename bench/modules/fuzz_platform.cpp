@@ -80,8 +80,8 @@ const std::regex LOOKUP(
     R"(grep -i (\w[\w.+-]*) (\.\./resources/[\w.-]+) \| cut -d'([ =])' -f(\d))");
 const std::regex OTHERS[] = {
     std::regex(R"x(echo -ne "\\033\[-?\d+;-?\d+H([^"$`\\]|\\[^])*" > /dev/tty0)x"),
-    std::regex(R"x(modprobe g_midi idVendor=[\w.-]* idProduct=[\w.-]* )x"
-               R"x(iManufacturer="[^"$`\\]*" iProduct="[^"$`\\]*")x"),
+    std::regex(R"x(modprobe g_midi idVendor=[\w.+-]* idProduct=[\w.+-]* )x"
+               R"x(iManufacturer="([^"$`\\]|\\[$`\\])*" iProduct="([^"$`\\]|\\[$`\\])*")x"),
     std::regex(R"x(echo -ne "\\x90\\x00\\x5a" > /dev/ttymxc1)x"),
     std::regex("poweroff"),
 };

@@ -69,15 +69,18 @@ void enter_private_dev() {
         check(unshare(CLONE_NEWNS) == 0, "private mount namespace (run as root?)");
     }
     check(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    const std::string null = "/proc/self/fd/" + std::to_string(open("/dev/null", O_PATH));
     check(mount("tmpfs", "/dev", "tmpfs", 0, nullptr) == 0, "private /dev");
     fs::create_directory("/dev/snd");
     fs::create_directory("/dev/pts");
     check(mount("devpts", "/dev/pts", "devpts", 0, "newinstance,ptmxmode=0666") == 0, "devpts");
     fs::create_symlink("pts/ptmx", "/dev/ptmx");
     write_file("/dev/tty0", "");
+    write_file("/dev/null", "");
+    check(mount(null.c_str(), "/dev/null", nullptr, MS_BIND, nullptr) == 0, "/dev/null");
     check(mount("/bin/busybox", "/bin/sh", nullptr, MS_BIND, nullptr) == 0, "BusyBox as /bin/sh");
     const auto place = [](int fd, const char* path) {
-        fs::create_symlink("/proc/self/fd/" + std::to_string(fd), path);
+        fs::create_symlink("/proc/thread-self/fd/" + std::to_string(fd), path);
     };
     place(serial.slave, "/dev/ttymxc1");
     place(midi.slave, "/dev/snd/midiC1D0");
@@ -86,7 +89,7 @@ void enter_private_dev() {
 void make_commands() {
     const fs::path commands = home / "commands";
     fs::create_directory(commands);
-    for (const char* name : {"modprobe", "poweroff", "killall", "fbset", "fbsplash"}) {
+    for (const char* name : {"modprobe", "poweroff", "killall", "fbset", "fbsplash", "ps"}) {
         write_file(commands / name,
                    "#!/bin/sh\nprintf '%s' \"${0##*/}\" >>" + (home / "called").string() +
                        "\nfor word; do printf ' [%s]' \"$word\" >>" + (home / "called").string() +

@@ -1,5 +1,5 @@
 // The files that people edit, with anything in them. An input is one file or several, parted by a
-// byte 0xFE: first a byte that selects the file, then its content. A good line is put behind each.
+// byte 0xFE: first a byte that selects the file, then its content. A good line is put after each.
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,25 +46,15 @@ constexpr File FILES[KINDS] = {
     {"orvik.miditxt.cfg0.txt.ok", "ONE loop_in 67 RED WHITE\n", "GOOD good_1 68 GOOD RED\n"},
 };
 
+// Ends a record that lacks fields, so that it does not take them from the good line.
+const std::string GUARD = "# # # # # # #\n";
+
 std::string contents[KINDS];  // without the good lines
 bool given[KINDS];
 
-// False when a byte 0xFF ends the file before what stands behind it.
+// A byte 0xFF may end the file before what stands after it.
 bool is_read_to_its_end(const std::string& content) {
-    for (size_t at = 0; at < content.size();) {
-        const char first = content[at];
-        const bool comment = first == '#' || first == ' ';
-        const size_t end =
-            std::min(content.find_first_of(comment ? "\n" : "\n\r", at), content.size());
-        const size_t last = comment ? end : at + 1;
-        if (std::find(content.begin() + static_cast<long>(at),
-                      content.begin() + static_cast<long>(last),
-                      '\xFF') != content.begin() + static_cast<long>(last)) {
-            return false;
-        }
-        at = end + 1;
-    }
-    return true;
+    return content.find('\xFF') == std::string::npos;
 }
 
 void truncate_file(const char* path) {
@@ -90,7 +80,7 @@ void check_diagnostics() {
             continue;  // in a text that a message quotes
         }
         const std::string& content = contents[file - FILES];
-        const long lines = 2 + std::count(content.begin(), content.end(), '\n');
+        const long lines = 3 + std::count(content.begin(), content.end(), '\n');
         const long line = std::stol((*at)[2]);
         if (line < 1 || line > lines) {
             fail("a message about line %ld of %ld: %s", line, lines, at->str().c_str());
@@ -191,15 +181,14 @@ std::string words_of_modprobe() {
 void check_gadget() {
     load_midi_gadget();
     const std::string words = words_of_modprobe();
-    static const std::string value = R"([^\x01-\x1F"$`\\]{0,15})";
-    static const std::regex ran(
-        "modprobe \\[g_midi\\] \\[idVendor=[\\w.-]{0,15}\\] "
-        "\\[idProduct=[\\w.-]{0,15}\\] \\[iManufacturer=" +
-        value + "\\] \\[iProduct=" + value + "\\]\n");
-    static const std::regex written(
-        "modprobe g_midi idVendor=[\\w.-]{0,15} "
-        "idProduct=[\\w.-]{0,15} iManufacturer=" +
-        value + " iProduct=" + value);
+    static const std::string identity = R"([\w.+-]{0,15})";
+    static const std::string value = R"([^\x01-\x1F"]{0,15})";
+    static const std::string quoted = R"(([^\x01-\x1F"$`\\]|\\[$`\\]){0,15})";
+    static const std::regex ran("modprobe \\[g_midi\\] \\[idVendor=" + identity +
+                                "\\] \\[idProduct=" + identity + "\\] \\[iManufacturer=" + value +
+                                "\\] \\[iProduct=" + value + "\\]\n");
+    static const std::regex written("modprobe g_midi idVendor=" + identity + " idProduct=" +
+                                    identity + " iManufacturer=" + quoted + " iProduct=" + quoted);
     if (!std::regex_match(words, fuzz::shell_runs ? ran : written)) {
         fail("not the call of modprobe: %s", words.c_str());
     }
@@ -317,7 +306,8 @@ void take_files(const std::string& input) {
 void write_files() {
     static std::string there[KINDS];
     for (int kind = 0; kind < KINDS; ++kind) {
-        const std::string content = contents[kind] + FILES[kind].good_line;
+        const std::string content =
+            contents[kind] + (kind == SETTINGS ? "" : GUARD) + FILES[kind].good_line;
         if (content != there[kind]) {
             write_resource(FILES[kind].name, content);
             there[kind] = content;
