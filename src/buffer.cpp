@@ -19,8 +19,8 @@ namespace {
 
 constexpr int INDX_MASK = COM_RX_BUF_SIZE - 1;
 constexpr int CHANNEL_MSG_SIZE = 3;
-constexpr int SYSEX_AREA_SIZE = 64;
 constexpr u8 status_query[] = {SYSEX_START, 0x7E, 0x7F, 0x06, 0x01, SYSEX_END};
+static_assert(sizeof status_query <= SYSEX_AREA_SIZE);
 
 u8 com_take(int buf_id) {
     const u8 taken = GetDataInRxBuf(0, buf_id);

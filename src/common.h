@@ -32,14 +32,10 @@ constexpr u8 CHANNEL_MASK = 0x0F;
 constexpr u8 DATA_MASK = 0x7F;
 constexpr u8 MIDI_CHANNELS = 16;
 
-// Holds a mutex for the rest of the scope.
-class ScopedLock {
-  public:
-    explicit ScopedLock(pthread_mutex_t* mutex) : mutex_(mutex) { pthread_mutex_lock(mutex_); }
-    ~ScopedLock() { pthread_mutex_unlock(mutex_); }
-    ScopedLock(const ScopedLock&) = delete;
-    ScopedLock& operator=(const ScopedLock&) = delete;
+// For std::lock_guard. std::mutex can throw, and would link the C++ library's exceptions.
+struct com_mutex {
+    pthread_mutex_t handle = PTHREAD_MUTEX_INITIALIZER;
 
-  private:
-    pthread_mutex_t* const mutex_;
+    void lock() { pthread_mutex_lock(&handle); }
+    void unlock() { pthread_mutex_unlock(&handle); }
 };

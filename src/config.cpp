@@ -31,7 +31,7 @@ constexpr int BASE_FORM_PRESET_NO = -1;
 constexpr int END_OF_FILE_BYTE = 0xFF;
 constexpr char BYTE_ORDER_MARK[] = "\xEF\xBB\xBF";
 
-u8 midi_channel_no = INVALID_NUM;
+u8 midi_channel_no = INVALID_NUM;  // written at start, then only read
 
 // --- Bytes and words ---
 
@@ -255,12 +255,9 @@ void check_file(const char* source, const char* remove, const char* check) {
 // --- Start-up ---
 
 void cfg_check_files() {
-    check_file(CFG_RESOURCES "orvik.midictl.cfg0.txt",
-               "rm " CFG_RESOURCES "orvik.midictl.cfg0.txt.ok",
-               CFG_RESOURCES "check_field_num.sh " CFG_RESOURCES "orvik.midictl.cfg0.txt 2");
-    check_file(CFG_RESOURCES "orvik.miditxt.cfg0.txt",
-               "rm " CFG_RESOURCES "orvik.miditxt.cfg0.txt.ok",
-               CFG_RESOURCES "check_field_num.sh " CFG_RESOURCES "orvik.miditxt.cfg0.txt 5");
+    check_file(CFG_PRESET_0, "rm " CFG_PRESET_0 CFG_CHECKED,
+               CFG_CHECK_SCRIPT " " CFG_PRESET_0 " 2");
+    check_file(CFG_LABELS, "rm " CFG_LABELS CFG_CHECKED, CFG_CHECK_SCRIPT " " CFG_LABELS " 5");
 }
 
 void cfg_test() {
@@ -432,7 +429,7 @@ void cfg_apply_midi_preset() {
     dbg_pmesg(DBG_RED, "got preset %s \n", preset);
     const int preset_no = atoi(preset);
     char file_name[PRESET_NAME_LEN];
-    snprintf(file_name, sizeof file_name, "%s%d.txt.ok", cfgname, preset_no);
+    snprintf(file_name, sizeof file_name, "%s%d.txt" CFG_CHECKED, cfgname, preset_no);
     FILE* const fp = cfg_open(file_name);
     if (fp == nullptr) {
         dbg_pmesg(DBG_RED, "no preset file %s \n", file_name);

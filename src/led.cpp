@@ -2,13 +2,14 @@
 
 #include <atomic>
 
+#include "target_cfg.h"
 #include "uart_cf.h"
 
 namespace {
 
-std::atomic<u32> traffic_flag{0};
-u32 traffic_flag_sent = 0;
-std::atomic<int> traffic_flag_cnt[2] = {0, 0};
+std::atomic<u32> traffic_flag{0};               // both workers
+std::atomic<int> traffic_flag_cnt[2] = {0, 0};  // both workers
+u32 traffic_flag_sent = 0;                      // board worker
 
 void led_set_counters(int value) {
     for (std::atomic<int>& cnt : traffic_flag_cnt) {

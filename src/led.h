@@ -5,7 +5,6 @@
 
 constexpr int MAX_DELAY_TRAFFIC_NO_DATA = 0x10;  // idle calls before a bit may be cleared
 constexpr int NOT_REAL_TRAFFIC = 0xA0;           // counter value while marks are ignored
-constexpr u8 LED_MIDI_NOTE_NUM_MIC_IN = 0x38;    // the board LED used
 
 // Marks traffic (`flag` not 0) or counts one idle call (`flag` 0) for `cnt_idx`: 0 is the road to
 // the board (bit 0x01), 1 the road to the host (bit 0x02). Any worker may mark.

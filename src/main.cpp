@@ -10,15 +10,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "buffer.h"
 #include "config.h"
 #include "debug.h"
-#include "led.h"
-#include "midi.h"
-#include "pot.h"
 #include "softlabel.h"
-#include "uart_cf.h"
-#include "utility.h"
 
 namespace {
 
@@ -102,22 +96,14 @@ void* uart_thread([[maybe_unused]] void* argv) {
     prctl(PR_SET_TIMERSLACK, 1UL);  // the idle sleep is 50 microseconds, not 50 and the slack
     cf_init();
     for (;;) {
-        led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 0);
-        cf_recv();
-        Com_ProcessComBuf(UART_OUT_BUF_ID);
-        pot_check_all(UART_OUT_BUF_ID);
-        midi_flush();
-        led_show_traffic();
-        utl_check_task();
+        uart_pass();
     }
 }
 
 void* midi_thread([[maybe_unused]] void* argv) {
     midi_init();
     for (;;) {
-        midi_recv();
-        Com_ProcessComBuf(MIDI_IN_BUF_ID);
-        pot_check_all(MIDI_IN_BUF_ID);
+        midi_pass();
     }
 }
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 
 #include "buffer.h"
 #include "debug.h"
@@ -15,14 +16,13 @@
 
 namespace {
 
-constexpr int MIDI_RECV_SIZE = 3;
-
-dbg_device midi_device = {"/dev/snd/midiC1D0"};
-std::atomic<int> fd_midi{-1};
+dbg_device midi_device = {MIDI_DEVICE};
+std::atomic<int> fd_midi{-1};  // written by the host worker, read by both
 std::atomic<int> midi_init_flag{-1};
 
-// The board worker's, but for midi_init(), which empties it in the host worker.
-pthread_mutex_t buf_lock = PTHREAD_MUTEX_INITIALIZER;
+// The board worker's, except that midi_init() empties it in the host worker. What a full buffer
+// does not take is dropped.
+com_mutex buf_lock;
 u8 midi_buf[MIDI_BUF_SIZE];
 std::atomic<int> midi_buf_idx{0};
 
@@ -41,7 +41,7 @@ bool midi_push_locked(u8 midi_data) {
 
 // Takes the queued bytes out of the buffer, so that no lock is held while they are written.
 int midi_take_queued(u8 (&queued)[MIDI_BUF_SIZE]) {
-    const ScopedLock lock(&buf_lock);
+    const std::lock_guard guard(buf_lock);
     const int count = midi_buf_idx;
     memcpy(queued, midi_buf, sizeof midi_buf);
     midi_clear_locked();
@@ -60,13 +60,13 @@ void midi_init() {
 }
 
 int midi_push_byte(u8 midi_data) {
-    const ScopedLock lock(&buf_lock);
+    const std::lock_guard guard(buf_lock);
     return midi_push_locked(midi_data) ? 1 : 0;
 }
 
 int midi_push_buf(const char* src, int len) {
     led_set_traffic_flag(TRAFFIC_FLAG_MIDI_OUT, 1);
-    const ScopedLock lock(&buf_lock);
+    const std::lock_guard guard(buf_lock);
     int queued = 0;
     while (queued < len && midi_push_locked(static_cast<u8>(src[queued]))) {
         ++queued;
@@ -75,7 +75,7 @@ int midi_push_buf(const char* src, int len) {
 }
 
 void midi_reset_buf() {
-    const ScopedLock lock(&buf_lock);
+    const std::lock_guard guard(buf_lock);
     midi_clear_locked();
 }
 

@@ -16,35 +16,32 @@ t_pot_internal pots[2][TOTAL_CTL_NUM];
 
 namespace {
 
-std::atomic<bool> board_reset_wanted{false};
+std::atomic<bool> board_reset_wanted{false};  // set by the host worker, cleared by the board worker
+constexpr useconds_t POWER_OFF_WAIT_US = 100000;
 
-constexpr int HOST_CFG_BASE = TOTAL_POT_NUM;  // configuration index of host record 0
-constexpr int PARTNER_OFFSET = 2;             // from a basic platter to its partner
-constexpr u8 NO_MOTION = 0x40;                // the relative value that reports rest
-constexpr int MAX_STEPS = 63;                 // that one message carries
-constexpr u8 METER_VV_BASE = 0x30;
+constexpr u8 NO_MOTION = 0x40;  // the relative value that reports rest
+constexpr int MAX_STEPS = 63;   // that one message carries
+static_assert(NO_MOTION + MAX_STEPS == DATA_MASK);
 
-// Board numbers run in two blocks; a control's index is its number plus the block's offset.
-struct number_block {
-    int first, last, offset;
-};
-constexpr number_block POT_BLOCKS[] = {{0x00, 0x11, 0}, {0x40, 0x42, -46}};
-constexpr number_block BTN_BLOCKS[] = {{0x01, 0x2C, 20}, {0x40, 0x46, 1}};
-
-int block_index(const number_block (&blocks)[2], u8 number) {
-    for (const number_block& block : blocks) {
-        if (number >= block.first && number <= block.last) {
-            return number + block.offset;
+// The record that the board reports under this number, or -1.
+template <size_t count>
+int idx_of_number(const ctl_block (&blocks)[count], u8 number) {
+    for (const ctl_block& block : blocks) {
+        if (block.has_number(number)) {
+            return block.idx + number - block.number;
         }
     }
     return -1;
 }
 
-u8 default_number(int buf_id, int idx) {
-    if (IsUartBuffer(buf_id)) {
-        return static_cast<u8>(idx < TOTAL_POT_NUM ? idx : idx < 65 ? idx - 20 : idx - 1);
+template <size_t count>
+u8 default_number(const ctl_block (&blocks)[count], int idx) {
+    for (const ctl_block& block : blocks) {
+        if (block.has_idx(idx)) {
+            return static_cast<u8>(block.number + idx - block.idx);
+        }
     }
-    return static_cast<u8>(idx < 44 ? idx + 1 : idx < 50 ? idx + 20 : 0);
+    return 0;
 }
 
 void send_message(int buf_id, u8 b0, u8 b1, u8 b2) {
@@ -66,7 +63,8 @@ void pot_init() {
             t_pot_internal& pot = pots[buf_id][i];
             const bool relative = IsUartBuffer(buf_id) && pot_is_relative_in(i);
             pot.vv_in_msg_type = relative ? MSG_TYPE_RELATIVE : MSG_TYPE_ABSOLUTE;
-            pot.cc_out = default_number(buf_id, i);
+            pot.cc_out = IsUartBuffer(buf_id) ? default_number(DEFAULT_BOARD_NUMBERS, i)
+                                              : default_number(DEFAULT_HOST_NUMBERS, i);
             pot.cc_in = pot.cc_out;
             pot.tick_sent_min = POT_RPT_INTERVAL;
         }
@@ -102,7 +100,8 @@ void pot_reset_vv(int buffer_id) {
 }
 
 bool pot_is_relative_in(int pot_idx) {
-    return (pot_idx >= 12 && pot_idx <= 15) || pot_idx == 18;
+    return std::find(std::begin(RELATIVE_CTLS), std::end(RELATIVE_CTLS), pot_idx) !=
+           std::end(RELATIVE_CTLS);
 }
 
 void pot_set_para(int idx, int cf_cc, int app_cc, int ctl_type, int data_type, int add_data,
@@ -173,7 +172,7 @@ void pot_process_pkg(u8 b0, u8 b1, u8 b2, int buf_id) {
 }
 
 int pot_cf_ctl_idx(u8 cc) {
-    return block_index(POT_BLOCKS, cc);
+    return idx_of_number(BOARD_POTS, cc);
 }
 
 u16 pot_cf_ctl_vv(int pot_idx, int buf_id, u8 b0, [[maybe_unused]] u8 b1, u8 b2) {
@@ -209,7 +208,7 @@ bool PlatterIsMoving(int pot_id, int buf_id) {
 }
 
 int pot_meter_ctl_idx(u8 cc) {
-    for (const int idx : {TOTAL_LED_CTL_NUM, TOTAL_LED_CTL_NUM + 1}) {
+    for (const int idx : METERS) {
         if (pots[MIDI_IN_BUF_ID][idx].cc_in == cc) {
             return idx;
         }
@@ -228,9 +227,9 @@ void pot_process_meter_led([[maybe_unused]] u8 b0, u8 b1, u8 b2) {
 
 namespace {
 
+// Board worker: the power switch has been pressed, and note-ons less note-offs of the checked pair.
 int pwr_switch = 0;
-int note_on_off_pair[2] = {0, 0};  // note-ons less note-offs of the checked pair
-constexpr u8 PAIR_FIRST_NOTE = 0x2B;
+int note_on_off_pair[std::size(CHECKED_PAIR)] = {};
 
 void btn_process_board(u8 b0, u8 b1, u8 b2_in) {
     dbg_pmesg(DBG_YELLOW, "uart btn %2x %2x %2x \n", b0, b1, b2_in);
@@ -270,7 +269,7 @@ void btn_process_pkg(u8 b0, u8 b1, u8 b2_in, int buf_id) {
 }
 
 int cf_btn_idx(u8 b1) {
-    return block_index(BTN_BLOCKS, b1);
+    return idx_of_number(BOARD_BTNS, b1);
 }
 
 int led_btn_idx(int btn_id) {
@@ -292,11 +291,12 @@ void btn_update(int btn_id, u8 note_on_off, u8 vv, int buf_id) {
 }
 
 void btn_check_pair(u8 b0, u8 b1, [[maybe_unused]] u8 b2) {
-    if (b1 != PAIR_FIRST_NOTE && b1 != PAIR_FIRST_NOTE + 1) {
+    const auto* const checked = std::find(std::begin(CHECKED_PAIR), std::end(CHECKED_PAIR), b1);
+    if (checked == std::end(CHECKED_PAIR)) {
         return;
     }
     const char* const missing = " <<<<<< %2x miss note-off >>>>>>> \n";
-    int& balance = note_on_off_pair[b1 - PAIR_FIRST_NOTE];
+    int& balance = note_on_off_pair[checked - CHECKED_PAIR];
     if (b0 == NOTE_ON) {
         if (++balance > 1) {
             dbg_pmesg(DBG_RED_0, missing, b1);
@@ -319,8 +319,8 @@ void btn_process_power_off(u8 b0, u8 b1, [[maybe_unused]] u8 b2) {
     if (b0 == NOTE_ON) {
         pwr_switch = 1;
     } else if (b0 == NOTE_OFF && pwr_switch == 1) {
-        utl_run("echo -ne \"\\x90\\x00\\x5a\" > /dev/ttymxc1");
-        usleep(100000);
+        utl_run("echo -ne \"\\x90\\x00\\x5a\" > " TTY_DEVICE);
+        usleep(POWER_OFF_WAIT_US);
         utl_run("poweroff");
     }
 }
@@ -419,9 +419,6 @@ void btn_send(int btn_id, int buf_id) {
 // --- Value of a pot message ---
 
 namespace {
-
-constexpr u16 ZOOM_ARRAY[ZOOM_SCALE_MAX] = {1,  2,  4,  8,  16, 20, 24, 28,
-                                            32, 36, 40, 48, 56, 64, 72, 80};
 
 char step_value(int dir, int steps) {
     return static_cast<char>(dir == DIR_CLOCK_WISE ? NO_MOTION + steps : NO_MOTION - steps);
@@ -543,7 +540,7 @@ bool pot_status_stop(int pot_id, int buf_id) {
 // --- Platter touch ---
 
 bool pot_is_basic_platter(int pot_id, int buf_id) {
-    return IsUartBuffer(buf_id) && (pot_id == 12 || pot_id == 13);
+    return IsUartBuffer(buf_id) && (pot_id == PLATTERS[0].basic || pot_id == PLATTERS[1].basic);
 }
 
 void pot_set_mid_value(int pot_id, int buf_id, u16 vv) {

@@ -5,6 +5,42 @@
 #include "common.h"
 #include "target_cfg.h"
 
+// --- Start-up ---
+
+// Builds the defaults of both sides, resets their values and loads the configuration.
+void pot_init();
+
+// Applies one line of the mapping: `idx` 0 to 84 (others are ignored with a message), the board's
+// number or -1 to set the host's number alone. Values are stored as their low 8 bits.
+void pot_set_para(int idx, int cf_cc, int app_cc, int ctl_type, int data_type, int add_data,
+                  int add_data2);
+
+// Applies one line of a preset: changes only the host's number of `idx`. `cf_cc` is not used.
+void pot_set_app_cc(int idx, int cf_cc, int app_cc);
+
+// --- Every pass ---
+
+// Handles one controller message; `b0` is 0xB0 to 0xBF from the board, 0xB0 from the host.
+void pot_process_pkg(u8 b0, u8 b1, u8 b2, int buf_id);
+
+// Handles one note message; `b0` is 0x90 or 0x80 without channel bits.
+void btn_process_pkg(u8 b0, u8 b1, u8 b2_in, int buf_id);
+
+// Sends what changed on one side, in ascending order of the records. The side's own worker.
+void pot_check_all(int buf_id);
+
+// Asks the board worker to reset its side. Any worker.
+void pot_request_board_reset();
+
+// Resets the board side if that was asked for. Board worker, before it takes in what the board
+// reports: what came before has gone out then, what comes after it is sent afresh.
+void pot_carry_out_board_reset();
+
+// True for the board side.
+bool IsUartBuffer(int buf_id);
+
+// --- The table ---
+
 constexpr u8 MSG_TYPE_ABSOLUTE = 0;
 constexpr u8 MSG_TYPE_RELATIVE = 1;
 
@@ -16,13 +52,10 @@ constexpr u32 STATUS_POT_MOVE = 0x01;
 constexpr u16 POT_RPT_INTERVAL = 2;
 constexpr u16 MAX_TICK_SENT = 0x7FFF;
 
-constexpr int METER_INTERVAL = 18;         // width of one meter step in the host's 0 to 127
-constexpr u8 POWER_SWITCH_CC = 0x60;       // the board's note of the power switch
 constexpr int DIR_CLOCK_WISE = 1;          // the position grew
 constexpr int DIR_COUNTER_CLOCK_WISE = 0;  // it shrank or stayed
 constexpr int CLEAR_0x40_FLAG = 1;         // re-centring clears the motionless flag
 constexpr int KEEP_0x40_FLAG = 0;
-constexpr int ZOOM_SCALE_MAX = 16;
 
 struct pot_internal {
     u8 cc_in;            // number that the message arrives under (host side: looked up by it)
@@ -39,36 +72,16 @@ struct pot_internal {
 };
 using t_pot_internal = pot_internal;
 
-// First index: the buffer identifier. Each side belongs to its worker; the mapping fields are only
-// read once the workers run.
+// First index: the buffer identifier. The values of a side belong to its worker; the mapping fields
+// are only read once the workers run.
 extern t_pot_internal pots[2][TOTAL_CTL_NUM];
-
-// --- The table ---
-
-// Builds the defaults of both sides, resets their values and loads the configuration.
-void pot_init();
 
 // Makes one side forget its values, so that each control is sent afresh when it next reports. The
 // side's own worker.
 void pot_reset_vv(int buffer_id);
 
-// Asks the board worker to reset its side. Any worker.
-void pot_request_board_reset();
-
-// Resets the board side if that was asked for. Board worker, before it takes in what the board
-// reports: what came before has gone out then, what comes behind is sent afresh.
-void pot_carry_out_board_reset();
-
-// True for the controls that report steps, not positions: 12 to 15 and 18.
+// True for the controls that report steps rather than positions.
 bool pot_is_relative_in(int pot_idx);
-
-// Applies one line of the mapping: `idx` 0 to 84 (others are ignored with a message), the board's
-// number or -1 to set the host's number alone. Values are stored as their low 8 bits.
-void pot_set_para(int idx, int cf_cc, int app_cc, int ctl_type, int data_type, int add_data,
-                  int add_data2);
-
-// Applies one line of a preset: changes only the host's number of `idx`. `cf_cc` is not used.
-void pot_set_app_cc(int idx, int cf_cc, int app_cc);
 
 // Writes the type fields of one record.
 void pot_set_msg_type(int buf_id, int idx, int ctl_type, int data_type, int add_data,
@@ -77,13 +90,7 @@ void pot_set_msg_type(int buf_id, int idx, int ctl_type, int data_type, int add_
 // True when a mapping line sets only the host's number (`cf_cc` is -1).
 bool is_to_set_app_cc(int cf_cc, int app_cc);
 
-// True for the board side.
-bool IsUartBuffer(int buf_id);
-
-// --- Controller messages: pots and platters from the board, meters from the host ---
-
-// Handles one controller message; `b0` is 0xB0 to 0xBF from the board, 0xB0 from the host.
-void pot_process_pkg(u8 b0, u8 b1, u8 b2, int buf_id);
+// --- Steps of a controller message ---
 
 // The board index, 0 to 20, of board controller `cc`, or -1.
 int pot_cf_ctl_idx(u8 cc);
@@ -100,16 +107,13 @@ void ProcessPlatter(int pot_id, u16 vv, int buf_id);
 // True when the record's move flag is set and it has a value.
 bool PlatterIsMoving(int pot_id, int buf_id);
 
-// The host index, 61 or 62, of the meter under host controller `cc`, or 0.
+// The host index of the meter under host controller `cc`, or 0.
 int pot_meter_ctl_idx(u8 cc);
 
 // Stores a meter level from the host, 0-127 reduced to 0x30 to 0x37.
 void pot_process_meter_led(u8 b0, u8 b1, u8 b2);
 
-// --- Note messages: buttons and the power switch from the board, LEDs from the host ---
-
-// Handles one note message; `b0` is 0x90 or 0x80 without channel bits.
-void btn_process_pkg(u8 b0, u8 b1, u8 b2_in, int buf_id);
+// --- Steps of a note message ---
 
 // The board index, 21 to 71, of board note `b1`, or -1.
 int cf_btn_idx(u8 b1);
@@ -129,10 +133,7 @@ void btn_check_pair(u8 b0, u8 b1, u8 b2);
 // Powers the computer off when the power switch is released after a press.
 void btn_process_power_off(u8 b0, u8 b1, u8 b2);
 
-// --- Output scan ---
-
-// Sends what changed on one side, in ascending order of the records. The side's own worker.
-void pot_check_all(int buf_id);
+// --- Steps of the scan ---
 
 // Sends one record if it changed and, for a pot, its rate allows it.
 void pot_check(int pot_id, int buf_id);
@@ -155,7 +156,7 @@ bool pot_send(int pot_id, int buf_id);
 // Sends a note record if it changed.
 void btn_send(int btn_id, int buf_id);
 
-// --- Value of a pot message ---
+// --- Steps of a pot's value ---
 
 // Writes the data byte, 0 to 0x7F, to `buf[0]` and brings the record up to date. Returns 1 when a
 // message is to go out, else 0.
@@ -186,9 +187,9 @@ void pot_set_move_flag(int pot_id, int buf_id);
 // True when the move flag is clear.
 bool pot_status_stop(int pot_id, int buf_id);
 
-// --- Platter touch ---
+// --- Steps of a touched platter ---
 
-// True for board records 12 and 13, whose partners are 14 and 15.
+// True for the basic record of a platter, on the board side.
 bool pot_is_basic_platter(int pot_id, int buf_id);
 
 // Sets position and reference to `vv`.

@@ -19,9 +19,9 @@ t_soft_label soft_label_array[MAX_TOTAL_SOFT_LABELS];
 int total_soft_label = 0;
 int total_valid_soft_label = 0;
 int soft_label_ctl = 0;
-const char* const color_list_cfg = CFG_RESOURCES "orvik.color.cfg";
-const char* const soft_label_cfg = CFG_RESOURCES "orvik.softlabelpos.cfg";
-const char* const soft_label_customize_cfg = CFG_RESOURCES "orvik.miditxt.cfg0.txt.ok";
+const char* const color_list_cfg = COLOR_CFG;
+const char* const soft_label_cfg = LABEL_POSITION_CFG;
+const char* const soft_label_customize_cfg = CFG_LABELS CFG_CHECKED;
 
 namespace {
 
@@ -77,8 +77,10 @@ void escape_text(const char* text, char* escaped, size_t size) {
 
 constexpr int ESCAPED_LABEL_SIZE = 4 * MAX_LABEL_LEN + 1;
 
-int check_buf[64];  // the line that Check_Xfbdev() remembers; first word 0: none
+// The line that Check_Xfbdev() remembers; first word 0: none. Start-up only.
+int check_buf[64];
 constexpr int CHECK_LINE_SIZE = 32;
+static_assert(CHECK_LINE_SIZE <= sizeof check_buf);
 
 void show_splash() {
     char resources[PATH_MAX];
@@ -90,7 +92,7 @@ void show_splash() {
     utl_quote(resources, quoted, sizeof quoted);
     char command[sizeof quoted + CMD_LEN];
     snprintf(command, sizeof command, "fbsplash -s \"%s/%s\"", quoted,
-             total_valid_soft_label != 0 ? "orv_midi_screen.ppm" : "orv_midi_screen_wide.ppm");
+             total_valid_soft_label != 0 ? SPLASH_WITH_LABELS : SPLASH_WITHOUT_LABELS);
     utl_run(command);
 }
 
@@ -271,17 +273,17 @@ void apply_preset() {
 
 void screen_init() {
     utl_run("killall mixhost");
-    utl_run("echo -ne '\\x90\\x00\\x05' > /dev/ttymxc1");
+    utl_run("echo -ne '\\x90\\x00\\x05' > " TTY_DEVICE);
     utl_run("killall Xfbdev");
     check_buf_reset();
     while (Check_Xfbdev()) {
         utl_run("killall Xfbdev");
         usleep(XFBDEV_WAIT_US);
     }
-    utl_run("echo -ne '\\x90\\x00\\x00' > /dev/ttymxc1");
+    utl_run("echo -ne '\\x90\\x00\\x00' > " TTY_DEVICE);
     utl_run("fbset -depth 16");
     printf("set up soft-label screen\n");
-    utl_run("echo -e \"\x1B[2J\" >/dev/tty0");
+    utl_run("echo -e \"\x1B[2J\" >" TEXT_CONSOLE);
     show_splash();
 }
 
@@ -314,8 +316,9 @@ void show_label(int idx, byte b2) {
     char text[ESCAPED_LABEL_SIZE];
     escape_text(label_name(idx), text, sizeof text);
     char command[CMD_LEN] = {};
-    const int len = snprintf(command, sizeof command, "echo -ne \"\\033[%d;%dH%s%s%s\" > /dev/tty0",
-                             x_pos(idx), y_pos(idx), color(b2, idx), text, color_code(COLOR_OFF));
+    const int len =
+        snprintf(command, sizeof command, "echo -ne \"\\033[%d;%dH%s%s%s\" > " TEXT_CONSOLE,
+                 x_pos(idx), y_pos(idx), color(b2, idx), text, color_code(COLOR_OFF));
     if (len >= CMD_LEN) {
         dbg_pmesg(DBG_DEFAULT, "label %s not drawn: its command is longer than %d characters\n",
                   soft_label_array[idx].key_name, CMD_LEN - 1);

@@ -3,11 +3,23 @@
 
 #include <cstdio>
 
+#include "common.h"
 #include "config.h"
+#include "target_cfg.h"
 
-constexpr int MAX_LIST_NUM = 256;          // slots of the colour list
-constexpr int MAX_TOTAL_SOFT_LABELS = 24;  // slots of the label table
-constexpr int MAX_LABEL_LEN = 9;           // characters of a label as shown
+// --- Called by other modules ---
+
+// Loads the lists, takes the screen over and draws every label once. Start-up, once.
+void soft_label_init();
+
+// Sets the soft-label switch.
+void set_soft_label_ctl(int flag);
+
+// Offers one note from the host: note `b1`, velocity `b2`. Returns 1 when it addresses a label.
+int sl_check_midi_input(byte b0, byte b1, byte b2);
+
+// --- The tables ---
+
 constexpr int LABEL_TEXT_SIZE = 32;
 constexpr u8 INVALID_CC = 0xFF;  // note of a label that no customisation line addressed
 constexpr int TYPE_COLOR_LIST = 1;
@@ -37,7 +49,8 @@ struct st_soft_label {
 };
 using t_soft_label = st_soft_label;
 
-// Filled at start; afterwards the host worker changes only the two label indices.
+// Filled at start; afterwards the host worker changes only the two label indices. A place beyond
+// the last slot is reported and skipped.
 extern t_labellist colorList[MAX_LIST_NUM];
 extern int total_color_list;
 extern t_soft_label soft_label_array[MAX_TOTAL_SOFT_LABELS];
@@ -48,13 +61,10 @@ extern const char* const color_list_cfg;
 extern const char* const soft_label_cfg;
 extern const char* const soft_label_customize_cfg;
 
-// Sets the soft-label switch.
-void set_soft_label_ctl(int flag);
+// --- Steps of loading ---
 
 // True when the switch is on.
 bool soft_label_enabled();
-
-// --- Lists ---
 
 // Loads one list (TYPE_...) from its file; a missing file leaves it empty.
 void list_init(int list_type);
@@ -75,6 +85,9 @@ int color_list_add_item(cfg_reader* reader);
 int soft_label_add_item(cfg_reader* reader);
 int customize_soft_label(cfg_reader* reader);
 
+// Loads the customisation.
+void apply_preset();
+
 // Turns a label text into its shown form: capitals, blanks for underscores, nine characters.
 // `name` has room for ten.
 void reformat_label(char* name);
@@ -85,13 +98,7 @@ int idx_keyname_in_soft_label_array(const char* key_name);
 // The slot of the first colour with this name, or -1.
 int idx_colorname_in_color_list(const char* color_name);
 
-// --- Screen ---
-
-// Loads the lists, takes the screen over and draws every label once. Start-up, once.
-void soft_label_init();
-
-// Loads the customisation.
-void apply_preset();
+// --- Steps of drawing ---
 
 // Stops the application and the X server, sets the framebuffer up and shows the splash image.
 void screen_init();
@@ -117,10 +124,7 @@ int x_pos(int idx);
 int y_pos(int idx);
 const char* label_name(int idx);
 
-// --- Host notes ---
-
-// Offers one note from the host: note `b1`, velocity `b2`. Returns 1 when it addresses a label.
-int sl_check_midi_input(byte b0, byte b1, byte b2);
+// --- Steps of a host note ---
 
 // The first label addressed by note `b1`, or -1.
 int idx_soft_label_ctl(byte b1);

@@ -8,20 +8,22 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <mutex>
 
 #include "buffer.h"
 #include "common.h"
 #include "debug.h"
 #include "led.h"
+#include "target_cfg.h"
 
 namespace {
 
-constexpr const char* tty_file_name = "/dev/ttymxc1";
+constexpr const char* tty_file_name = TTY_DEVICE;
 dbg_device tty_device = {tty_file_name};
 constexpr useconds_t RECV_IDLE_US = 50;
 
-std::atomic<int> fd_tty{-1};
-pthread_mutex_t send_lock = PTHREAD_MUTEX_INITIALIZER;  // one message at a time
+std::atomic<int> fd_tty{-1};  // written by the board worker, read by both
+com_mutex send_lock;          // both workers: one message at a time
 
 // Two readers would get half of the board's bytes each. The lock holds for root too, dies with the
 // process and is not passed on to the shell; where the device cannot be locked, all is as without.
@@ -82,7 +84,7 @@ void cf_close() {
 
 int cf_send(const char* buf, int buf_size) {
     led_set_traffic_flag(TRAFFIC_FLAG_UART_OUT, 0);
-    const ScopedLock lock(&send_lock);
+    const std::lock_guard guard(send_lock);
     return static_cast<int>(write(fd_tty, buf, static_cast<size_t>(buf_size)));
 }
 

@@ -18,8 +18,8 @@ namespace {
 constexpr u32 TASK_RPT_POTS = 1;
 constexpr char sysex_reset[3] = {static_cast<char>(NOTE_ON), 0x00, 0x00};
 
-std::atomic<u32> task_mask{0};
-clock_t task_timer = 0;  // 0: the delay has not begun
+std::atomic<u32> task_mask{0};  // set by the host worker, cleared by the board worker
+clock_t task_timer = 0;         // board worker; 0: the delay has not begun
 
 constexpr int GADGET_VALUE_LEN = 16;
 constexpr int QUOTED_VALUE_LEN = 2 * GADGET_VALUE_LEN;

@@ -146,7 +146,7 @@ comes_up
 go PLAY_A
 check "help has the new number" sees 'host 33 '
 after "the edited number goes out" 'host  ← .* note 33 .*PLAY_A' Space
-after "the bad line is in the log" 'orvik.midictl.cfg.*expected' v
+after "the bad line is in the log" 'orvik.midictl.cfg.*not a number' v
 check "what it named is unmapped" sees 'unmapped 22'
 keys v v
 

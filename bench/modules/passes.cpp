@@ -5,36 +5,15 @@
 #include <fstream>
 #include <iterator>
 
-#include "buffer.h"
 #include "config.h"
-#include "led.h"
-#include "midi.h"
+#include "main.h"
 #include "modules/ptys.h"
-#include "pot.h"
-#include "uart_cf.h"
-#include "utility.h"
 
 namespace {
 
 constexpr int PASSES = 1000;
 constexpr int RATE = 4;       // fewest passes between two messages of the pot
 constexpr int WARM_UP = 100;  // the traffic light goes out, and nothing is loaded any more
-
-void board_pass() {
-    led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 0);
-    cf_recv();
-    Com_ProcessComBuf(UART_OUT_BUF_ID);
-    pot_check_all(UART_OUT_BUF_ID);
-    midi_flush();
-    led_show_traffic();
-    utl_check_task();
-}
-
-void host_pass() {
-    midi_recv();
-    Com_ProcessComBuf(MIDI_IN_BUF_ID);
-    pot_check_all(MIDI_IN_BUF_ID);
-}
 
 // Counts passes alone: what is sent and taken in between is not the daemon's.
 void count(const char* what, void (*pass)(), void (*before)()) {
@@ -60,7 +39,7 @@ void turn_pot() {
     static bool high = false;
     high = !high;
     for (int i = 0; i < RATE; ++i) {
-        board_pass();
+        uart_pass();
     }
     host_got();
     board_sends(high ? "b0 05 40" : "b0 05 20");
@@ -77,7 +56,7 @@ int main() {
     cf_init();
     midi_init();
     count("nothing", nothing, nothing);  // what the counting itself costs
-    count("idle board pass", board_pass, nothing);
-    count("idle host pass", host_pass, nothing);
-    count("board pass with a pot message", board_pass, turn_pot);
+    count("idle board pass", uart_pass, nothing);
+    count("idle host pass", midi_pass, nothing);
+    count("board pass with a pot message", uart_pass, turn_pot);
 }

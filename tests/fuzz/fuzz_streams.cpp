@@ -7,17 +7,12 @@
 #include <utility>
 #include <vector>
 
-#include "buffer.h"
 #include "config.h"
 #include "debug.h"
-#include "led.h"
-#include "midi.h"
+#include "main.h"
 #include "modules/fuzz_platform.h"
 #include "modules/ptys.h"
-#include "pot.h"
 #include "softlabel.h"
-#include "uart_cf.h"
-#include "utility.h"
 
 namespace {
 
@@ -253,31 +248,16 @@ void put(int ring, const std::string& bytes) {
     }
 }
 
-void receive_from_board() {
-    const std::string waiting = fuzz::board.waiting;
-    cf_recv();
-    fed.append(waiting, 0, waiting.size() - fuzz::board.waiting.size());
-}
-
-// A pass of the board worker.
 void board_pass(const std::string& bytes = "") {
-    fuzz::board.waiting += bytes;
-    led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 0);
-    receive_from_board();
-    Com_ProcessComBuf(BOARD);
-    pot_check_all(BOARD);
-    midi_flush();
-    led_show_traffic();
-    utl_check_task();
+    const std::string waiting = fuzz::board.waiting += bytes;
+    uart_pass();
+    fed.append(waiting, 0, waiting.size() - fuzz::board.waiting.size());
     check_all();
 }
 
-// A pass of the host worker.
 void host_pass(const std::string& bytes = "") {
     fuzz::host.waiting += bytes;
-    midi_recv();
-    Com_ProcessComBuf(HOST);
-    pot_check_all(HOST);
+    midi_pass();
     check_all();
 }
 
