@@ -1,7 +1,8 @@
 #!/bin/sh
 # check_field_num.sh FILE COUNT
 #
-# Checks that every data line of FILE holds COUNT fields, and if so writes its data lines to FILE.ok.
+# Checks that every data line of FILE holds COUNT fields, and if so writes its data lines to FILE.ok,
+# with an empty line for each other one, so that line numbers agree. A byte order mark is taken off.
 # If not, names every bad line on standard error; no FILE.ok is left. Status: 0 copied, 1 not copied,
 # 2 called wrongly. Needs nothing but awk, mv, rm and cat.
 
@@ -36,10 +37,11 @@ fi
 # Carriage returns before the first byte that counts are empty lines. A byte 0xFF where a line begins
 # or in a comment is the end of the file. Not every system has a /dev/stderr for awk.
 lines=$(FILE=$file COUNT=$2 awk '
+NR == 1 { sub(/^\357\273\277/, "") }
 { sub(/^\r+/, ""); sub(/\r+$/, ""); gsub(/\r/, " ") }
 
 /^\377/ || /^[# ].*\377/ { exit }
-/^$/ || /^[# ]/ { next }
+/^$/ || /^[# ]/ { print ""; next }
 
 {
     fields = $0

@@ -1,6 +1,7 @@
 #include "config.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -8,6 +9,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "debug.h"
 #include "pot.h"
@@ -22,7 +24,6 @@ namespace {
 
 constexpr size_t NAME_SIZE = 64;
 constexpr int LOOKUP_CMD_LEN = 256;
-constexpr int PRESET_NAME_LEN = 256;
 constexpr int INDEX_LEN = 8;
 constexpr int REPORT_LEN = 256;
 constexpr int SHOWN_LEN = 32;  // of a word that a message quotes
@@ -213,7 +214,7 @@ const char* describe_file(FILE* fp) {
 
 // False for anything but a regular file, which is reported once; a missing file is none of these.
 bool is_regular(const char* file_name) {
-    static char reported[PRESET_NAME_LEN];
+    static char reported[CFG_PATH_LEN];
     struct stat status;
     if (stat(file_name, &status) != 0 || S_ISREG(status.st_mode)) {
         return true;
@@ -299,6 +300,19 @@ FILE* cfg_open(const char* file_name) {
     return is_regular(file_name) ? fopen(file_name, "re") : nullptr;
 }
 
+cfg_reader cfg_read_from(FILE* fp, const char* file_name) {
+    cfg_reader reader{fp};
+    const std::string_view name = file_name;
+    if (name.ends_with(CFG_CHECKED)) {
+        const size_t source_len = name.size() - strlen(CFG_CHECKED);
+        snprintf(reader.name, sizeof reader.name, "%.*s", static_cast<int>(source_len), file_name);
+    }
+    if (reader.name[0] == '\0' || access(reader.name, F_OK) != 0) {
+        snprintf(reader.name, sizeof reader.name, "%s", file_name);
+    }
+    return reader;
+}
+
 byte cfg_invalid_line(cfg_reader* reader) {
     const int first = peek(*reader);
     if (first == EOF || first == END_OF_FILE_BYTE) {
@@ -381,7 +395,7 @@ void cfg_init() {
 void cfg_scan(FILE* p_scan, int preset_no, const char* file_name) {
     const bool base_form = preset_no == BASE_FORM_PRESET_NO;
     const auto apply_record = base_form ? apply_base_record : apply_preset_record;
-    cfg_reader reader{p_scan, file_name != nullptr ? file_name : cfgname};
+    cfg_reader reader = cfg_read_from(p_scan, file_name != nullptr ? file_name : cfgname);
     int applied = 0;
     for (byte line = 0; line != CFG_LINE_END;) {
         line = cfg_invalid_line(&reader);
@@ -428,7 +442,7 @@ void cfg_apply_midi_preset() {
     }
     dbg_pmesg(DBG_RED, "got preset %s \n", preset);
     const int preset_no = atoi(preset);
-    char file_name[PRESET_NAME_LEN];
+    char file_name[CFG_PATH_LEN];
     snprintf(file_name, sizeof file_name, "%s%d.txt" CFG_CHECKED, cfgname, preset_no);
     FILE* const fp = cfg_open(file_name);
     if (fp == nullptr) {

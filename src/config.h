@@ -42,6 +42,7 @@ bool cfg_check_midi_channel_no(u8 b0);
 
 // --- Reading files of records ---
 
+constexpr int CFG_PATH_LEN = 256;
 constexpr byte CFG_LINE_DATA = 0;
 constexpr byte CFG_LINE_SKIPPED = 1;
 constexpr byte CFG_LINE_END = 0xFF;
@@ -49,7 +50,7 @@ constexpr byte CFG_LINE_END = 0xFF;
 // A file and the place in it, which messages name.
 struct cfg_reader {
     FILE* fp = nullptr;
-    const char* name = nullptr;
+    char name[CFG_PATH_LEN] = "";
     int line = 1;        // of the byte taken last
     int first_line = 1;  // where the record read last begins
     bool line_ended = false;
@@ -73,6 +74,10 @@ struct cfg_field {
 // Opens a regular file for reading; null when there is none. Anything else under the name, such as
 // a directory or a FIFO, is reported and counts as missing.
 FILE* cfg_open(const char* file_name);
+
+// A reader at the start of an open file (null allowed). A checked copy has the line numbers of the
+// file that it is a copy of: messages name that one, if it is there.
+cfg_reader cfg_read_from(FILE* fp, const char* file_name);
 
 // Classifies the next line by its first byte: CFG_LINE_DATA (the byte is put back),
 // CFG_LINE_SKIPPED (a comment or an empty line, gone) or CFG_LINE_END.

@@ -110,10 +110,11 @@ bool soft_label_enabled() {
 
 void list_init(int list_type) {
     const list_kind* const kind = find_list_kind(list_type);
-    cfg_reader reader{open_list_cfg(list_type), kind != nullptr ? *kind->file_name : nullptr};
-    if (reader.fp == nullptr) {
+    FILE* const fp = open_list_cfg(list_type);
+    if (kind == nullptr || fp == nullptr) {
         return;
     }
+    cfg_reader reader = cfg_read_from(fp, *kind->file_name);
     for (int result = 0; result >= 0;) {
         const byte line_class = sl_cfg_invalid_line(&reader, list_type);
         if (line_class == CFG_LINE_END) {
@@ -123,7 +124,7 @@ void list_init(int list_type) {
             result = list_add_item(list_type, &reader);
         }
     }
-    fclose(reader.fp);
+    fclose(fp);
 }
 
 FILE* open_list_cfg(int list_type) {

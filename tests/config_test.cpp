@@ -245,6 +245,8 @@ TEST(Preset, NamesThatTheShellWouldReadAreRefused) {
     }
     EXPECT_EQ(lines, static_cast<int>(std::size(names)) + 2) << said;
     EXPECT_EQ(board_number(5), 51);
+    const std::string in_source = load("", "midi_preset=3\n", "orvik.midictl.cfg3.txt", "");
+    EXPECT_NE(in_source.find("cfg3.txt:13: fields missing after name"), std::string::npos);
 }
 
 TEST(Preset, SelectionByTheSettingsFile) {

@@ -161,7 +161,7 @@ TEST(LabelLists, ReadersReturnTheFieldsThatTheyRead) {
     load(COLORS, POSITIONS, "");
     for (const auto& c : cases) {
         write_resource("record", c.text);
-        cfg_reader reader{cfg_open("../resources/record"), "record"};
+        cfg_reader reader = cfg_read_from(cfg_open("../resources/record"), "record");
         testing::internal::CaptureStderr();
         EXPECT_EQ(list_add_item(c.type, &reader), c.result) << c.text;
         testing::internal::GetCapturedStderr();
