@@ -300,7 +300,7 @@ bool Check_Xfbdev() {
         printf("Check Xfbdev get %s \n", line);
         char* const remembered = reinterpret_cast<char*>(check_buf);
         if (check_buf[0] == 0) {
-            strcpy(remembered, line);
+            memcpy(remembered, line, sizeof line);
         }
         present = strcmp(remembered, line) == 0;
     }
