@@ -40,6 +40,18 @@ bool is(short state, int fd) {
 
 }  // namespace
 
+End other(End end) {
+    return end == End::Board ? End::Host : End::Board;
+}
+
+const char* name(End end) {
+    return end == End::Board ? "board" : "host";
+}
+
+std::string way(End from) {
+    return std::string(name(from)) + " → " + name(other(from));
+}
+
 struct Controller::Line {
     Bytes queue;
     Splitter splitter;

@@ -22,6 +22,10 @@ using std::chrono::milliseconds;
 // Where something happens. Daemon: its end, and lines that are pulled.
 enum class End { Board, Host, Platform, Log, Console, Daemon };
 
+End other(End end);
+const char* name(End end);  // "board", "host"
+std::string way(End from);  // "board → host"
+
 struct Event {
     milliseconds at{};  // since the start of the world
     End end = End::Log;

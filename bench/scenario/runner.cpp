@@ -10,6 +10,7 @@ constexpr milliseconds START_PATIENCE(60000);
 constexpr milliseconds SETTLING(100);  // for what comes late, after the last step
 constexpr milliseconds READING_PATIENCE(10000);
 constexpr std::size_t LAST_MESSAGES = 5;
+constexpr int MOST_POSITIONS = 127;  // of one pot under way: no two of them alike
 
 std::size_t slot(End end) {
     return static_cast<std::size_t>(end);
@@ -355,11 +356,19 @@ void Runner::load(const Step& step) {
         step.both ? std::vector<End>{End::Board, End::Host} : std::vector<End>{step.end};
     transcript_.note("      " + step.text);
     const Pump quiet_pump = [&](milliseconds timeout) { pump_unprinted(timeout); };
-    const auto seed = static_cast<unsigned>(step.number);
-    const LoadResult result =
-        step.verb == Verb::Random  ? send_random(controller_, ends, step.time, seed, quiet_pump)
-        : step.verb == Verb::Flood ? flood(controller_, ends, step.number, quiet_pump)
-                                   : flood_pots(controller_, step.number, quiet_pump);
+    FloodResult result = {true, ""};
+    if (step.verb == Verb::Random) {
+        result.summary = send_random(controller_, ends, step.time,
+                                     static_cast<unsigned>(step.number), quiet_pump);
+    } else {
+        Plan plan = {.count = step.number, .per_second = LINE_MESSAGES_PER_SECOND};
+        if (step.verb == Verb::FloodPots) {  // which the daemon's rate limit may merge
+            plan.window = UNLIMITED;
+            plan.note_depth = 0;
+            plan.controller_depth = MOST_POSITIONS;
+        }
+        result = flood(controller_, ends, plan, quiet_pump);
+    }
     for (const End end : {End::Board, End::Host}) {
         next_[slot(end)] = controller_.events().size();
         dropped_[slot(end)] = dropped_[slot(end)] || step.verb == Verb::Random;

@@ -8,7 +8,7 @@
 
 #include "controller/controller.h"
 #include "controller/transcript.h"
-#include "scenario/load.h"
+#include "scenario/fill.h"
 #include "scenario/scenario.h"
 
 namespace bench {
