@@ -40,7 +40,7 @@ bool is_unshared(const Mapping& mapping, const Control& control, End from, std::
 int asked_light(Controller& controller, const Control& control) {
     int light = controller.board().light(control.index);
     for (const Event& event : controller.events()) {
-        if (event.end == End::Host && event.to_daemon && event.control == control.index) {
+        if (event.sent_by(End::Host) && event.control == control.index) {
             light = event.bytes[2];
         }
     }

@@ -151,7 +151,7 @@ std::string Bridge::said() const {
     std::string text;
     const std::vector<Event>& events = controller_.events();
     for (std::size_t i = ready_at_; i < events.size(); ++i) {
-        text += events[i].end == End::Log ? events[i].text + "\n" : "";
+        text += events[i].place == Place::Log ? events[i].text + "\n" : "";
     }
     return text;
 }

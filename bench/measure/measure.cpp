@@ -229,26 +229,26 @@ void measure_flood(const WorldConfig& config) {
 // What ends a step of the start-up: a platform command called, or a line printed.
 struct Step {
     const char* what;
-    End end;
+    Place place;
     const char* begins;
 };
 constexpr Step STEPS[] = {
-    {"check of the hand-edited files, base mapping", End::Log, "read config exit"},
-    {"channel, preset, USB identities", End::Platform, "modprobe"},
-    {"gadget module", End::Log, "Load g_midi"},
-    {"label lists, the application stopped", End::Platform, "killall Xfbdev"},
-    {"X server stopped, with its fixed wait of a second", End::Platform, "fbset"},
-    {"screen set up, splash image", End::Platform, "fbsplash"},
+    {"check of the hand-edited files, base mapping", Place::Log, "read config exit"},
+    {"channel, preset, USB identities", Place::Platform, "modprobe"},
+    {"gadget module", Place::Log, "Load g_midi"},
+    {"label lists, the application stopped", Place::Platform, "killall Xfbdev"},
+    {"X server stopped, with its fixed wait of a second", Place::Platform, "fbset"},
+    {"screen set up, splash image", Place::Platform, "fbsplash"},
 };
 
 milliseconds find_step(const std::vector<Event>& events, const Step& step) {
     const auto found = std::find_if(events.begin(), events.end(), [&](const Event& event) {
-        return event.end == step.end && event.text.rfind(step.begins, 0) == 0;
+        return event.place == step.place && event.text.rfind(step.begins, 0) == 0;
     });
     if (found == events.end()) {
         throw Failed(std::string("the start-up has no step \"") + step.begins + "\"");
     }
-    return found->at;
+    return found->time;
 }
 
 void measure_start(const WorldConfig& config) {

@@ -117,7 +117,7 @@ void Panel::notice_events() {
     const std::vector<Event>& events = controller_->events();
     for (; seen_ < events.size(); ++seen_) {
         const Event& event = events[seen_];
-        if (event.end == End::Board && event.to_daemon && event.control >= 0 &&
+        if (event.sent_by(End::Board) && event.control >= 0 &&
             controller_->mapping().at(event.control).sends_steps()) {
             travel_[static_cast<std::size_t>(event.control)] += event.bytes[2] - REST;
         }

@@ -54,7 +54,7 @@ FloodResult flood(Controller& controller, const std::vector<End>& ends, const Pl
         for (const std::size_t end = controller.events().size(); seen < end; ++seen) {
             const Event& event = controller.events()[seen];
             for (Account& account : accounts) {
-                if (event.end == other(account.from()) && !event.to_daemon) {
+                if (event.came_to(other(account.from()))) {
                     account.take(event.bytes, now);
                 }
             }

@@ -12,12 +12,15 @@ constexpr milliseconds READING_PATIENCE(10000);
 constexpr std::size_t LAST_MESSAGES = 5;
 constexpr int MOST_POSITIONS = 127;  // of one pot under way: no two of them alike
 
+std::size_t slot(Place place) {
+    return static_cast<std::size_t>(place);
+}
 std::size_t slot(End end) {
-    return static_cast<std::size_t>(end);
+    return slot(at(end));
 }
 
-const char* place(End end) {
-    return end == End::Board ? "the board" : end == End::Host ? "the host" : "the platform";
+std::string the(End end) {
+    return std::string("the ") + name(end);
 }
 
 // "TEXT ..." fits whatever begins with TEXT.
@@ -30,7 +33,7 @@ bool call_fits(const std::string& wanted, const std::string& call) {
 }
 
 bool text_fits(const Step& step, const Event& event) {
-    const bool call = event.end == End::Platform;
+    const bool call = event.place == Place::Platform;
     if (step.verb == Verb::FindLogLine) {
         return event.text == step.words;
     }
@@ -122,7 +125,7 @@ void Runner::heading(const Step& step) {
 
 void Runner::send(const Step& step) {
     if (!controller_.send(step.end, step.messages)) {
-        throw Failure{"there is no line to " + std::string(place(step.end)) + " to send on"};
+        throw Failure{"there is no line to " + std::string(the(step.end)) + " to send on"};
     }
     pump(milliseconds(0));
 }
@@ -145,7 +148,7 @@ void Runner::expect_report(const Step& step) {
 }
 
 void Runner::expect_message(End end, const Pattern& pattern, milliseconds patience) {
-    const Event* const event = await_event(end, controller_.now() + patience);
+    const Event* const event = await_event(at(end), controller_.now() + patience);
     const std::string expected = "expected  " + describe(pattern);
     if (event == nullptr) {
         throw Failure{expected + "\n  came      nothing within " +
@@ -162,7 +165,7 @@ void Runner::expect_message(End end, const Pattern& pattern, milliseconds patien
 void Runner::until(const Step& step) {
     const milliseconds deadline = controller_.now() + step.time;
     int passed = 0;
-    while (const Event* event = await_event(step.end, deadline)) {
+    while (const Event* event = await_event(at(step.end), deadline)) {
         take(*event);
         if (matches(step.pattern, event->bytes)) {
             ++expectations_;
@@ -176,7 +179,7 @@ void Runner::until(const Step& step) {
 }
 
 void Runner::silent(const Step& step) {
-    if (const Event* event = await_event(step.end, controller_.now() + step.time)) {
+    if (const Event* event = await_event(at(step.end), controller_.now() + step.time)) {
         throw Failure{"expected  silence\n  came      " + hex(event->bytes, 16) + "   " +
                       words_for(*event, controller_.mapping())};
     }
@@ -189,10 +192,10 @@ void Runner::drop(const Step& step) {
     dropped_[slot(step.end)] = true;
 }
 
-End Runner::text_end(const Step& step) {
+Place Runner::text_end(const Step& step) {
     const bool call = step.verb == Verb::ExpectCall || step.verb == Verb::UntilCall ||
                       step.verb == Verb::RefuseCall;
-    return call ? End::Platform : End::Log;
+    return call ? Place::Platform : Place::Log;
 }
 
 void Runner::expect_text(const Step& step) {
@@ -233,7 +236,7 @@ void Runner::refuse_text(const Step& step) {
 void Runner::refuse_again() const {
     for (const Step* const step : refusals_) {
         for (const Event& event : controller_.events()) {
-            if (event.end == text_end(*step) && text_fits(*step, event)) {
+            if (event.place == text_end(*step) && text_fits(*step, event)) {
                 throw Failure{"refused   " + step->words + "\n  came      " + event.text};
             }
         }
@@ -276,7 +279,7 @@ void Runner::read_again(const Step& step) {
 }
 
 void Runner::fill(const Step& step) {
-    const End to = step.end == End::Board ? End::Host : End::Board;
+    const End to = other(step.end);
     transcript_.note("      " + step.text);
     const Pump quiet_pump = [&](milliseconds timeout) { pump_unprinted(timeout); };
     const Filling& filling =
@@ -284,7 +287,7 @@ void Runner::fill(const Step& step) {
     if (!filling.failure.empty()) {
         throw Failure{filling.failure};
     }
-    transcript_.note("      " + std::string(place(to)) + " was sent " +
+    transcript_.note("      " + std::string(the(to)) + " was sent " +
                      std::to_string(filling.messages.size()) + " messages, and the line is full");
     ++expectations_;
 }
@@ -292,11 +295,11 @@ void Runner::fill(const Step& step) {
 void Runner::expect_fill(const Step& step) {
     std::optional<Filling>& filling = filled_[slot(step.end)];
     if (!filling) {
-        throw Failure{"no step has filled the line towards " + std::string(place(step.end))};
+        throw Failure{"no step has filled the line towards " + std::string(the(step.end))};
     }
     std::vector<const Event*> events;
     std::vector<Bytes> came;
-    for (; const Event* event = next_event(step.end); ++next_[slot(step.end)]) {
+    for (; const Event* event = next_event(at(step.end)); ++next_[slot(step.end)]) {
         events.push_back(event);
         came.push_back(event->bytes);
     }
@@ -408,7 +411,8 @@ void Runner::pass_time(milliseconds time) {
 void Runner::look_into_log() {
     const std::vector<Event>& events = controller_.events();
     for (; log_looked_ < events.size(); ++log_looked_) {
-        if (events[log_looked_].end == End::Log && is_sanitizer_report(events[log_looked_].text)) {
+        if (events[log_looked_].place == Place::Log &&
+            is_sanitizer_report(events[log_looked_].text)) {
             const std::string report = events[log_looked_].text;
             const milliseconds deadline = controller_.now() + SETTLING;
             while (controller_.now() < deadline) {  // the rest of the report
@@ -440,23 +444,23 @@ void Runner::await_ready() {
 }
 
 // The first event at this end that no step has taken yet; null if there is none so far.
-const Event* Runner::next_event(End end) {
+const Event* Runner::next_event(Place place) {
     const std::vector<Event>& events = controller_.events();
-    std::size_t& next = next_[slot(end)];
+    std::size_t& next = next_[slot(place)];
     for (; next < events.size(); ++next) {
         const Event& event = events[next];
         const bool shown = watch_traffic_ || !is_traffic_light(event);
-        if (event.end == end && !event.to_daemon && shown) {
+        if (event.place == place && !event.to_daemon && shown) {
             return &event;
         }
     }
     return nullptr;
 }
 
-const Event* Runner::await_event(End end, milliseconds deadline) {
-    dropped_[slot(end)] = false;
+const Event* Runner::await_event(Place place, milliseconds deadline) {
+    dropped_[slot(place)] = false;
     for (;;) {
-        if (const Event* event = next_event(end)) {
+        if (const Event* event = next_event(place)) {
             return event;
         }
         if (controller_.now() >= deadline || controller_.exit_status()) {
@@ -473,7 +477,7 @@ void Runner::take(const Event& event) {
                       transcript_line(event, controller_.mapping())};
     }
     last_taken_ = place_in_list;
-    next_[slot(event.end)] = place_in_list + 1;
+    next_[slot(event.place)] = place_in_list + 1;
 }
 
 void Runner::finish() {
@@ -483,9 +487,9 @@ void Runner::finish() {
     refuse_again();
     dropped_[slot(End::Board)] |= !is_ready_;  // the daemon's start, if nothing else was asked for
     for (const End end : {End::Board, End::Host}) {
-        const Event* const left = dropped_[slot(end)] ? nullptr : next_event(end);
+        const Event* const left = dropped_[slot(end)] ? nullptr : next_event(at(end));
         if (left != nullptr) {
-            throw Failure{"left over at " + std::string(place(end)) +
+            throw Failure{"left over at " + std::string(the(end)) +
                           " after the last step: " + transcript_line(*left, controller_.mapping())};
         }
     }
@@ -496,7 +500,7 @@ std::string Runner::last_messages(End end) const {
     const std::vector<Event>& events = controller_.events();
     for (auto event = events.rbegin(); event != events.rend() && lines.size() < LAST_MESSAGES;
          ++event) {
-        if (event->end == end && !event->to_daemon) {
+        if (event->came_to(end)) {
             lines.push_back(transcript_line(*event, controller_.mapping()));
         }
     }

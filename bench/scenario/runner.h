@@ -60,20 +60,21 @@ class Runner {
     void pass_time(milliseconds time);
     void await_ready();
     void finish();
-    const Event* next_event(End end);
-    const Event* await_event(End end, milliseconds deadline);
+    const Event* next_event(Place place);
+    const Event* await_event(Place place, milliseconds deadline);
     void take(const Event& event);
     void look_into_log();
     void refuse_again() const;
     std::string last_messages(End end) const;
-    static End text_end(const Step& step);
+    static Place text_end(const Step& step);
 
     const Scenario& scenario_;
     Controller& controller_;
     Transcript& transcript_;
-    std::array<std::size_t, 6> next_{};  // by End: the first event that no step has taken
-    std::array<bool, 6> dropped_{};      // what is left there does not matter
-    std::array<std::optional<Filling>, 6> filled_{};  // by End: what the line there was filled with
+    std::array<std::size_t, PLACES> next_{};  // by Place: the first event that no step has taken
+    std::array<bool, PLACES> dropped_{};      // what is left there does not matter
+    std::array<std::optional<Filling>, PLACES>
+        filled_{};  // by Place: what the line there was filled with
     std::size_t log_looked_ = 0;
     std::size_t last_taken_ = 0;
     std::vector<const Step*> refusals_;
