@@ -7,8 +7,8 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "controller/controller.h"
@@ -27,31 +27,6 @@ constexpr int GOOD = 0;
 constexpr int FAILED = 1;
 constexpr int MISUSED = 2;
 
-constexpr const char* USAGE =
-    "usage: ctlbench play FILE.scn... [OPTION...] [-- DAEMON_OPTION...]\n"
-    "       ctlbench panel [OPTION...] [-- DAEMON_OPTION...]\n"
-    "       ctlbench soak [OPTION...] [-- DAEMON_OPTION...]\n"
-    "       ctlbench measure [OPTION...] [-- DAEMON_OPTION...]\n"
-    "\n"
-    "Plays scenarios on a virtual controller and prints what crosses the bridge; opens the\n"
-    "controller as a full-screen panel to be played by hand; sends messages both ways as fast as\n"
-    "they cross, and accounts for each; or measures.\n"
-    "\n"
-    "  --daemon PATH      the ctlbridge to run (default: the one built with this program)\n"
-    "  --resources DIR    its resources, for scenarios that name none of their own\n"
-    "  --emulator PATH    a program that runs the daemon, for another machine's binary\n"
-    "  --screen FILE      write the screen as it is at the end, an SVG picture of its text\n"
-    "  --no-traffic       leave the changes of the traffic light out\n"
-    "  --quiet            print failures and results only\n"
-    "  --count N          soak: messages each way (default: ten million)\n"
-    "  --seconds N        soak: for so long instead\n"
-    "  --relay PATH       measure: a relay to measure beside the daemon\n"
-    "  --static PATH      measure: the daemon linked statically, for its memory\n"
-    "  --write DIR        measure: where the files for the plot go (default: here)\n"
-    "  --help             print this text\n"
-    "\n"
-    "Exit status: 0 if every expectation held, 1 if not, 2 if a file or option is bad.\n";
-
 struct Options {
     WorldConfig world;
     Hidden hidden;
@@ -59,13 +34,9 @@ struct Options {
     std::string screen_file;
     SoakPlan soak;
     MeasurePlan measure;
+    bool help = false;
     std::vector<std::string> files;
 };
-
-int misused(const std::string& problem) {
-    std::fprintf(stderr, "ctlbench: %s\n\n%s", problem.c_str(), USAGE);
-    return MISUSED;
-}
 
 // 1 to 999999999, else -1.
 int whole_number(const std::string& text) {
@@ -74,79 +45,41 @@ int whole_number(const std::string& text) {
     return good ? std::stoi(text) : -1;
 }
 
-// Fills `options`; returns the exit status if the program is to end at once.
-std::optional<int> read_options(std::vector<char*> arguments, Options& options) {
-    static constexpr option LONG[] = {{"daemon", required_argument, nullptr, 'd'},
-                                      {"resources", required_argument, nullptr, 'r'},
-                                      {"emulator", required_argument, nullptr, 'e'},
-                                      {"screen", required_argument, nullptr, 's'},
-                                      {"no-traffic", no_argument, nullptr, 't'},
-                                      {"quiet", no_argument, nullptr, 'q'},
-                                      {"count", required_argument, nullptr, 'n'},
-                                      {"relay", required_argument, nullptr, 'R'},
-                                      {"static", required_argument, nullptr, 'T'},
-                                      {"write", required_argument, nullptr, 'w'},
-                                      {"seconds", required_argument, nullptr, 'S'},
-                                      {"help", no_argument, nullptr, 'h'},
-                                      {nullptr, 0, nullptr, 0}};
-    const auto is_end = [](const char* argument) { return std::string(argument) == "--"; };
-    const auto end = std::find_if(arguments.begin(), arguments.end(), is_end);
-    if (end != arguments.end()) {
-        options.world.options.assign(end + 1, arguments.end());
-        arguments.erase(end, arguments.end());
-    }
-    const int count = static_cast<int>(arguments.size());
-    arguments.push_back(nullptr);
-    for (int letter; (letter = getopt_long(count, arguments.data(), "", LONG, nullptr)) != -1;) {
-        switch (letter) {
-            case 'd':
-                options.world.daemon = optarg;
-                break;
-            case 'r':
-                options.world.resources = optarg;
-                break;
-            case 'e':
-                options.world.emulator = optarg;
-                break;
-            case 's':
-                options.screen_file = optarg;
-                break;
-            case 't':
-                options.hidden.traffic_light = true;
-                break;
-            case 'q':
-                options.quiet = true;
-                break;
-            case 'R':
-                options.measure.relay = optarg;
-                break;
-            case 'T':
-                options.measure.static_twin = optarg;
-                break;
-            case 'w':
-                options.measure.directory = optarg;
-                break;
-            case 'n':
-                options.soak.count = whole_number(optarg);
-                break;
-            case 'S':
-                options.soak.seconds = whole_number(optarg);
-                options.soak.count = std::numeric_limits<std::int64_t>::max();
-                break;
-            case 'h':
-                std::fputs(USAGE, stdout);
-                return GOOD;
-            default:
-                std::fprintf(stderr, "\n%s", USAGE);
-                return MISUSED;
-        }
-    }
-    if (options.soak.count <= 0 || options.soak.seconds < 0) {
-        return misused("--count and --seconds: expected a number of 1 to 999999999");
-    }
-    options.files.assign(arguments.begin() + optind, arguments.begin() + count);
-    return std::nullopt;
-}
+struct Option {
+    const char* name;
+    const char* value;  // what it is called; null: there is none
+    const char* help;
+    void (*take)(Options& options, const char* value);
+};
+constexpr Option OPTIONS[] = {
+    {"daemon", "PATH", "the ctlbridge to run (default: the one built with this program)",
+     [](Options& options, const char* value) { options.world.daemon = value; }},
+    {"resources", "DIR", "its resources, for scenarios that name none of their own",
+     [](Options& options, const char* value) { options.world.resources = value; }},
+    {"emulator", "PATH", "a program that runs the daemon, for another machine's binary",
+     [](Options& options, const char* value) { options.world.emulator = value; }},
+    {"screen", "FILE", "write the screen as it is at the end, an SVG picture of its text",
+     [](Options& options, const char* value) { options.screen_file = value; }},
+    {"no-traffic", nullptr, "leave the changes of the traffic LED out",
+     [](Options& options, const char*) { options.hidden.traffic_light = true; }},
+    {"quiet", nullptr, "print failures and results only",
+     [](Options& options, const char*) { options.quiet = true; }},
+    {"count", "N", "soak: messages each way (default: ten million)",
+     [](Options& options, const char* value) { options.soak.count = whole_number(value); }},
+    {"seconds", "N", "soak: for that long instead",
+     [](Options& options, const char* value) {
+         options.soak.seconds = whole_number(value);
+         options.soak.count = std::numeric_limits<std::int64_t>::max();
+     }},
+    {"relay", "PATH", "measure: a relay to measure beside the daemon",
+     [](Options& options, const char* value) { options.measure.relay = value; }},
+    {"static", "PATH", "measure: the daemon linked statically, for its memory",
+     [](Options& options, const char* value) { options.measure.static_twin = value; }},
+    {"write", "DIR", "measure: where the files for the plot go (default: here)",
+     [](Options& options, const char* value) { options.measure.directory = value; }},
+    {"help", nullptr, "print this text",
+     [](Options& options, const char*) { options.help = true; }},
+};
 
 int play(const std::string& file, const Options& options) {
     std::ifstream in(file, std::ios::binary);
@@ -196,9 +129,6 @@ int run_panel(const Options& options) {
 }
 
 int run_play(const Options& options) {
-    if (options.files.empty()) {
-        return misused("play: no scenario given");
-    }
     int status = GOOD;
     for (const std::string& file : options.files) {
         status = std::max(status, play(file, options));
@@ -207,20 +137,96 @@ int run_play(const Options& options) {
     return status;
 }
 
+int run_steps(const Options&) {
+    std::fputs((setup_table() + "\n" + steps_table()).c_str(), stdout);
+    return GOOD;
+}
+
 struct Command {
     const char* name;
+    const char* arguments;
+    const char* help;
     int (*run)(const Options& options);
 };
 constexpr Command COMMANDS[] = {
-    {"play", run_play}, {"panel", run_panel}, {"soak", run_soak}, {"measure", run_measure}};
+    {"play", "FILE.scn... [OPTION...] [-- DAEMON_OPTION...]",
+     "plays scenarios on a virtual controller, and prints what crosses the bridge", run_play},
+    {"panel", "[OPTION...] [-- DAEMON_OPTION...]",
+     "opens the controller as a full-screen panel, to be played by hand", run_panel},
+    {"soak", "[OPTION...] [-- DAEMON_OPTION...]",
+     "sends messages both ways as fast as they cross, and accounts for each", run_soak},
+    {"measure", "[OPTION...] [-- DAEMON_OPTION...]",
+     "measures the daemon beside relays that only copy bytes", run_measure},
+    {"steps", "", "lists every line that a scenario may have", run_steps},
+};
+
+std::string usage() {
+    std::string text;
+    char line[160];
+    for (const Command& command : COMMANDS) {
+        std::snprintf(line, sizeof line, "%s ctlbench %s %s\n           %s\n",
+                      text.empty() ? "usage:" : "      ", command.name, command.arguments,
+                      command.help);
+        text += line;
+    }
+    text += "\n";
+    for (const Option& option : OPTIONS) {
+        const char* const value = option.value == nullptr ? "" : option.value;
+        std::snprintf(line, sizeof line, "  --%-16s %s\n",
+                      (std::string(option.name) + " " + value).c_str(), option.help);
+        text += line;
+    }
+    return text +
+           "\nExit status: 0 if every expectation held, 1 if not, 2 if a file or option is bad.\n";
+}
+
+int misused(const std::string& problem) {
+    std::fprintf(stderr, "ctlbench: %s\n\n%s", problem.c_str(), usage().c_str());
+    return MISUSED;
+}
+
+// False if one of them is bad, which getopt_long() has said.
+bool read_options(std::vector<char*> arguments, Options& options) {
+    const auto end = std::find(arguments.begin(), arguments.end(), std::string_view("--"));
+    if (end != arguments.end()) {
+        options.world.options.assign(end + 1, arguments.end());
+        arguments.erase(end, arguments.end());
+    }
+    std::vector<option> known;
+    for (const Option& option : OPTIONS) {
+        known.push_back(
+            {option.name, option.value == nullptr ? no_argument : required_argument, nullptr, 1});
+    }
+    known.push_back({});
+    const int count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+    int place = 0;
+    for (int found;
+         (found = getopt_long(count, arguments.data(), "", known.data(), &place)) != -1;) {
+        if (found != 1) {
+            return false;
+        }
+        OPTIONS[place].take(options, optarg);
+    }
+    options.files.assign(arguments.begin() + optind, arguments.begin() + count);
+    return true;
+}
 
 int run(const std::vector<char*>& arguments) {
     Options options;
     options.world.daemon = CTLBENCH_DAEMON;
     options.world.resources = CTLBENCH_RESOURCES;
     options.measure.relay = CTLBENCH_RELAY;
-    if (const std::optional<int> status = read_options(arguments, options)) {
-        return *status;
+    if (!read_options(arguments, options)) {
+        std::fprintf(stderr, "\n%s", usage().c_str());
+        return MISUSED;
+    }
+    if (options.help) {
+        std::fputs(usage().c_str(), stdout);
+        return GOOD;
+    }
+    if (options.soak.count <= 0 || options.soak.seconds < 0) {
+        return misused("--count and --seconds: expected a number of 1 to 999999999");
     }
     const std::string name = options.files.empty() ? "" : options.files.front();
     const auto* const command =
@@ -230,8 +236,9 @@ int run(const std::vector<char*>& arguments) {
         return misused(name.empty() ? "what is it to do?" : "unknown command " + name);
     }
     options.files.erase(options.files.begin());
-    if (!options.files.empty() && command->run != run_play) {
-        return misused(name + " takes no file");
+    const bool plays = command->run == run_play;
+    if (options.files.empty() == plays) {
+        return misused(name + (plays ? ": no scenario given" : " takes no file"));
     }
     if (!std::filesystem::is_directory(options.world.resources)) {
         return misused("there is no directory " + options.world.resources);

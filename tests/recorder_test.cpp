@@ -17,10 +17,10 @@ class Recording : public testing::Test {
     void play(const std::string& step, End end, const Bytes& bytes, int index) {
         played_.push_back({step, events_.size(), events_.size() + 1});
         events_.push_back(
-            {.end = end, .to_daemon = true, .bytes = bytes, .text = {}, .control = index});
+            {.place = at(end), .to_daemon = true, .bytes = bytes, .text = {}, .control = index});
     }
     void come(End end, const Bytes& bytes, int index) {
-        events_.push_back({.end = end, .bytes = bytes, .text = {}, .control = index});
+        events_.push_back({.place = at(end), .bytes = bytes, .text = {}, .control = index});
     }
     void expect(const std::string& steps) const {
         EXPECT_EQ(recording(played_, events_, setup_),

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 namespace bench {
 namespace {
 
@@ -22,28 +24,27 @@ TEST(Scenario, SaysWhereALineIsWrong) {
         const char *step, *message;
     } cases[] = {
         {"board press PLAY_B",
-         "expected board press BUTTON [VELOCITY]; no control is called PLAY_B"},
-        {"board press VOLUME_A", "expected board press BUTTON [VELOCITY]"},
-        {"board press PLAY_A 128", "expected board press BUTTON [VELOCITY]"},
-        {"board turn VOLUME_A 1 2", "expected board turn POT 0..127"},
-        {"host light METER_A 1", "expected host light LIGHT 0..127"},
+         "expected board press CONTROL [VELOCITY]; no control is called PLAY_B"},
+        {"board press VOLUME_A", "expected board press CONTROL [VELOCITY]"},
+        {"board press PLAY_A 128", "expected board press CONTROL [VELOCITY]"},
+        {"board turn VOLUME_A 1 2", "expected board turn CONTROL POSITION"},
+        {"host light METER_A 1", "expected host light CONTROL VALUE"},
         {"host send", "expected host send BYTES | sysex"},
-        {"host expect METER_A 3", "expected host expect BYTES | CONTROL"},
-        {"board expect PLAY_A off", "expected board expect BYTES | CONTROL"},
-        {"host expect 90 3c within soon", "expected host expect BYTES"},
-        {"both flood 10 pots", "expected both flood MESSAGES"},
+        {"host expect METER_A 3", "expected host expect WHAT [within MS]; WHAT: BYTES | CONTROL"},
+        {"board expect PLAY_A off", "expected board expect WHAT"},
+        {"host expect 90 3c within soon", "expected host expect WHAT"},
+        {"both flood 10 pots", "expected both flood COUNT [pots]"},
         {"host press PLAY_A", "expected host light | dark"},
-        {"sleep 5", "expected a step: board, host"},
+        {"sleep 5", "expected a step: board, host, call"},
         {"wait 5\nwithout midi", "expected set-up lines before the first step"},
-        {"xfbdev", "expected xfbdev lingers MS | ignores SIGNALS"},
+        {"xfbdev ignores", "expected xfbdev ignores SIGNALS"},
         {"without cable", "expected without serial | midi | command NAME"},
         {"without command echo",
          "expected without serial | midi | command NAME; the world has no command echo that"},
         {"mode orvik.sys.cfg 0", "expected mode NAME OCTAL"},
         {"mode orvik.sys.cfg 778", "expected mode NAME OCTAL"},
         {"mode x 000", "expected mode NAME OCTAL; up to this line there is no file x"},
-        {"host stops", "expected host stops reading"},
-        {"host reads", "expected host reads again"},
+        {"host stops", "expected host light | dark | meter | send | expect report | "},
         {"log line x", "expected log line \"TEXT\""},
         {"file x hex\n    1g", "expected bytes in hexadecimal"},
         {"file x\n   y", "expected lines of a file indented by four blanks"},
@@ -62,25 +63,39 @@ TEST(Scenario, SaysWhereALineIsWrong) {
 }
 
 TEST(Scenario, NamesBecomeBytes) {
-    const Scenario scenario = parse(
-        "## What it shows\n"
-        "board press PLAY_A 51\n"
-        "host expect PLAY_A 127 within 50\n"
-        "host expect PLAY_A off\n"
-        "board expect METER_A 0x33\n"
-        "host send sysex 100 open\n"
-        "board expect f0 .. f7\n");
-    const std::vector<Step>& steps = scenario.steps;
-    EXPECT_EQ(steps[0].words, "What it shows");
-    EXPECT_EQ(steps[1].messages, (std::vector<Bytes>{{0x90, 0x01, 51}}));
-    EXPECT_TRUE(matches(steps[2].pattern, {0x94, 60, 127}));
-    EXPECT_EQ(steps[2].time, milliseconds(50));
-    EXPECT_TRUE(matches(steps[3].pattern, {0x84, 60, 9}));
-    EXPECT_FALSE(matches(steps[3].pattern, {0x94, 60, 9}));
-    EXPECT_TRUE(matches(steps[4].pattern, {0xB0, 80, 0x33}));
-    EXPECT_EQ(steps[5].messages.front().size(), 99U);
-    EXPECT_TRUE(matches(steps[6].pattern, {0xF0, 0x55, 0xF7}));
-    EXPECT_FALSE(matches(steps[6].pattern, {0xF0, 0x55, 0x55, 0xF7}));
+    const Scenario scenario = parse("board press PLAY_A 51\nhost send sysex 100 open\n");
+    EXPECT_EQ(scenario.steps[0].sending->messages, (std::vector<Bytes>{{0x90, 0x01, 51}}));
+    EXPECT_EQ(scenario.steps[1].sending->messages.front().size(), 99U);
+    bench::Setup setup;
+    setup.channel = 4;
+    setup.mapping.apply_base("21 1 60 3 0 1 2 PLAY_A\n82 80 28 4 0 0 2 METER_A\n");
+    StepReader reader(setup);
+    const struct {
+        End end;
+        const char *words, *message;
+        bool fits;
+    } cases[] = {
+        {End::Host, "PLAY_A 127", "94 3c 7f", true},
+        {End::Host, "PLAY_A off", "84 3c 09", true},
+        {End::Host, "PLAY_A off", "94 3c 09", false},
+        {End::Host, "PLAY_A off 8", "84 3c 09", false},
+        {End::Board, "METER_A 0x33", "b0 50 33", true},
+        {End::Board, "f0 .. f7", "f0 55 f7", true},
+        {End::Board, "f0 .. f7", "f0 55 55 f7", false},
+    };
+    for (const auto& [end, words, message, fits] : cases) {
+        reader.words = Words(words);
+        reader.ends = {end};
+        EXPECT_EQ(matches(reader.pattern(), *parse_hex(message)), fits) << words;
+    }
+}
+
+TEST(Scenario, LinesAreListed) {
+    std::ifstream file(SCENARIOS_DIR "/README.md");
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    for (const std::string& table : {setup_table(), steps_table()}) {
+        EXPECT_NE(text.find(table), std::string::npos) << "README.md is to have:\n" << table;
+    }
 }
 
 TEST(Scenario, SetsTheWorldUp) {

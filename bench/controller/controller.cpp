@@ -40,6 +40,18 @@ bool is(short state, int fd) {
 
 }  // namespace
 
+End other(End end) {
+    return end == End::Board ? End::Host : End::Board;
+}
+
+const char* name(End end) {
+    return end == End::Board ? "board" : "host";
+}
+
+std::string way(End from) {
+    return std::string(name(from)) + " → " + name(other(from));
+}
+
 struct Controller::Line {
     Bytes queue;
     Splitter splitter;
@@ -117,12 +129,12 @@ milliseconds Controller::now() const {
 }
 
 void Controller::add(Event event) {
-    event.at = now();
+    event.time = now();
     if (event.bytes.size() == 3 && is_channel_message(event.bytes)) {
         const Mapping& map = setup_.mapping;
         const std::uint8_t status = event.bytes[0];
         const int number = event.bytes[1];
-        const bool board = event.end == End::Board;
+        const bool board = event.place == Place::Board;
         const Control* const control = event.to_daemon ? board ? map.sent_by_board(status, number)
                                                                : map.sent_by_host(status, number)
                                        : board ? map.seen_by_board(status, number)
@@ -161,10 +173,10 @@ void Controller::step(milliseconds timeout) {
         }
     }
     if (has_input(polled[3])) {
-        read_text(world_->log_fd(), End::Log);
+        read_text(world_->log_fd(), Place::Log);
     }
     if (has_input(polled[4])) {
-        read_text(world_->console_fd(), End::Console);
+        read_text(world_->console_fd(), Place::Console);
     }
     if (has_input(polled[2])) {
         read_platform();
@@ -193,8 +205,8 @@ bool Controller::read_line(End end) {
         if (end == End::Host) {
             host_.receive(message);
         }
-        const bool all_pots = message.size() == 3 && !answers.empty();
-        add({.end = end, .bytes = std::move(message), .text = all_pots ? "all pots wanted" : ""});
+        const bool wants_pots = message.size() == 3 && !answers.empty();
+        add({.place = at(end), .bytes = std::move(message), .wants_pots = wants_pots});
         if (!answers.empty()) {
             send(end, answers);
         }
@@ -202,22 +214,22 @@ bool Controller::read_line(End end) {
     return true;
 }
 
-bool Controller::read_text(int fd, End end) {
+bool Controller::read_text(int fd, Place place) {
     std::array<char, READ_SIZE> data;
     const ssize_t size = fd < 0 ? 0 : read(fd, data.data(), data.size());
     if (size <= 0) {
         return false;
     }
-    if (end == End::Console) {
+    if (place == Place::Console) {
         const Bytes written(data.data(), data.data() + size);
         screen_.write(written);
-        add({.end = end, .bytes = written});
+        add({.place = place, .bytes = written});
         return true;
     }
     log_rest_.append(data.data(), static_cast<std::size_t>(size));
     for (std::size_t eol = log_rest_.find('\n'); eol != std::string::npos;
          eol = log_rest_.find('\n')) {
-        add({.end = end, .text = log_rest_.substr(0, eol)});
+        add({.place = place, .text = log_rest_.substr(0, eol)});
         log_rest_.erase(0, eol + 1);
     }
     return true;
@@ -234,12 +246,12 @@ void Controller::write_line(End end) {
 void Controller::read_platform() {
     while (read_line(End::Board)) {
     }
-    while (read_text(world_->log_fd(), End::Log)) {
+    while (read_text(world_->log_fd(), Place::Log)) {
     }
-    while (read_text(world_->console_fd(), End::Console)) {
+    while (read_text(world_->console_fd(), Place::Console)) {
     }
     if (std::optional<std::string> call = world_->next_platform_call()) {
-        add({.end = End::Platform, .text = std::move(*call)});
+        add({.place = Place::Platform, .text = std::move(*call)});
         world_->answer_platform();
     }
 }
@@ -252,10 +264,10 @@ void Controller::notice_exit() {
     read_platform();
     read_line(End::Host);
     if (!log_rest_.empty()) {
-        add({.end = End::Log, .text = std::move(log_rest_)});
+        add({.place = Place::Log, .text = std::move(log_rest_)});
     }
     exit_status_ = status;
-    add({.end = End::Daemon, .text = "exit status " + std::to_string(*status)});
+    add({.place = Place::World, .text = "exit status " + std::to_string(*status)});
 }
 
 bool Controller::send(End end, const Bytes& bytes) {
@@ -278,7 +290,7 @@ bool Controller::send(End end, const std::vector<Bytes>& messages) {
             if (end == End::Board) {
                 board_.sent(part);
             }
-            add({.end = end, .to_daemon = true, .bytes = std::move(part)});
+            add({.place = at(end), .to_daemon = true, .bytes = std::move(part)});
         }
     }
     write_line(end);
@@ -308,7 +320,7 @@ bool Controller::drained(End end) const {
 void Controller::end_unfinished(End end) {
     Splitter& splitter = line(end).splitter;
     if (!splitter.pending().empty()) {
-        add({.end = end, .bytes = splitter.pending()});
+        add({.place = at(end), .bytes = splitter.pending()});
         splitter = Splitter();
     }
 }
@@ -336,7 +348,7 @@ void Controller::hang_up(Link link) {
     }
     world_->hang_up(link);
     line(end) = Line();
-    add({.end = End::Daemon,
+    add({.place = Place::World,
          .text = link == Link::Serial ? "serial line pulled" : "MIDI device pulled"});
 }
 

@@ -19,16 +19,32 @@ namespace bench {
 
 using std::chrono::milliseconds;
 
-// Where something happens. Daemon: its end, and lines that are pulled.
-enum class End { Board, Host, Platform, Log, Console, Daemon };
+// The two ends that messages go between.
+enum class End { Board, Host };
+
+End other(End end);
+const char* name(End end);  // "board", "host"
+std::string way(End from);  // "board → host"
+
+// Where something happens. World: the daemon's end, and lines that are pulled.
+enum class Place { Board, Host, Platform, Log, Console, World };
+constexpr std::size_t PLACES = 6;
+constexpr Place at(End end) {
+    return end == End::Board ? Place::Board : Place::Host;
+}
 
 struct Event {
-    milliseconds at{};  // since the start of the world
-    End end = End::Log;
-    bool to_daemon = false;  // board and host: sent towards the daemon, else come from it
-    Bytes bytes = {};        // board and host: one message; console: what was written
-    std::string text = {};   // platform: the call; log: the line; board: what bytes do not tell
-    int control = -1;        // configuration index of the control it is about
+    milliseconds time{};  // since the start of the world
+    Place place = Place::Log;
+    bool to_daemon = false;   // board and host: sent towards the daemon, else come from it
+    Bytes bytes = {};         // board and host: one message; console: what was written
+    std::string text = {};    // platform: the call; log: the line
+    int control = -1;         // configuration index of the control it is about
+    bool wants_pots = false;  // board: it has answered with all positions
+
+    bool is_message() const { return place == Place::Board || place == Place::Host; }
+    bool sent_by(End end) const { return place == at(end) && to_daemon; }
+    bool came_to(End end) const { return place == at(end) && !to_daemon; }
 };
 
 class OpenWatch;
@@ -85,7 +101,7 @@ class Controller {
 
     void add(Event event);
     bool read_line(End end);
-    bool read_text(int fd, End end);
+    bool read_text(int fd, Place place);
     void write_line(End end);
     void read_platform();
     void notice_exit();

@@ -64,21 +64,21 @@ std::string visible(const Bytes& bytes) {
 }  // namespace
 
 bool is_traffic_light(const Event& event) {
-    return event.end == End::Board && !event.to_daemon && event.bytes.size() == 3 &&
-           event.bytes[0] == NOTE_ON && event.bytes[1] == TRAFFIC_LIGHT;
+    return event.came_to(End::Board) && event.bytes.size() == 3 && event.bytes[0] == NOTE_ON &&
+           event.bytes[1] == TRAFFIC_LIGHT;
 }
 
 std::string words_for(const Event& event, const Mapping& mapping) {
-    if (event.end == End::Console) {
+    if (event.place == Place::Console) {
         return visible(event.bytes);
     }
-    if (event.end != End::Board && event.end != End::Host) {
+    if (!event.is_message()) {
         return event.text;
     }
     const Control* const control = event.control < 0 ? nullptr : &mapping.at(event.control);
-    if (event.end == End::Board && is_channel_message(event.bytes) && event.bytes.size() == 3) {
+    if (event.place == Place::Board && is_channel_message(event.bytes) && event.bytes.size() == 3) {
         if (!event.to_daemon) {
-            return event.text.empty() ? to_board(event.bytes, control) : event.text;
+            return event.wants_pots ? "all pots wanted" : to_board(event.bytes, control);
         }
         if (control != nullptr) {
             return from_board(event.bytes, *control);
@@ -92,8 +92,8 @@ std::string words_for(const Event& event, const Mapping& mapping) {
 
 std::string transcript_line(const Event& event, const Mapping& mapping) {
     static constexpr const char* NAMES[] = {"board", "host ", "call ", "log  ", "tty0 ", "world"};
-    std::string line = std::string(NAMES[static_cast<std::size_t>(event.end)]) + " ";
-    if (event.end == End::Board || event.end == End::Host) {
+    std::string line = std::string(NAMES[static_cast<std::size_t>(event.place)]) + " ";
+    if (event.is_message()) {
         std::string bytes = hex(event.bytes, HEX_BYTES);
         bytes.resize(std::max(bytes.size() + 1, HEX_COLUMN), ' ');
         line += (event.to_daemon ? "→ " : "← ") + bytes;

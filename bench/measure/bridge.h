@@ -5,10 +5,40 @@
 #include <optional>
 #include <string>
 
-#include "controller/controller.h"
-#include "measure/traffic.h"
+#include "controller/account.h"
 
 namespace bench {
+
+// What goes out from one end of a bridge on a bare line, and comes in at the other.
+class Stream {
+  public:
+    Stream(End from, int from_fd, int to_fd, std::vector<Track> tracks)
+        : account(from, std::move(tracks)), from_fd_(from_fd), to_fd_(to_fd) {}
+
+    void begin(const Plan& plan);
+    // Sends what is due, or what of it found no room before.
+    void send(Clock::time_point now);
+    // Takes what has arrived, or forgets it.
+    void receive();
+    void forget() const;
+    bool done() const { return account.done() && queue_.empty(); }
+
+    // Where to wait, and until when: for arrivals, for room in the line, for what is due.
+    int to_fd() const { return to_fd_; }
+    int full_fd() const { return queue_.empty() ? -1 : from_fd_; }
+    std::optional<Clock::time_point> due() const;
+
+    std::int64_t refused() const { return refused_; }  // times that the line took no more
+    std::int64_t late() const { return late_; }        // arrivals after the last sending
+
+    Account account;
+
+  private:
+    int from_fd_, to_fd_;
+    Bytes queue_;
+    Splitter splitter_;
+    std::int64_t refused_ = 0, late_ = 0;
+};
 
 class Bridge {
   public:
@@ -17,10 +47,10 @@ class Bridge {
     explicit Bridge(const WorldConfig& config, bool relayed = false);
 
     // Sends by these plans until all has arrived, `meanwhile` being called now and then. False if
-    // something is missing or came unexpected; summary() of the streams then tells.
+    // something is missing or came unexpected; the accounts then tell.
     bool run(const Plan& board, const Plan& host, const std::function<void()>& meanwhile = nullptr);
-    // What goes out from an end.
-    Stream& stream(End from) { return from == End::Board ? *board_ : *host_; }
+    const Stream& stream(End from) const { return from == End::Board ? *board_ : *host_; }
+    Account& account(End from) { return (from == End::Board ? *board_ : *host_).account; }
     // Sends nothing for a while, and forgets what comes.
     void rest(milliseconds time);
 

@@ -26,7 +26,6 @@ constexpr int MEMORY_COUNT = 10000;
 constexpr int RATES[] = {500, 1000, 2000, LINE_RATE, 8000, 16000, 32000, 64000, 100000, SATURATED};
 constexpr int FLOOD_RATE = 100 * LINE_RATE;
 constexpr int FLOOD_SECONDS = 5;
-constexpr int UNLIMITED = 1 << 30;
 constexpr End ENDS[] = {End::Board, End::Host};
 
 using Latencies = std::vector<std::uint32_t>;
@@ -37,10 +36,6 @@ double microseconds(const Latencies& sorted, double share) {
     }
     const auto last = static_cast<double>(sorted.size() - 1);
     return sorted[static_cast<std::size_t>(std::lround(share * last))] / 1000.0;
-}
-
-const char* way(End from) {
-    return from == End::Board ? "board → host" : "host → board";
 }
 
 // ---- Latency
@@ -79,16 +74,16 @@ void run_all(Bridge& bridge, const Plan& board, const Plan& host, const std::str
     std::string text = what + " went wrong";
     for (const End from : ENDS) {
         text += "\n";
-        text += summary(bridge.stream(from));
+        text += bridge.account(from).summary();
     }
     throw Failed(text);
 }
 
 // Sends from one end alone and returns its account.
-const Stream& run_one(Bridge& bridge, End from, const Plan& plan, const std::string& what) {
+const Account& run_one(Bridge& bridge, End from, const Plan& plan, const std::string& what) {
     const Plan quiet = {};
     run_all(bridge, from == End::Board ? plan : quiet, from == End::Host ? plan : quiet, what);
-    return bridge.stream(from);
+    return bridge.account(from);
 }
 
 void append(Latencies& to, const Latencies& more) {
@@ -102,7 +97,7 @@ void measure_latency(const Subject& subject, const WorldConfig& config, const Me
     const Plan line = {.count = LINE_RATE * LINE_SECONDS, .per_second = LINE_RATE};
     run_all(bridge, line, line, subject.name);
     for (const End from : ENDS) {
-        append(found[Load::Line][from][subject.name], bridge.stream(from).latencies());
+        append(found[Load::Line][from][subject.name], bridge.account(from).latencies());
     }
     const Plan idle = {.count = IDLE_COUNT, .per_second = IDLE_RATE, .window = 1};
     for (const End from : ENDS) {
@@ -125,12 +120,12 @@ void print_latency(const Distributions& found, std::FILE* data) {
                 const double median = microseconds(all, 0.5), p99 = microseconds(all, 0.99);
                 std::printf(
                     "| %s | %s | %s | %.0f us | %.0f us | %.0f us | %.0f us | %.2f, %.2f |\n",
-                    load_name, way(from), subject.name, median, microseconds(all, 0.9), p99,
+                    load_name, way(from).c_str(), subject.name, median, microseconds(all, 0.9), p99,
                     microseconds(all, 0.999), median / microseconds(busy, 0.5),
                     p99 / microseconds(busy, 0.99));
                 for (int percent = 1; percent < 100; ++percent) {
-                    std::fprintf(data, "%s\t%s\t%s\t%d\t%.1f\n", load_name, way(from), subject.name,
-                                 percent, microseconds(all, percent / 100.0));
+                    std::fprintf(data, "%s\t%s\t%s\t%d\t%.1f\n", load_name, way(from).c_str(),
+                                 subject.name, percent, microseconds(all, percent / 100.0));
                 }
             }
         }
@@ -172,21 +167,21 @@ Usage usage_of(const Bridge& bridge) {
 void measure_rate(Bridge& bridge, End from, int rate, std::FILE* data) {
     const int count = (rate == SATURATED ? SATURATED_RATE : rate) * RATE_SECONDS;
     const Usage before = usage_of(bridge);
-    const Stream& stream =
+    const Account& account =
         run_one(bridge, from, {.count = count, .per_second = rate}, "a steady rate");
     const Usage after = usage_of(bridge);
-    Latencies sorted = stream.latencies();
+    Latencies sorted = account.latencies();
     std::sort(sorted.begin(), sorted.end());
-    const double seconds = std::chrono::duration<double>(stream.time()).count();
-    const double reached = static_cast<double>(stream.sent()) / seconds;
+    const double seconds = account.seconds();
+    const double reached = static_cast<double>(account.sent()) / seconds;
     const double board = static_cast<double>(after.board - before.board) / seconds / 1e7;
     const double host = static_cast<double>(after.host - before.host) / seconds / 1e7;
     const std::string asked =
         rate == SATURATED ? "all that 16 under way allow" : std::to_string(rate);
-    std::printf("| %s | %s | %.0f | %.0f us | %.0f us | %.0f %% | %.0f %% | %lld |\n", way(from),
-                asked.c_str(), reached, microseconds(sorted, 0.5), microseconds(sorted, 0.99),
-                board, host, static_cast<long long>(stream.sent() - stream.arrived()));
-    std::fprintf(data, "%s\t%.0f\t%.1f\t%.1f\t%.1f\t%.1f\n", way(from), reached,
+    std::printf("| %s | %s | %.0f | %.0f us | %.0f us | %.0f %% | %.0f %% | %lld |\n",
+                way(from).c_str(), asked.c_str(), reached, microseconds(sorted, 0.5),
+                microseconds(sorted, 0.99), board, host, static_cast<long long>(account.missing()));
+    std::fprintf(data, "%s\t%.0f\t%.1f\t%.1f\t%.1f\t%.1f\n", way(from).c_str(), reached,
                  microseconds(sorted, 0.5), microseconds(sorted, 0.99), board, host);
 }
 
@@ -211,20 +206,20 @@ void measure_flood(const WorldConfig& config) {
     Bridge bridge(config);
     for (const End from : ENDS) {
         const bool pots = from == End::Board;
-        const Stream& stream = run_one(bridge, from,
-                                       {.count = FLOOD_RATE * FLOOD_SECONDS,
-                                        .per_second = FLOOD_RATE,
-                                        .window = UNLIMITED,
-                                        .note_depth = pots ? 0 : UNLIMITED,
-                                        .controller_depth = pots ? UNLIMITED : 0},
-                                       "the flood");
-        const double seconds = std::chrono::duration<double>(stream.time()).count();
+        const Account& account = run_one(bridge, from,
+                                         {.count = FLOOD_RATE * FLOOD_SECONDS,
+                                          .per_second = FLOOD_RATE,
+                                          .window = UNLIMITED,
+                                          .note_depth = pots ? 0 : UNLIMITED,
+                                          .controller_depth = pots ? UNLIMITED : 0},
+                                         "the flood");
+        const Stream& stream = bridge.stream(from);
         std::printf(
-            "| %s | %lld | %.0f | %lld | %lld | %lld | %lld | %lld |\n", way(from),
-            static_cast<long long>(stream.sent()), static_cast<double>(stream.sent()) / seconds,
-            static_cast<long long>(stream.refused()), static_cast<long long>(stream.arrived()),
-            static_cast<long long>(stream.merged()),
-            static_cast<long long>(stream.sent() - stream.arrived() - stream.merged()),
+            "| %s | %lld | %.0f | %lld | %lld | %lld | %lld | %lld |\n", way(from).c_str(),
+            static_cast<long long>(account.sent()),
+            static_cast<double>(account.sent()) / account.seconds(),
+            static_cast<long long>(stream.refused()), static_cast<long long>(account.arrived()),
+            static_cast<long long>(account.merged()), static_cast<long long>(account.missing()),
             static_cast<long long>(stream.late()));
     }
 }
@@ -234,26 +229,26 @@ void measure_flood(const WorldConfig& config) {
 // What ends a step of the start-up: a platform command called, or a line printed.
 struct Step {
     const char* what;
-    End end;
+    Place place;
     const char* begins;
 };
 constexpr Step STEPS[] = {
-    {"check of the hand-edited files, base mapping", End::Log, "read config exit"},
-    {"channel, preset, USB identities", End::Platform, "modprobe"},
-    {"gadget module", End::Log, "Load g_midi"},
-    {"label lists, the application stopped", End::Platform, "killall Xfbdev"},
-    {"X server stopped, with its fixed wait of a second", End::Platform, "fbset"},
-    {"screen set up, splash image", End::Platform, "fbsplash"},
+    {"check of the hand-edited files, base mapping", Place::Log, "read config exit"},
+    {"channel, preset, USB identities", Place::Platform, "modprobe"},
+    {"gadget module", Place::Log, "Load g_midi"},
+    {"label lists, the application stopped", Place::Platform, "killall Xfbdev"},
+    {"X server stopped, with its fixed wait of a second", Place::Platform, "fbset"},
+    {"screen set up, splash image", Place::Platform, "fbsplash"},
 };
 
 milliseconds find_step(const std::vector<Event>& events, const Step& step) {
     const auto found = std::find_if(events.begin(), events.end(), [&](const Event& event) {
-        return event.end == step.end && event.text.rfind(step.begins, 0) == 0;
+        return event.place == step.place && event.text.rfind(step.begins, 0) == 0;
     });
     if (found == events.end()) {
         throw Failed(std::string("the start-up has no step \"") + step.begins + "\"");
     }
-    return found->at;
+    return found->time;
 }
 
 void measure_start(const WorldConfig& config) {

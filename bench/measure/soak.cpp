@@ -25,8 +25,8 @@ Holdings holdings_of(const Bridge& bridge) {
 
 bool soak(const WorldConfig& config, const SoakPlan& plan) {
     Bridge bridge(config);
-    Stream& board = bridge.stream(End::Board);
-    Stream& host = bridge.stream(End::Host);
+    Account& board = bridge.account(End::Board);
+    Account& host = bridge.account(End::Host);
     // Of a button or light one message at a time is under way, so that none may be missing.
     const Plan from_board = {.count = plan.count, .controller_depth = DEPTH};
     const Plan from_host = {
@@ -47,7 +47,7 @@ bool soak(const WorldConfig& config, const SoakPlan& plan) {
     bridge.rest(SETTLING);
     const Holdings after = holdings_of(bridge);
     const std::string said = bridge.said();
-    std::printf("%s\n%s\n", summary(board).c_str(), summary(host).c_str());
+    std::printf("%s\n%s\n", board.summary().c_str(), host.summary().c_str());
     std::printf("private memory: %d kB before, %d kB after; descriptors: %d before, %d after\n",
                 before.private_kb, after.private_kb, before.descriptors, after.descriptors);
     std::printf("the daemon's messages: %s\n", said.empty() ? "none" : said.c_str());

@@ -24,18 +24,18 @@ bool holds(const std::string& text, const std::string& part) {
 
 std::string stamped(const Event& event, const Mapping& mapping) {
     char stamp[24];
-    std::snprintf(stamp, sizeof stamp, "%9.3f  ", static_cast<double>(event.at.count()) / 1000.0);
+    std::snprintf(stamp, sizeof stamp, "%9.3f  ", static_cast<double>(event.time.count()) / 1000.0);
     return stamp + transcript_line(event, mapping);
 }
 
 bool is_dropped(const Event& event, const Setup& setup) {
     const std::uint8_t status = event.bytes[0];
     if (status == SYSEX_START) {
-        return event.end == End::Host && event.bytes.size() > LONGEST_SYSEX;
+        return event.place == Place::Host && event.bytes.size() > LONGEST_SYSEX;
     }
-    const bool power = event.end == End::Board && status < CONTROL_CHANGE &&
+    const bool power = event.place == Place::Board && status < CONTROL_CHANGE &&
                        event.bytes.size() == 3 && event.bytes[1] == POWER_SWITCH;
-    const bool other_channel = event.end == End::Host && (status & 0x0F) != setup.channel;
+    const bool other_channel = event.place == Place::Host && (status & 0x0F) != setup.channel;
     return other_channel || (event.control < 0 && !power);
 }
 
@@ -96,12 +96,12 @@ void Scroll::back(int lines, const std::string& filter) {
 // --- Counters ---
 
 void Counters::take(const Event& event, const Setup& setup) {
-    if ((event.end != End::Board && event.end != End::Host) || is_traffic_light(event)) {
+    if (!event.is_message() || is_traffic_light(event)) {
         return;
     }
-    std::deque<milliseconds>& times = times_[event.end == End::Board ? 0 : 1][event.to_daemon];
-    times.push_back(event.at);
-    while (times.front() + SECOND < event.at) {
+    std::deque<milliseconds>& times = times_[event.place == Place::Board ? 0 : 1][event.to_daemon];
+    times.push_back(event.time);
+    while (times.front() + SECOND < event.time) {
         times.pop_front();
     }
     if (event.to_daemon && is_dropped(event, setup)) {
@@ -141,11 +141,12 @@ bool Monitor::take(const Controller& controller) {
     for (; taken_ < events.size(); ++taken_) {
         const Event& event = events[taken_];
         counters.take(event, controller.setup());
-        if (event.end == End::Log || event.end == End::Daemon) {
-            log.add({event.text, event.end, false});
+        if (event.place == Place::Log || event.place == Place::World) {
+            log.add({event.text, event.place, false});
         }
-        if (event.end != End::Log && event.end != End::Console && !is_traffic_light(event)) {
-            wire.add({stamped(event, controller.mapping()), event.end, event.to_daemon});
+        if (event.place != Place::Log && event.place != Place::Console &&
+            !is_traffic_light(event)) {
+            wire.add({stamped(event, controller.mapping()), event.place, event.to_daemon});
         }
     }
     return some;

@@ -13,7 +13,7 @@ namespace bench {
 
 struct MonitorLine {
     std::string text;
-    End end = End::Log;
+    Place place = Place::Log;
     bool to_daemon = false;
 };
 
@@ -53,7 +53,7 @@ class Counters {
   private:
     void count_merged(const Event& event, const Control& control);
 
-    std::array<std::array<std::deque<milliseconds>, 2>, 2> times_;
+    std::array<std::array<std::deque<milliseconds>, 2>, 2> times_;  // by end, by direction
     std::array<int, CONTROL_COUNT> last_{};     // value sent towards the daemon, plus one
     std::array<int, CONTROL_COUNT> waiting_{};  // changes that have not come out yet
     int dropped_ = 0;

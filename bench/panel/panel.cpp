@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "scenario/scenario.h"
+#include "scenario/step.h"
 
 namespace bench {
 namespace {
@@ -117,7 +117,7 @@ void Panel::notice_events() {
     const std::vector<Event>& events = controller_->events();
     for (; seen_ < events.size(); ++seen_) {
         const Event& event = events[seen_];
-        if (event.end == End::Board && event.to_daemon && event.control >= 0 &&
+        if (event.sent_by(End::Board) && event.control >= 0 &&
             controller_->mapping().at(event.control).sends_steps()) {
             travel_[static_cast<std::size_t>(event.control)] += event.bytes[2] - REST;
         }
@@ -149,23 +149,19 @@ void Panel::play(const std::string& step) {
     }
     message_.clear();
     try {
-        WorldConfig as_started = started_;
-        as_started.daemon.clear();
-        const Scenario scenario = parse_scenario("", step + "\n", as_started);
-        if (scenario.steps.size() != 1 || scenario.steps.front().verb != Verb::Send) {
+        const std::optional<Sending> sending = StepReader(controller_->setup()).read(step).sending;
+        if (!sending) {
             message_ = "expected a step that sends: board press PLAY_A, host send 90 3c 7f";
             return;
         }
-        const Step& parsed = scenario.steps.front();
         const std::size_t first = controller_->events().size();
-        if (!controller_->send(parsed.end, parsed.messages)) {
+        if (!controller_->send(sending->end, sending->messages)) {
             message_ = "there is no line to send on";
         } else if (!recording_.empty()) {
             played_.push_back({step, first, controller_->events().size()});
         }
-    } catch (const ScenarioError& error) {
-        const std::string text = error.what();
-        message_ = text.substr(text.find("expected"));
+    } catch (const NotAsExpected& error) {
+        message_ = error.why;
     }
 }
 

@@ -26,11 +26,11 @@ struct Entry {
 };
 
 bool is_pots_request(const Event& event) {
-    return event.end == End::Board && event.bytes == Bytes{NOTE_ON, 0, 0};
+    return event.place == Place::Board && event.bytes == Bytes{NOTE_ON, 0, 0};
 }
 
 Key key_of(const Event& event, const Mapping& mapping) {
-    const bool from_board = (event.end == End::Board) == event.to_daemon;
+    const bool from_board = (event.place == Place::Board) == event.to_daemon;
     if (event.control < 0) {
         return {NO_CONTROL, true};
     }
@@ -68,8 +68,7 @@ void Writer::collect(const std::vector<Played>& played) {
     auto next = played.begin();
     for (std::size_t i = 0; i < events_.size(); ++i) {
         const Event& event = events_[i];
-        const bool crosses = event.end == End::Board || event.end == End::Host;
-        if (!crosses || is_traffic_light(event)) {
+        if (!event.is_message() || is_traffic_light(event)) {
             continue;
         }
         const Key key =
@@ -132,7 +131,7 @@ bool Writer::answers(const Entry& entry, const Event& came) const {
 }
 
 std::string Writer::expectation(const Event& came) const {
-    const std::string until = came.end == End::Board ? "board until " : "host until ";
+    const std::string until = came.place == Place::Board ? "board until " : "host until ";
     if (is_identity_request(came.bytes) || is_identity_reply(came.bytes)) {
         return until +
                (is_identity_request(came.bytes) ? "identity request\n" : "identity reply\n");

@@ -18,12 +18,12 @@ constexpr Ink TITLE{231, 24, true}, HELP{252, 237}, HEAD{75}, QUESTION{220, -1, 
 constexpr Ink FROM_BOARD{114}, TO_BOARD{151}, FROM_HOST{180}, TO_HOST{222}, OTHER{245};
 
 Ink ink_of(const MonitorLine& line) {
-    switch (line.end) {
-        case End::Board:
+    switch (line.place) {
+        case Place::Board:
             return line.to_daemon ? FROM_BOARD : TO_BOARD;
-        case End::Host:
+        case Place::Host:
             return line.to_daemon ? FROM_HOST : TO_HOST;
-        case End::Daemon:
+        case Place::World:
             return ALARM;
         default:
             return OTHER;

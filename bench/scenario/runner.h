@@ -2,13 +2,14 @@
 #pragma once
 
 #include <array>
-#include <optional>
+#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "controller/controller.h"
 #include "controller/transcript.h"
-#include "scenario/load.h"
+#include "scenario/fill.h"
 #include "scenario/scenario.h"
 
 namespace bench {
@@ -19,6 +20,18 @@ struct Outcome {
     std::string failure;   // "FILE:LINE: ..." and what came instead
 };
 
+// Ends a scenario.
+struct Failure {
+    std::string what;
+};
+
+// A line of the log or a platform call that is looked for, or must not come.
+struct Wanted {
+    Place place;
+    std::string text;
+    bool (*fits)(const std::string& wanted, const std::string& came);
+};
+
 class Runner {
   public:
     Runner(const Scenario& scenario, Controller& controller, Transcript& transcript);
@@ -26,61 +39,65 @@ class Runner {
     // Plays all steps, up to the first that fails.
     Outcome play();
 
-  private:
-    struct Failure;
-    struct Action;
-    static const Action ACTIONS[];
+    // What the verbs are made of. Where something else comes than is expected they throw a Failure.
 
-    void heading(const Step& step);
-    void send(const Step& step);
-    void expect(const Step& step);
-    void expect_report(const Step& step);
-    void until(const Step& step);
-    void silent(const Step& step);
-    void drop(const Step& step);
-    void expect_text(const Step& step);
-    void until_text(const Step& step);
-    void find_text(const Step& step);
-    void refuse_text(const Step& step);
-    void wait(const Step& step);
-    void hang_up(const Step& step);
-    void stop_reading(const Step& step);
-    void read_again(const Step& step);
-    void fill(const Step& step);
-    void expect_fill(const Step& step);
-    void expect_exit(const Step& step);
-    void expect_screen(const Step& step);
-    void show_screen(const Step& step);
-    void load(const Step& step);
-    void watch(const Step& step);
+    Controller& controller() { return controller_; }
+    Transcript& transcript() { return transcript_; }
+    const Step& step() const { return *step_; }  // the one that is played
+    // An expectation has held.
+    void hold() { ++expectations_; }
 
-    void expect_message(End end, const Pattern& pattern, milliseconds patience);
-    void pump(milliseconds timeout);
-    void pump_unprinted(milliseconds timeout);
+    // Let the controller work, and print what happens.
+    void pump(milliseconds timeout, bool printed = true);
     void pass_time(milliseconds time);
+    // What comes late has come.
+    void settle();
+
+    void send(End end, const std::vector<Bytes>& messages);
+    // The first event at this place that no step has taken yet; null if there is none so far, or
+    // none in time. Then all of them.
+    const Event* next_event(Place place);
+    const Event* await_event(Place place, milliseconds patience);
+    std::vector<const Event*> events_left(Place place);
+    void take(const Event& event);
+    // Takes events at this place up to the first that fits. Returns the number of those before it,
+    // -1 - that number if none came in time.
+    int take_until(Place place, milliseconds patience,
+                   const std::function<bool(const Event&)>& fits);
+    void expect_message(End end, const Pattern& pattern, milliseconds patience);
+    // "\n  last messages there: ..."
+    std::string last_messages(End end) const;
+    // Passes over what has come; whether more of it comes does not matter if `for_good`.
+    void pass_over(End end, bool for_good);
+    // Begins anew with the first event there.
+    void rewind(Place place) { next_[static_cast<std::size_t>(place)] = 0; }
+    // From here on this must not come, nor have come.
+    void refuse(const Wanted& wanted);
+
+    bool watches_traffic = false;   // changes of the traffic LED are messages
+    bool watches_order = false;     // steps take events in the order in which they came
+    std::map<End, Filling> filled;  // what the line towards that end was filled with
+
+  private:
     void await_ready();
     void finish();
-    const Event* next_event(End end);
-    const Event* await_event(End end, milliseconds deadline);
-    void take(const Event& event);
     void look_into_log();
     void refuse_again() const;
-    std::string last_messages(End end) const;
-    static End text_end(const Step& step);
 
     const Scenario& scenario_;
+    const Step* step_ = nullptr;
     Controller& controller_;
     Transcript& transcript_;
-    std::array<std::size_t, 6> next_{};  // by End: the first event that no step has taken
-    std::array<bool, 6> dropped_{};      // what is left there does not matter
-    std::array<std::optional<Filling>, 6> filled_{};  // by End: what the line there was filled with
+    std::array<std::size_t, PLACES> next_{};  // by Place: the first event that no step has taken
+    std::array<bool, PLACES> dropped_{};      // what is left there does not matter
     std::size_t log_looked_ = 0;
     std::size_t last_taken_ = 0;
-    std::vector<const Step*> refusals_;
+    std::vector<Wanted> refused_;
     int expectations_ = 0;
-    bool watch_traffic_ = false;
-    bool watch_order_ = false;
     bool is_ready_ = false;
+    bool may_end_;  // the daemon, by a step of the scenario
 };
+
+[[noreturn]] void fail(const std::string& expected, const std::string& came);
 
 }  // namespace bench

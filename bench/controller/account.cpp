@@ -1,20 +1,15 @@
-#include "measure/traffic.h"
-
-#include <poll.h>
-#include <unistd.h>
+#include "controller/account.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 
 namespace bench {
 namespace {
 
-constexpr std::size_t READ_SIZE = 65536;
 constexpr std::size_t MOST_LATENCIES = 1 << 20;
 constexpr std::size_t SLOTS = 256;  // notes, then controllers
 constexpr auto PATIENCE = std::chrono::seconds(10);
-constexpr auto TENDING = std::chrono::milliseconds(50);
+constexpr auto STANDSTILL = std::chrono::milliseconds(100);  // longer than a round takes
+constexpr std::size_t MOST_NAMED = 5;                        // of the messages that are missing
 constexpr std::uint8_t RELEASE_VELOCITY = 0x40;
 constexpr int METER_WIDTH = 18;
 constexpr int METER_LEVELS = 8;
@@ -39,6 +34,17 @@ bool is_unshared(const Mapping& mapping, const Control& control, End from, std::
     }
     return mapping.sent_by_host(status, control.host_sends) == &control &&
            mapping.seen_by_board(status, control.board_sees) == &control;
+}
+
+// What the host last asked for: the board need not have seen it.
+int asked_light(Controller& controller, const Control& control) {
+    int light = controller.board().light(control.index);
+    for (const Event& event : controller.events()) {
+        if (event.sent_by(End::Host) && event.control == control.index) {
+            light = event.bytes[2];
+        }
+    }
+    return light;
 }
 
 }  // namespace
@@ -93,33 +99,45 @@ std::vector<Track> choose_tracks(const Mapping& mapping, const Host& host, End f
     return tracks;
 }
 
-Stream::Stream(End from, int from_fd, int to_fd, std::vector<Track> tracks)
-    : from_(from), from_fd_(from_fd), to_fd_(to_fd), by_slot_(SLOTS, -1) {
+std::vector<Track> running_tracks(Controller& controller, End from) {
+    std::vector<Track> tracks = choose_tracks(controller.mapping(), controller.host(), from, false);
+    const Board& board = controller.board();
+    for (Track& track : tracks) {
+        const Control& control = track.control();
+        track.start_from(from == End::Host       ? asked_light(controller, control)
+                         : control.sends_notes() ? board.pressed(control.index)
+                                                 : board.position(control.index));
+    }
+    return tracks;
+}
+
+Account::Account(End from, std::vector<Track> tracks) : from_(from), by_slot_(SLOTS, -1) {
     for (Track& track : tracks) {
         by_slot_[slot(Track(track).next().arrives)] = static_cast<int>(sources_.size());
         sources_.push_back({std::move(track), 0, {}});
     }
 }
 
-void Stream::begin(const Plan& plan) {
+void Account::begin(const Plan& plan) {
     plan_ = plan;
     for (Source& source : sources_) {
         const bool notes = source.track.sends_notes();
         source.depth = static_cast<std::size_t>(notes ? plan.note_depth : plan.controller_depth);
     }
-    sent_ = arrived_ = merged_ = refused_ = late_ = queries_ = queries_arrived_ = 0;
+    sent_ = arrived_ = merged_ = queries_ = queries_arrived_ = 0;
     start_ = last_arrival_ = Clock::time_point{};
+    waited_ = {};
     latencies_.clear();
 }
 
 // Notes on and off are one kind, control changes the other.
-std::size_t Stream::slot(const Bytes& message) {
+std::size_t Account::slot(const Bytes& message) {
     const bool note = (message[0] & 0xE0) == 0x80;
     return (note ? 0U : 128U) + message[1];
 }
 
-std::optional<Clock::time_point> Stream::due() const {
-    if (sent_ == plan_.count || under_way_ >= plan_.window || wants_room()) {
+std::optional<Clock::time_point> Account::due() const {
+    if (all_sent() || under_way_ >= plan_.window) {
         return std::nullopt;
     }
     if (plan_.per_second == 0 || start_ == Clock::time_point{}) {
@@ -128,24 +146,17 @@ std::optional<Clock::time_point> Stream::due() const {
     return start_ + std::chrono::nanoseconds(sent_ * 1'000'000'000 / plan_.per_second);
 }
 
-void Stream::send(Clock::time_point now) {
+Bytes Account::make(Clock::time_point now) {
     if (start_ == Clock::time_point{}) {
         start_ = last_arrival_ = now;
     }
     std::int64_t allowed = std::min(plan_.count - sent_, plan_.window - under_way_);
     if (plan_.per_second > 0) {
-        const std::int64_t elapsed = (now - start_).count();
-        const std::int64_t by_now =
-            static_cast<std::int64_t>(static_cast<double>(elapsed) * 1e-9 * plan_.per_second) + 1;
-        allowed = std::min(allowed, by_now - sent_);
+        const double elapsed = std::chrono::duration<double>(now - start_).count();
+        allowed =
+            std::min(allowed, static_cast<std::int64_t>(elapsed * plan_.per_second) + 1 - sent_);
     }
-    if (queue_.empty()) {
-        prepare(allowed);
-    }
-    write_out();
-}
-
-void Stream::prepare(std::int64_t allowed) {
+    Bytes made;
     for (std::size_t tried = 0; allowed > 0 && tried < sources_.size(); ++tried) {
         Source& source = sources_[next_source_];
         next_source_ = (next_source_ + 1) % sources_.size();
@@ -153,7 +164,7 @@ void Stream::prepare(std::int64_t allowed) {
             continue;
         }
         Crossing crossing = source.track.next();
-        queue_.insert(queue_.end(), crossing.sent.begin(), crossing.sent.end());
+        made.insert(made.end(), crossing.sent.begin(), crossing.sent.end());
         source.under_way.push_back({std::move(crossing.arrives), Clock::now()});
         ++sent_;
         ++under_way_;
@@ -161,37 +172,15 @@ void Stream::prepare(std::int64_t allowed) {
         tried = 0;
         if (plan_.query_every > 0 && sent_ % plan_.query_every == 0) {
             const Bytes query = Host::identity_request();
-            queue_.insert(queue_.end(), query.begin(), query.end());
+            made.insert(made.end(), query.begin(), query.end());
             ++queries_;
         }
     }
-}
-
-void Stream::write_out() {
-    if (queue_.empty()) {
-        return;
-    }
-    const ssize_t size = write(from_fd_, queue_.data(), queue_.size());
-    refused_ += size < static_cast<ssize_t>(queue_.size()) ? 1 : 0;
-    if (size > 0) {
-        queue_.erase(queue_.begin(), queue_.begin() + size);
-    }
-}
-
-void Stream::receive() {
-    static std::array<std::uint8_t, READ_SIZE> data;
-    const ssize_t size = read(to_fd_, data.data(), data.size());
-    if (size <= 0) {
-        return;
-    }
-    const Clock::time_point now = Clock::now();
-    for (const Bytes& message : splitter_.feed(data.data(), static_cast<std::size_t>(size))) {
-        take(message, now);
-    }
+    return made;
 }
 
 // What the daemon tells the board unasked, or for a query.
-bool Stream::take_extra(const Bytes& message) {
+bool Account::take_extra(const Bytes& message) {
     if (from_ != End::Host) {
         return false;
     }
@@ -202,13 +191,13 @@ bool Stream::take_extra(const Bytes& message) {
 }
 
 // What is under way of the control that the message is of.
-std::deque<Stream::UnderWay>* Stream::find_under_way(const Bytes& message) {
+std::deque<Account::UnderWay>* Account::find_under_way(const Bytes& message) {
     const bool known = message.size() == 3 && (message[1] & 0x80) == 0;
     const int index = known ? by_slot_[slot(message)] : -1;
     return index >= 0 ? &sources_[static_cast<std::size_t>(index)].under_way : nullptr;
 }
 
-bool Stream::take_expected(const Bytes& message, Clock::time_point now) {
+bool Account::take_expected(const Bytes& message, Clock::time_point now) {
     std::deque<UnderWay>* const under_way = find_under_way(message);
     if (under_way == nullptr) {
         return false;
@@ -226,80 +215,49 @@ bool Stream::take_expected(const Bytes& message, Clock::time_point now) {
     merged_ += left_out;
     under_way_ -= left_out + 1;
     ++arrived_;
-    late_ += sent_ == plan_.count && queue_.empty() ? 1 : 0;
     last_arrival_ = now;
+    waited_ = {};
     return true;
 }
 
-void Stream::take(const Bytes& message, Clock::time_point now) {
+void Account::take(const Bytes& message, Clock::time_point now) {
     if (!take_expected(message, now) && !take_extra(message) && unexpected_.empty()) {
         unexpected_ = hex(message) + "   " + describe(message);
     }
 }
 
-bool Stream::done() const {
-    return sent_ == plan_.count && under_way_ == 0 && queue_.empty() &&
-           queries_arrived_ == queries_;
+bool Account::done() const {
+    return all_sent() && under_way_ == 0 && queries_arrived_ == queries_;
 }
 
-namespace {
-
-// Waits until a stream has something to read, room to write or something due, and reads.
-void wait_and_receive(const std::vector<Stream*>& streams) {
-    Clock::time_point wake = Clock::now() + TENDING;
-    std::vector<pollfd> polled;
-    for (const Stream* const stream : streams) {
-        wake = std::min(wake, stream->due().value_or(wake));
-        polled.push_back({stream->to_fd(), POLLIN, 0});
-    }
-    for (const Stream* const stream : streams) {
-        polled.push_back({stream->wants_room() ? stream->from_fd() : -1, POLLOUT, 0});
-    }
-    const std::int64_t wait = std::max<std::int64_t>(0, (wake - Clock::now()).count());
-    const timespec timeout = {wait / 1'000'000'000, wait % 1'000'000'000};
-    ppoll(polled.data(), polled.size(), &timeout, nullptr);
-    for (std::size_t i = 0; i < streams.size(); ++i) {
-        if (polled[i].revents != 0) {
-            streams[i]->receive();
-        }
-    }
+bool Account::failed(Clock::time_point now) {
+    waited_ += std::min<Clock::duration>(now - last_asked_, STANDSTILL);
+    last_asked_ = now;
+    return !unexpected_.empty() || (waited_ > PATIENCE && !done());
 }
 
-}  // namespace
-
-bool run_streams(const std::vector<Stream*>& streams, const std::function<void()>& tend) {
-    for (Clock::time_point tended = Clock::now();;) {
-        const Clock::time_point now = Clock::now();
-        bool done = true;
-        for (Stream* const stream : streams) {
-            stream->send(now);
-            done = done && stream->done();
-            const bool late = !stream->done() && now - stream->last_arrival() > PATIENCE;
-            if (!stream->unexpected().empty() || late) {
-                return false;
-            }
-        }
-        if (done) {
-            return true;
-        }
-        wait_and_receive(streams);
-        if (now - tended > TENDING) {
-            tended = now;
-            tend();
-        }
-    }
+double Account::seconds() const {
+    return std::chrono::duration<double>(last_arrival_ - start_).count();
 }
 
-std::string summary(const Stream& stream) {
-    std::string text = stream.from() == End::Board ? "board → host: " : "host → board: ";
-    text += std::to_string(stream.sent()) + " sent, " + std::to_string(stream.arrived()) +
-            " arrived, " + std::to_string(stream.merged()) + " merged, ";
-    text += std::to_string(stream.sent() - stream.arrived() - stream.merged()) + " missing";
-    if (stream.queries() > 0) {
-        text += ", " + std::to_string(stream.queries()) + " status queries";
+std::string Account::summary() const {
+    std::string text = way(from_) + ": " + std::to_string(sent_) + " sent, " +
+                       std::to_string(arrived_) + " arrived, " + std::to_string(merged_) +
+                       " merged, " + std::to_string(missing()) + " missing";
+    if (queries_ > 0) {
+        text += ", " + std::to_string(queries_) + " status queries";
     }
-    if (!stream.unexpected().empty()) {
-        text += "\n  came unexpected: " + stream.unexpected();
+    if (sources_.empty()) {
+        text += "; the mapping has no controls to send from";
+    }
+    std::size_t named = 0;
+    for (const Source& source : sources_) {
+        for (const UnderWay& one : source.under_way) {
+            text += named++ < MOST_NAMED ? "\n  missing: " + hex(one.message) : "";
+        }
+    }
+    if (!unexpected_.empty()) {
+        text += "\n  came unexpected: " + unexpected_;
     }
     return text;
 }

@@ -1,11 +1,10 @@
-// Messages by the million through a bridge between two bare lines: each one is accounted for at the
-// other end, and timed on the way.
+// Messages by the thousand from one end: made of the controls that can be told apart at both ends,
+// so many under way at a time, and each accounted for when it arrives at the other end.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,7 +29,7 @@ class Track {
     // `relayed`: the bridge copies bytes, so that they arrive as they were sent.
     Track(const Control& control, End from, const Host& host, bool relayed);
 
-    // Goes on from a state: 1 for a button that is down, a light's value.
+    // Goes on from a state: 1 for a button that is down, a light's value, a pot's position.
     void start_from(int value) { value_ = value; }
     Crossing next();
     const Control& control() const { return *control_; }
@@ -46,6 +45,10 @@ class Track {
 
 // The controls of a mapping that can be told apart at both ends: whose numbers are theirs alone.
 std::vector<Track> choose_tracks(const Mapping& mapping, const Host& host, End from, bool relayed);
+// The same of a running controller, each going on from where its control stands.
+std::vector<Track> running_tracks(Controller& controller, End from);
+
+constexpr int UNLIMITED = 1 << 30;
 
 struct Plan {
     std::int64_t count = 0;  // messages to send
@@ -55,46 +58,44 @@ struct Plan {
     // merged. Notes are those of buttons and lights, control changes those of pots and meters.
     int note_depth = 1;
     int controller_depth = 0;
-    int query_every = 0;  // host: an Identity Request behind so many messages; 0: none
+    int query_every = 0;  // host: an Identity Request after so many messages; 0: none
 };
 
-// One direction of traffic.
-class Stream {
+class Account {
   public:
-    Stream(End from, int from_fd, int to_fd, std::vector<Track> tracks);
+    Account(End from, std::vector<Track> tracks);
 
     // Begins to send by a plan, and counts anew. Only when done() with what was planned before.
     void begin(const Plan& plan);
-
-    // Sends what is due and allowed by now.
-    void send(Clock::time_point now);
+    // Makes what is due and allowed by now; it counts as sent.
+    Bytes make(Clock::time_point now);
     // When the next message is due; nothing if it waits for an arrival, or all are sent.
     std::optional<Clock::time_point> due() const;
-    // Takes what has arrived.
-    void receive();
-    // Sends no more; what is under way is still waited for.
+    // Takes a message that has arrived.
+    void take(const Bytes& message, Clock::time_point now);
+    // Makes no more; what is under way is still waited for.
     void stop() { plan_.count = sent_; }
+
+    bool all_sent() const { return sent_ == plan_.count; }
     bool done() const;
     // Every message arrived, or was merged into a later one that did.
     bool good() const { return done() && unexpected_.empty(); }
-
-    // A part of what was to be sent found no room in the line.
-    bool wants_room() const { return !queue_.empty(); }
+    // Something came that must not, or nothing for too long. Asked again and again, so that time in
+    // which this program stood still does not count.
+    bool failed(Clock::time_point now);
+    // "board → host: 10 sent, 10 arrived, 0 merged, 0 missing", and what went wrong.
+    std::string summary() const;
 
     End from() const { return from_; }
-    int from_fd() const { return from_fd_; }
-    int to_fd() const { return to_fd_; }
     std::int64_t sent() const { return sent_; }
     std::int64_t arrived() const { return arrived_; }
     std::int64_t merged() const { return merged_; }
-    std::int64_t refused() const { return refused_; }  // times that the line took no more
-    std::int64_t late() const { return late_; }        // arrivals after the last sending
-    std::int64_t queries() const { return queries_; }
-    Clock::duration time() const { return last_arrival_ - start_; }
+    std::int64_t missing() const { return sent_ - arrived_ - merged_; }
     const std::string& unexpected() const { return unexpected_; }
-    // From the last byte's writing to the reading, in nanoseconds, of each message that arrived.
+    // From the first to the last arrival, in seconds.
+    double seconds() const;
+    // From the making to the arrival, in nanoseconds, of each message that arrived.
     const std::vector<std::uint32_t>& latencies() const { return latencies_; }
-    Clock::time_point last_arrival() const { return last_arrival_; }
 
   private:
     struct UnderWay {
@@ -107,34 +108,22 @@ class Stream {
         std::deque<UnderWay> under_way;
     };
 
-    void prepare(std::int64_t allowed);
-    void write_out();
-    void take(const Bytes& message, Clock::time_point now);
     std::deque<UnderWay>* find_under_way(const Bytes& message);
     bool take_expected(const Bytes& message, Clock::time_point now);
     bool take_extra(const Bytes& message);
     static std::size_t slot(const Bytes& message);
 
     End from_;
-    int from_fd_, to_fd_;
     Plan plan_{};
     std::vector<Source> sources_;
     std::vector<int> by_slot_;  // index of the source whose arrivals have this status and number
     std::size_t next_source_ = 0;
-    std::int64_t sent_ = 0, arrived_ = 0, merged_ = 0, refused_ = 0, late_ = 0, queries_ = 0;
-    std::int64_t queries_arrived_ = 0, under_way_ = 0;
-    Bytes queue_;
-    Splitter splitter_;
-    Clock::time_point start_{}, last_arrival_{};
+    std::int64_t sent_ = 0, arrived_ = 0, merged_ = 0, under_way_ = 0;
+    std::int64_t queries_ = 0, queries_arrived_ = 0;
+    Clock::time_point start_{}, last_arrival_{}, last_asked_{};
+    Clock::duration waited_{};  // since the last arrival
     std::vector<std::uint32_t> latencies_;
     std::string unexpected_;
 };
-
-// Runs the streams until all are done. False if something unexpected came, or nothing for too long.
-// `tend` is called now and then; it may throw.
-bool run_streams(const std::vector<Stream*>& streams, const std::function<void()>& tend);
-
-// "board → host: 10 sent, 10 arrived, 0 merged", and what went wrong.
-std::string summary(const Stream& stream);
 
 }  // namespace bench

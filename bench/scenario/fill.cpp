@@ -1,0 +1,133 @@
+#include "scenario/fill.h"
+
+#include <algorithm>
+
+namespace bench {
+namespace {
+
+constexpr milliseconds TICK(1);
+constexpr milliseconds PATIENCE(10000);  // without any arrival
+// So many messages of a filling are sent before the daemon is asked: what it takes to the host in
+// one pass, and half of what finds room in a line that is just not full.
+constexpr std::size_t BATCH_TO_HOST = 21;
+constexpr std::size_t BATCH_TO_BOARD = 32;
+// Three times what the kernel finds room for in a line that it calls full.
+constexpr std::size_t BEYOND = 960;
+constexpr std::size_t MAX_FILLING = 20000;  // messages; a line holds a quarter of them
+constexpr milliseconds SETTLING(20);        // of a line that seems full
+
+bool await(Controller& controller, const Pump& pump, const std::function<bool()>& state,
+           milliseconds patience) {
+    const milliseconds deadline = controller.now() + patience;
+    while (!state()) {
+        if (controller.now() >= deadline) {
+            return false;
+        }
+        pump(TICK);
+    }
+    return true;
+}
+
+bool begins_with(const Bytes& whole, const Bytes& part) {
+    return part.size() < whole.size() && std::equal(part.begin(), part.end(), whole.begin());
+}
+
+// What came of a filling: so many messages, whole; and which of it were awaited next.
+struct Prefix {
+    std::size_t count = 0;
+    std::vector<std::size_t> awaited;
+};
+
+// The daemon's host worker may take two batches in one pass and answers in its table's order:
+// lights may come that much out of order.
+Prefix take_prefix(const Filling& filling, const std::vector<Bytes>& came) {
+    const std::size_t window = filling.from == End::Board ? 1 : 2 * BATCH_TO_BOARD;
+    Prefix prefix;
+    for (std::size_t next = 0;; ++prefix.count) {
+        for (; prefix.awaited.size() < window && next < filling.messages.size(); ++next) {
+            prefix.awaited.push_back(next);
+        }
+        const auto found =
+            std::find_if(prefix.awaited.begin(), prefix.awaited.end(), [&](std::size_t place) {
+                return prefix.count < came.size() && filling.messages[place] == came[prefix.count];
+            });
+        if (found == prefix.awaited.end()) {
+            break;
+        }
+        prefix.awaited.erase(found);
+    }
+    return prefix;
+}
+
+}  // namespace
+
+Filling fill(Controller& controller, End from, const Pump& pump) {
+    const End to = other(from);
+    const auto full = [&] { return controller.full(to); };
+    std::vector<Track> tracks = running_tracks(controller, from);
+    std::erase_if(tracks, [](const Track& track) { return !track.sends_notes(); });
+    Filling filling{.failure = {}, .from = from, .messages = {}};
+    // No two batches that follow each other change the same control.
+    const std::size_t batch =
+        std::min(from == End::Board ? BATCH_TO_HOST : BATCH_TO_BOARD, (tracks.size() + 1) / 2);
+    if (tracks.size() < 2) {
+        filling.failure = "the mapping has too few controls to fill a line with";
+        return filling;
+    }
+    while (filling.fitting == 0 || filling.messages.size() < filling.fitting + BEYOND) {
+        std::size_t sent = 0;
+        do {  // up to the last control: what the daemon takes in one pass goes out in their order
+            const Crossing crossing = tracks[filling.messages.size() % tracks.size()].next();
+            controller.send(from, crossing.sent);
+            filling.messages.push_back(crossing.arrives);
+        } while (++sent < batch && filling.messages.size() % tracks.size() != 0);
+        if (filling.messages.size() > MAX_FILLING) {
+            filling.failure = "the line towards the " + std::string(name(to)) +
+                              " does not fill up: it must have stopped reading";
+            return filling;
+        }
+        if (!await(
+                controller, pump, [&] { return controller.taken(from); }, PATIENCE)) {
+            filling.failure = "the daemon has stopped taking what the " + std::string(name(from)) +
+                              " sends, after " + std::to_string(filling.messages.size()) +
+                              " messages";
+            return filling;
+        }
+        if (filling.fitting == 0 && full() &&
+            !await(
+                controller, pump, [&] { return !full(); }, SETTLING)) {
+            filling.fitting = filling.messages.size();
+        }
+    }
+    pump(milliseconds(0));
+    return filling;
+}
+
+FillingResult account(const Filling& filling, const std::vector<Bytes>& came) {
+    const Prefix prefix = take_prefix(filling, came);
+    const std::size_t whole = prefix.count;
+    const std::vector<std::size_t>& awaited = prefix.awaited;
+    const std::size_t sent = filling.messages.size();
+    std::string text = way(filling.from) + ": " + std::to_string(sent) + " messages sent, " +
+                       std::to_string(whole) + " arrived";
+    std::size_t cut = 0;
+    if (whole < sent && whole < came.size()) {
+        const Bytes& part = came[whole];
+        cut = (filling.from == End::Host && begins_with({NOTE_ON, TRAFFIC_LIGHT, 0}, part)) ||
+              std::any_of(awaited.begin(), awaited.end(), [&](std::size_t place) {
+                  return begins_with(filling.messages[place], part);
+              });
+    }
+    const std::size_t lost = sent - whole - cut;
+    text += cut == 0 ? "" : ", the next was cut to " + hex(came[whole]);
+    text += ", " + std::to_string(lost) + " found the line full";
+    const bool missing = !awaited.empty() && awaited.front() < filling.fitting;
+    if (missing) {
+        text += "; there was room for " + std::to_string(filling.fitting) + ", but " +
+                hex(filling.messages[awaited.front()]) + " is missing";
+        text += whole == came.size() ? "" : ", and there came " + hex(came[whole]);
+    }
+    return {!missing && lost > 0, text, whole + cut};
+}
+
+}  // namespace bench

@@ -1,0 +1,455 @@
+// The verbs of a scenario, a row for each: at the end of this file, after what they do.
+#include "scenario/fill.h"
+#include "scenario/flood.h"
+#include "scenario/runner.h"
+#include "scenario/step.h"
+
+namespace bench {
+namespace {
+
+constexpr milliseconds TICK(20);
+constexpr milliseconds MESSAGE_PATIENCE(2000);
+constexpr milliseconds REPORT_PATIENCE(60000);  // it is asked for after seconds of processor time
+constexpr milliseconds TEXT_PATIENCE(20000);
+constexpr milliseconds READING_PATIENCE(10000);
+constexpr int MOST_POSITIONS = 127;  // of one pot under way: no two of them alike
+
+void note(Runner& run, const std::string& text) {
+    run.transcript().note("      " + text);
+}
+
+Pump quiet_pump(Runner& run) {
+    return [&run](milliseconds timeout) { run.pump(timeout, false); };
+}
+
+std::string after(milliseconds time) {
+    return " within " + std::to_string(time.count()) + " ms";
+}
+
+// A step that does this with that.
+template <typename T>
+Action with(T what, void (*act)(Runner&, const T&)) {
+    return [what, act](Runner& run) { act(run, what); };
+}
+
+milliseconds time_of(StepReader& reader, int most = MAX_TIME) {
+    return milliseconds(reader.words.number(1, most));
+}
+
+// --- Messages ---
+
+struct Awaited {
+    End end;
+    milliseconds patience;
+    Pattern pattern;
+};
+
+Awaited awaited(StepReader& reader) {
+    const milliseconds patience = reader.patience(MESSAGE_PATIENCE);
+    return {reader.end(), patience, reader.pattern()};
+}
+
+Action send(StepReader& reader) {
+    const std::optional<Bytes> named = reader.named_message();
+    return reader.send({named ? *named : parse_hex(reader.words.text()).value_or(Bytes())});
+}
+
+void expect(Runner& run, const Awaited& awaited) {
+    run.expect_message(awaited.end, awaited.pattern, awaited.patience);
+}
+
+void expect_report(Runner& run, const milliseconds& patience) {
+    const Host& host = run.controller().host();
+    for (const Control& control : run.controller().mapping().controls()) {
+        if (control.host_sees_position()) {
+            const int position = run.controller().board().position(control.index);
+            run.expect_message(
+                End::Host,
+                {static_cast<std::uint8_t>(CONTROL_CHANGE | host.channel()),
+                 static_cast<std::uint8_t>(control.host_sees), static_cast<std::uint8_t>(position)},
+                patience);
+        }
+    }
+}
+
+void until(Runner& run, const Awaited& awaited) {
+    const int passed = run.take_until(at(awaited.end), awaited.patience, [&](const Event& event) {
+        return matches(awaited.pattern, event.bytes);
+    });
+    if (passed < 0) {
+        fail(describe(awaited.pattern), "not among " + std::to_string(-1 - passed) + " messages" +
+                                            after(awaited.patience) +
+                                            run.last_messages(awaited.end));
+    }
+}
+
+void silent(Runner& run, End end, milliseconds time) {
+    if (const Event* event = run.await_event(at(end), time)) {
+        fail("silence",
+             hex(event->bytes, 16) + "   " + words_for(*event, run.controller().mapping()));
+    }
+    run.hold();
+}
+
+void drop(Runner& run, const End& end) {
+    run.pump(milliseconds(0));
+    run.pass_over(end, true);
+}
+
+// --- Lines that are full ---
+
+void stop_reading(Runner& run, const End& end) {
+    run.pump(milliseconds(0));
+    run.controller().set_reading(end, false);
+    note(run, run.step().text);
+}
+
+// What was sent up to here still finds the line as it is. Then it becomes as good as new: all that
+// was left in it is read, and the daemon can write.
+void read_again(Runner& run, const End& end) {
+    run.settle();
+    Controller& controller = run.controller();
+    const bool filled = run.filled.contains(end);
+    const milliseconds deadline = controller.now() + READING_PATIENCE;
+    note(run, run.step().text);
+    controller.set_reading(end, true);
+    while (controller.full(end) || !controller.drained(end)) {
+        run.pump(TICK, !filled);
+        if (controller.now() > deadline) {
+            throw Failure{"what was left in the line has not come"};
+        }
+    }
+    if (filled) {
+        controller.end_unfinished(end);
+        run.pump(milliseconds(0), false);
+    }
+}
+
+void fill_line(Runner& run, const End& from) {
+    const End to = other(from);
+    note(run, run.step().text);
+    const Filling filling = fill(run.controller(), from, quiet_pump(run));
+    if (!filling.failure.empty()) {
+        throw Failure{filling.failure};
+    }
+    note(run, std::string("the ") + name(to) + " was sent " +
+                  std::to_string(filling.messages.size()) + " messages, and the line is full");
+    run.filled[to] = filling;
+    run.hold();
+}
+
+void expect_fill(Runner& run, const End& end) {
+    const auto filled = run.filled.extract(end);
+    if (!filled) {
+        throw Failure{std::string("no step has filled the line towards the ") + name(end)};
+    }
+    const std::vector<const Event*> left = run.events_left(at(end));
+    std::vector<Bytes> came;
+    for (const Event* const event : left) {
+        came.push_back(event->bytes);
+    }
+    const FillingResult result = account(filled.mapped(), came);
+    if (!result.good) {
+        throw Failure{result.summary};
+    }
+    note(run, result.summary);
+    run.take(*left[result.messages - 1]);
+    run.hold();
+}
+
+// --- Traffic by the thousand ---
+
+Action random_of(StepReader& reader) {
+    const milliseconds time = 1000 * time_of(reader, MAX_TIME / 1000);
+    const int seed = reader.words.take("seed") ? reader.words.number(0, 1000000000) : 1;
+    return [ends = reader.ends, time, seed](Runner& run) {
+        note(run, run.step().text);
+        run.transcript().note(send_random(run.controller(), ends, time, static_cast<unsigned>(seed),
+                                          quiet_pump(run)));
+        run.pass_over(End::Board, true);
+        run.pass_over(End::Host, true);
+        run.hold();
+    };
+}
+
+void play_flood(Runner& run, const std::vector<End>& ends, const Plan& plan) {
+    note(run, run.step().text);
+    const FloodResult result = flood(run.controller(), ends, plan, quiet_pump(run));
+    run.pass_over(End::Board, false);
+    run.pass_over(End::Host, false);
+    if (!result.good) {
+        throw Failure{result.summary};
+    }
+    run.transcript().note(result.summary);
+    run.hold();
+}
+
+Action flood_of(StepReader& reader) {
+    Plan plan = {.count = reader.words.number(1, 10000000), .per_second = LINE_MESSAGES_PER_SECOND};
+    if (reader.words.take("pots")) {  // which the daemon's rate limit may merge
+        if (reader.ends != std::vector<End>{End::Board}) {
+            throw NotAsExpected();
+        }
+        plan.window = UNLIMITED;
+        plan.note_depth = 0;
+        plan.controller_depth = MOST_POSITIONS;
+    }
+    return [ends = reader.ends, plan](Runner& run) { play_flood(run, ends, plan); };
+}
+
+// --- Platform calls, the log ---
+
+// "TEXT ..." fits whatever begins with TEXT.
+bool call_fits(const std::string& wanted, const std::string& call) {
+    constexpr std::string_view ANYTHING = " ...";
+    return wanted.ends_with(ANYTHING)
+               ? call.starts_with(wanted.substr(0, wanted.size() - ANYTHING.size()))
+               : call == wanted;
+}
+
+bool is_in(const std::string& wanted, const std::string& line) {
+    return line.find(wanted) != std::string::npos;
+}
+
+bool is_same(const std::string& wanted, const std::string& line) {
+    return line == wanted;
+}
+
+struct AwaitedText {
+    milliseconds patience;
+    Wanted wanted;
+};
+
+AwaitedText call(StepReader& reader) {
+    const milliseconds patience = reader.patience(TEXT_PATIENCE);
+    return {patience, {Place::Platform, reader.words.text(), call_fits}};
+}
+
+AwaitedText log(StepReader& reader, bool whole_line = false) {
+    const milliseconds patience = reader.patience(TEXT_PATIENCE);
+    const std::string text = whole_line ? reader.words.quoted() : reader.words.text();
+    return {patience, {Place::Log, text, whole_line ? is_same : is_in}};
+}
+
+void expect_text(Runner& run, const AwaitedText& awaited) {
+    const Wanted& wanted = awaited.wanted;
+    const Event* const event = run.await_event(wanted.place, awaited.patience);
+    if (event == nullptr || !wanted.fits(wanted.text, event->text)) {
+        fail(wanted.text, event == nullptr ? "no call" : event->text);
+    }
+    run.take(*event);
+    run.hold();
+}
+
+void until_text(Runner& run, const AwaitedText& awaited) {
+    const Wanted& wanted = awaited.wanted;
+    const auto fits = [&](const Event& event) { return wanted.fits(wanted.text, event.text); };
+    if (run.take_until(wanted.place, awaited.patience, fits) < 0) {
+        fail(wanted.text, "not" + after(awaited.patience));
+    }
+}
+
+void find_text(Runner& run, const AwaitedText& awaited) {
+    run.rewind(awaited.wanted.place);
+    until_text(run, awaited);
+}
+
+void refuse_text(Runner& run, const AwaitedText& awaited) {
+    run.refuse(awaited.wanted);
+    run.hold();
+}
+
+// --- The screen ---
+
+struct Shown {
+    milliseconds patience;
+    int row, column;
+    std::string text, color;  // no colour: any
+};
+
+Shown shown(StepReader& reader) {
+    Words& words = reader.words;
+    const milliseconds patience = reader.patience(MESSAGE_PATIENCE);
+    const int row = words.number(1, SCREEN_ROWS), column = words.number(1, SCREEN_COLUMNS);
+    const std::string text = words.quoted();
+    return {patience, row, column, text, words.more() ? words.text() : ""};
+}
+
+void expect_screen(Runner& run, const Shown& expected) {
+    const Screen& screen = run.controller().screen();
+    const int length = static_cast<int>(expected.text.size());
+    const milliseconds deadline = run.controller().now() + expected.patience;
+    for (;;) {
+        const std::string text = screen.text(expected.row, expected.column, length);
+        const std::string color = Screen::colors(screen.at(expected.row, expected.column));
+        if (text == expected.text && (expected.color.empty() || color == expected.color)) {
+            run.hold();
+            return;
+        }
+        if (run.controller().now() >= deadline || run.controller().exit_status()) {
+            fail("\"" + expected.text + "\" " + expected.color, "\"" + text + "\" " + color);
+        }
+        run.pump(TICK);
+    }
+}
+
+void show_screen(Runner& run) {
+    const std::string edge = "+" + std::string(SCREEN_COLUMNS, '-') + "+";
+    note(run, edge);
+    for (int row = 1; row <= SCREEN_ROWS; ++row) {
+        note(run, "|" + run.controller().screen().text(row, 1, SCREEN_COLUMNS) + "|");
+    }
+    note(run, edge);
+}
+
+// --- The rest ---
+
+Action expect_exit(StepReader& reader) {
+    const milliseconds patience = reader.patience(TEXT_PATIENCE);
+    return [patience, expected = reader.words.number(0, 255)](Runner& run) {
+        const Controller& controller = run.controller();
+        const milliseconds deadline = controller.now() + patience;
+        while (!controller.exit_status() && controller.now() < deadline) {
+            run.pump(TICK);
+        }
+        const std::optional<int> status = controller.exit_status();
+        if (status != expected) {
+            fail("exit status " + std::to_string(expected),
+                 status ? "exit status " + std::to_string(*status) : "no end");
+        }
+        run.hold();
+    };
+}
+
+void hang_up(Runner& run, const Link& link) {
+    run.controller().hang_up(link);
+    run.pump(milliseconds(0));
+}
+
+constexpr int NEEDED = -1;  // a number that has to stand there
+
+int value_of(StepReader& reader, int otherwise) {
+    return otherwise == NEEDED ? reader.words.number(0, 127)
+                               : reader.words.number_or(otherwise, 0, 127);
+}
+
+Action gesture(StepReader& reader, std::vector<Bytes> (*make)(const Control&, int),
+               int otherwise = NEEDED) {
+    const Control& control = reader.control();
+    return reader.send(make(control, value_of(reader, otherwise)));
+}
+
+Action command(StepReader& reader, Bytes (Host::*make)(const Control&, int) const,
+               int otherwise = NEEDED) {
+    const Control& control = reader.control();
+    return reader.send({(reader.host().*make)(control, value_of(reader, otherwise))});
+}
+
+using Reader = StepReader;
+constexpr When AT_ONCE = When::AtOnce, LINES_OPEN = When::LinesOpen;
+
+constexpr Verb VERBS[] = {
+    {"board", "press", "CONTROL [VELOCITY]", "presses a button, velocity 127 if none is given",
+     LINES_OPEN, [](Reader& r) { return gesture(r, Board::press, 127); }},
+    {"board", "release", "CONTROL [VELOCITY]", "lets it go, velocity 0 if none is given",
+     LINES_OPEN, [](Reader& r) { return gesture(r, Board::release, 0); }},
+    {"board", "turn", "CONTROL POSITION", "moves a pot or fader, 0 to 127", LINES_OPEN,
+     [](Reader& r) { return gesture(r, Board::turn); }},
+    {"board", "spin", "CONTROL UNITS",
+     "moves a platter, its partner or the encoder; negative: the other way", LINES_OPEN,
+     [](Reader& r) {
+         const Control& platter = r.control();
+         return r.send(Board::spin(platter, r.words.number(-100000, 100000)));
+     }},
+    {"board", "rest", "CONTROL", "lets it come to rest", LINES_OPEN,
+     [](Reader& r) { return r.send(Board::rest(r.control())); }},
+    {"host", "light", "CONTROL VALUE", "a note-on for an LED", LINES_OPEN,
+     [](Reader& r) { return command(r, &Host::light); }},
+    {"host", "dark", "CONTROL [VELOCITY]", "a note-off for it", LINES_OPEN,
+     [](Reader& r) { return command(r, &Host::dark, 0); }},
+    {"host", "meter", "CONTROL VALUE", "a control change for a meter", LINES_OPEN,
+     [](Reader& r) { return command(r, &Host::meter); }},
+    {"board host", "send", "BYTES | sysex SIZE [open] | identity request | identity reply",
+     "bytes in hexadecimal, written in one piece; a system-exclusive message of that many bytes, "
+     "`open` without its last; the Identity Request or Reply",
+     LINES_OPEN, send},
+    {"host", "expect report", "[within MS]",
+     "the position of every pot, in the order of the index; a minute if no time is given",
+     LINES_OPEN, [](Reader& r) { return with(r.patience(REPORT_PATIENCE), expect_report); }},
+    {"board host", "expect fill", "",
+     "of what the other end filled the line with, all that there was room for has come, whole and "
+     "in order; at most one message after that is cut short",
+     LINES_OPEN, [](Reader& r) { return with(r.end(), expect_fill); }},
+    {"board host", "expect", "WHAT [within MS]",
+     "the next message there is this one; 2 seconds if no time is given", AT_ONCE,
+     [](Reader& r) { return with(awaited(r), expect); }},
+    {"board host", "until", "WHAT [within MS]", "passes over others until it comes", AT_ONCE,
+     [](Reader& r) { return with(awaited(r), until); }},
+    {"board host", "silent", "MS", "nothing comes for that long", LINES_OPEN,
+     [](Reader& r) -> Action {
+         return [end = r.end(), time = time_of(r)](Runner& run) { silent(run, end, time); };
+     }},
+    {"board host", "drop", "", "passes over what has come; what else comes may be left over",
+     LINES_OPEN, [](Reader& r) { return with(r.end(), drop); }},
+    {"call", "expect", "TEXT [within MS]",
+     "the next platform command is this one; `TEXT ...`: it begins so", AT_ONCE,
+     [](Reader& r) { return with(call(r), expect_text); }},
+    {"call", "until", "TEXT [within MS]", "passes over others until it is called", AT_ONCE,
+     [](Reader& r) { return with(call(r), until_text); }},
+    {"call", "refuse", "TEXT", "it has not been called, and is not for the rest of the scenario",
+     AT_ONCE, [](Reader& r) { return with(call(r), refuse_text); }},
+    {"log", "expect", "TEXT [within MS]",
+     "a line that contains TEXT comes, after the one found last", AT_ONCE,
+     [](Reader& r) { return with(log(r), until_text); }},
+    {"log", "find", "TEXT [within MS]",
+     "a line that contains TEXT has come or comes, wherever it stands", AT_ONCE,
+     [](Reader& r) { return with(log(r), find_text); }},
+    {"log", "line", "\"TEXT\" [within MS]", "the same of a line that is TEXT, to its last blank",
+     AT_ONCE, [](Reader& r) { return with(log(r, true), find_text); }},
+    {"log", "refuse", "TEXT", "none has come, and none comes for the rest of the scenario", AT_ONCE,
+     [](Reader& r) { return with(log(r), refuse_text); }},
+    {"screen", "expect", "ROW COLUMN \"TEXT\" [COLOR] [within MS]",
+     "the screen shows TEXT there, counted from 1; its first cell in COLOR, such as "
+     "`bright red on black`",
+     AT_ONCE, [](Reader& r) { return with(shown(r), expect_screen); }},
+    {"screen", "show", "", "prints the screen", AT_ONCE,
+     [](Reader&) -> Action { return show_screen; }},
+    {"exit", "expect", "STATUS [within MS]",
+     "the daemon ends; without this step that fails a scenario at once", When::Ended, expect_exit},
+    {"", "wait", "MS", "lets that time pass", AT_ONCE,
+     [](Reader& r) -> Action { return [time = time_of(r)](Runner& run) { run.pass_time(time); }; }},
+    {"", "hang up serial", "", "pulls the cable to the board", LINES_OPEN,
+     [](Reader&) { return with(Link::Serial, hang_up); }},
+    {"", "hang up midi", "", "pulls the cable to the host", LINES_OPEN,
+     [](Reader&) { return with(Link::Midi, hang_up); }},
+    {"board host", "stops reading", "", "leaves what comes there where it is", LINES_OPEN,
+     [](Reader& r) { return with(r.end(), stop_reading); }},
+    {"board host", "reads again", "", "reads all of it, until the daemon can write there again",
+     LINES_OPEN, [](Reader& r) { return with(r.end(), read_again); }},
+    {"board host", "fill", "",
+     "presses and releases, or LED commands, until the line towards the other end, which has "
+     "stopped reading, is full, and some hundred more; the daemon must take them all",
+     LINES_OPEN, [](Reader& r) { return with(r.end(), fill_line); }},
+    {"board host both", "random", "SECONDS [seed NUMBER]",
+     "random bytes at the serial line's rate; leaves what comes of them aside", LINES_OPEN,
+     random_of},
+    {"board host both", "flood", "COUNT [pots]",
+     "that many presses and releases, or LED commands; every one must arrive. From the board also "
+     "pots: the last position of each must arrive",
+     LINES_OPEN, flood_of},
+    {"", "watch traffic", "",
+     "from here on the changes of the traffic LED, board note 0x38, count as messages", AT_ONCE,
+     [](Reader&) -> Action { return [](Runner& run) { run.watches_traffic = true; }; }},
+    {"", "watch order", "",
+     "from here on what is expected must also have come in the order of the steps, across both "
+     "ends and platform commands",
+     AT_ONCE, [](Reader&) -> Action { return [](Runner& run) { run.watches_order = true; }; }},
+};
+
+}  // namespace
+
+std::span<const Verb> verbs() {
+    return VERBS;
+}
+
+}  // namespace bench
