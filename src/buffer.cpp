@@ -43,7 +43,7 @@ bool com_take_data(int buf_id, u8* data) {
     return true;
 }
 
-// Strips the channel of a status byte from the host. Returns false when it is not ours.
+// Strips the channel from a status byte of the host. Returns false when it is not ours.
 bool com_strip_channel(u8* b0, int buf_id) {
     dbg_pmesg(DBG_YELLOW, "check channel no for midi in \n");
     if (!cfg_check_midi_channel_no(*b0)) {
@@ -54,7 +54,7 @@ bool com_strip_channel(u8* b0, int buf_id) {
     return true;
 }
 
-// Takes one channel message, or as much of the front of the ring as belongs to none. At least
+// Takes one channel message, or the bytes at the front of the ring that belong to none. At least
 // three bytes are pending.
 void com_process_channel_msg(int buf_id) {
     u8 b0 = com_take(buf_id);
@@ -82,8 +82,8 @@ void com_copy(char* area, int size, int buf_id) {
     }
 }
 
-// Passes a board message of any length on to the host. One that the area cannot hold goes in
-// pieces, with the queue emptied before each, so that nothing of it is dropped there.
+// Passes a board message of any length on to the host. One that does not fit the area goes in
+// pieces, and the output buffer is flushed before each, so that nothing is dropped there.
 void com_forward_sys_ex(int size, int buf_id) {
     const bool in_pieces = size > SYSEX_AREA_SIZE;
     char area[SYSEX_AREA_SIZE];

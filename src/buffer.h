@@ -9,11 +9,12 @@
 // The number of bytes, 0 to 256, that ring `buf_id` can still take.
 int com_free(int buf_id);
 
-// Appends `size` bytes to ring `buf_id`, as far as they fit.
+// Appends up to `size` bytes to ring `buf_id`; those that do not fit are dropped.
 void com_put_buf(const char* src, int size, int buf_id);
 
-// Frames and routes every complete message pending in ring `buf_id`. Bytes that fit no message are
-// dropped; a system exclusive message that fills the ring without an end is discarded and reported.
+// Frames and routes every complete message pending in ring `buf_id`. Bytes that belong to no
+// message are dropped; a system exclusive message that fills the ring without ending is reported
+// and dropped.
 void Com_ProcessComBuf(int buf_id);
 
 // --- The rings ---
@@ -50,6 +51,6 @@ int sysex_end_idx(int buf_id);
 // True when the bytes are the MIDI Identity Request to all devices.
 bool is_status_query(int buf_size, const char* buffer);
 
-// Has every board control sent afresh when it next reports, and arms the request that all pots be
-// reported.
+// Makes every board control go out again when it next reports, and schedules the request for a
+// report of all pots.
 void com_initiate_pot_rpt();

@@ -81,7 +81,7 @@ struct shown_word {
     }
 };
 
-// Takes a sign, if there is one, and the digits after it; whatever follows them stays.
+// Takes an optional sign and the digits after it; whatever follows them stays in the file.
 bool take_number(cfg_reader* reader, const cfg_field& field) {
     constexpr long long beyond = static_cast<long long>(INT_MAX) + 2;
     shown_word word;
@@ -142,7 +142,7 @@ void report_line(const cfg_reader& reader, const char* format, va_list args, con
 
 // --- Records of the mapping ---
 
-// Each applies one record and returns whether it did.
+// Each reads one record, applies it and returns whether it did.
 bool apply_base_record(cfg_reader* reader) {
     int idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2;
     char name[NAME_SIZE];
@@ -189,7 +189,7 @@ bool apply_preset_record(cfg_reader* reader) {
     return true;
 }
 
-// What the bytes at a file's start look like when they are no lines of text.
+// Says what is in a file of which no record could be applied.
 const char* describe_file(FILE* fp) {
     u8 bytes[512] = {};
     rewind(fp);
@@ -212,7 +212,7 @@ const char* describe_file(FILE* fp) {
 
 // --- Lookups ---
 
-// False for anything but a regular file, which is reported once; a missing file is none of these.
+// False for a directory, a FIFO or a device, which is reported once. True for a missing file.
 bool is_regular(const char* file_name) {
     static char reported[CFG_PATH_LEN];
     struct stat status;

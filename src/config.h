@@ -15,7 +15,7 @@ extern const char* const sys_cfg;  // settings file
 
 // --- Start-up ---
 
-// Deletes the checked copies and has the check script make them afresh.
+// Deletes the checked copies and runs the check script to make new ones.
 void cfg_check_files();
 
 // Loads the whole configuration: base mapping, channel, preset.
@@ -102,7 +102,7 @@ extern FILE* fp_cfg;  // the open base mapping file, or null
 void cfg_init();
 
 // Applies an open mapping file to its end: the base form for `preset_no` -1, else the preset form.
-// `file_name` is used in messages; null stands for the base mapping file.
+// `file_name` is used in messages; null means the base mapping file.
 void cfg_scan(FILE* p_scan, int preset_no, const char* file_name);
 
 // Closes the base mapping file.

@@ -22,7 +22,7 @@ void report_worker(const char* name, int error) {
     }
 }
 
-// A device must not get the number of a standard stream that was closed: messages would go to it.
+// Otherwise a device would get the number of a closed standard stream, and messages with it.
 void open_standard_streams() {
     int fd = STDIN_FILENO;
     while (fd >= STDIN_FILENO && fd <= STDERR_FILENO) {
@@ -109,7 +109,7 @@ void* midi_thread([[maybe_unused]] void* argv) {
 
 int main(int argc, char** argv) {
     open_standard_streams();
-    signal(SIGPIPE, SIG_IGN);  // a log whose reader is gone must not end the daemon
+    signal(SIGPIPE, SIG_IGN);  // the daemon outlives the reader of its log
     setvbuf(stdout, nullptr, _IOLBF, 0);
     parse_args(argc, argv);
     cfg_check_files();

@@ -20,8 +20,8 @@ dbg_device midi_device = {MIDI_DEVICE};
 std::atomic<int> fd_midi{-1};  // written by the host worker, read by both
 std::atomic<int> midi_init_flag{-1};
 
-// The board worker's, except that midi_init() empties it in the host worker. What a full buffer
-// does not take is dropped.
+// Board worker, except that midi_init() empties it in the host worker. What does not fit is
+// dropped.
 com_mutex buf_lock;
 u8 midi_buf[MIDI_BUF_SIZE];
 std::atomic<int> midi_buf_idx{0};

@@ -8,7 +8,7 @@
 // printed on standard output; there is no retry. Host worker, once.
 void midi_init();
 
-// Moves every byte that the host has sent, as far as the ring has room, into receive ring 1.
+// Moves the bytes that the host has sent into receive ring 1 until it is full or none are left.
 // Host worker.
 void midi_recv();
 

@@ -19,7 +19,7 @@ namespace {
 std::atomic<bool> board_reset_wanted{false};  // set by the host worker, cleared by the board worker
 constexpr useconds_t POWER_OFF_WAIT_US = 100000;
 
-constexpr u8 NO_MOTION = 0x40;  // the relative value that reports rest
+constexpr u8 NO_MOTION = 0x40;  // the relative value that means rest
 constexpr int MAX_STEPS = 63;   // that one message carries
 static_assert(NO_MOTION + MAX_STEPS == DATA_MASK);
 
@@ -227,7 +227,7 @@ void pot_process_meter_led([[maybe_unused]] u8 b0, u8 b1, u8 b2) {
 
 namespace {
 
-// Board worker: the power switch has been pressed, and note-ons less note-offs of the checked pair.
+// Board worker. Whether the power switch was pressed; note-ons minus note-offs of the checked pair.
 int pwr_switch = 0;
 int note_on_off_pair[std::size(CHECKED_PAIR)] = {};
 
@@ -327,8 +327,8 @@ void btn_process_power_off(u8 b0, u8 b1, [[maybe_unused]] u8 b2) {
 
 // --- Output scan ---
 
-// The sides and kinds of records stand apart, and sending is kept out of line: nearly all that a
-// pass costs is finding out here that none of 72 records has changed.
+// A loop for each kind of record, with sending kept out of line: nearly all of a pass is spent
+// here, finding that none of 72 records has changed.
 void pot_check_all(int buf_id) {
     if (!IsUartBuffer(buf_id)) {
 #pragma GCC unroll 4
@@ -387,7 +387,7 @@ namespace {
         return false;
     }
     if (pot_is_basic_platter(pot_id, buf_id) && !pot_status_stop(pot_id + PARTNER_OFFSET, buf_id)) {
-        return true;  // the partner speaks for the platter while it moves
+        return true;  // while the partner moves, it speaks for the platter
     }
     const u8 channel = IsUartBuffer(buf_id) ? cfg_midi_send_channel_no() : 0;
     send_message(buf_id, CONTROL_CHANGE | channel, pots[buf_id][pot_id].cc_out,
@@ -430,7 +430,7 @@ int send_plain(t_pot_internal& pot, char* buf) {
     return 1;
 }
 
-// Sends whole steps; the part-step left over becomes the new position.
+// Sends whole steps; what is left of a step becomes the new position.
 int send_steps(int pot_id, int buf_id, int flag_handling, int dir, u16 distance, char* buf) {
     const u16 zoom_f = pot_zoom_factor(buf_id, pot_id);
     pot_set_move_flag(pot_id, buf_id);
@@ -439,7 +439,7 @@ int send_steps(int pot_id, int buf_id, int flag_handling, int dir, u16 distance,
     return 1;
 }
 
-// Sends the most that one message carries and drops the movement beyond it.
+// Sends as many steps as one message carries and drops the rest of the movement.
 int send_most_steps(int pot_id, int buf_id, int dir, char* buf) {
     t_pot_internal& pot = pots[buf_id][pot_id];
     const int most = 64 * pot_zoom_factor(buf_id, pot_id) - 1;
@@ -450,7 +450,7 @@ int send_most_steps(int pot_id, int buf_id, int dir, char* buf) {
     return 1;
 }
 
-// Less than one step is pending: nothing goes out but the 0x40 that ends a movement.
+// With less than a step pending, only the 0x40 that ends a movement goes out.
 int send_rest(int pot_id, int buf_id, int dir, u16 distance, char* buf) {
     if (!PotIsMotionless(pot_id, buf_id)) {
         return 0;

@@ -29,11 +29,11 @@ void btn_process_pkg(u8 b0, u8 b1, u8 b2_in, int buf_id);
 // Sends what changed on one side, in ascending order of the records. The side's own worker.
 void pot_check_all(int buf_id);
 
-// Asks the board worker to reset its side. Any worker.
+// Asks the board worker to reset its side. Any worker may call it.
 void pot_request_board_reset();
 
-// Resets the board side if that was asked for. Board worker, before it takes in what the board
-// reports: what came before has gone out then, what comes after it is sent afresh.
+// Resets the board side if that was asked for. Board worker, before it dispatches what the board
+// reports: earlier values have gone out by then, later ones go out again.
 void pot_carry_out_board_reset();
 
 // True for the board side.
@@ -76,8 +76,8 @@ using t_pot_internal = pot_internal;
 // are only read once the workers run.
 extern t_pot_internal pots[2][TOTAL_CTL_NUM];
 
-// Makes one side forget its values, so that each control is sent afresh when it next reports. The
-// side's own worker.
+// Makes one side forget its values, so that each control goes out again when it next reports.
+// Called by the side's own worker.
 void pot_reset_vv(int buffer_id);
 
 // True for the controls that report steps rather than positions.

@@ -55,13 +55,13 @@ const list_kind* find_list_kind(int list_type) {
     return nullptr;
 }
 
-// The sequence goes between double quotes as it stands, with a text after it.
+// The sequence is copied between double quotes unchanged, and a text follows it.
 bool is_safe_sequence(const char* sequence) {
     const size_t len = strlen(sequence);
     return utl_is_unquoted(sequence, '\\') && sequence[len - 1] != '\\';
 }
 
-// Writes a label's text as `echo -e` between double quotes prints it, character by character.
+// Writes a label's text so that `echo -e` between double quotes prints it unchanged.
 void escape_text(const char* text, char* escaped, size_t size) {
     char for_echo[2 * MAX_LABEL_LEN + 1];
     size_t len = 0;

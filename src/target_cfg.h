@@ -1,5 +1,5 @@
 // The facts of this controller: its devices and files, its controls and their numbers, the sizes of
-// the buffers. Whatever depends on one of them is checked where it is used.
+// its buffers. The compiler checks what depends on them.
 #pragma once
 
 #include "common.h"

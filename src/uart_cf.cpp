@@ -25,8 +25,8 @@ constexpr useconds_t RECV_IDLE_US = 50;
 std::atomic<int> fd_tty{-1};  // written by the board worker, read by both
 com_mutex send_lock;          // both workers: one message at a time
 
-// Two readers would get half of the board's bytes each. The lock holds for root too, dies with the
-// process and is not passed on to the shell; where the device cannot be locked, all is as without.
+// Two readers would each get half of the board's bytes. This lock binds root too, ends with the
+// process and is not inherited by the shell. A device that cannot be locked is used without.
 bool take_line() {
     struct flock lock = {};
     lock.l_type = F_WRLCK;

@@ -25,7 +25,7 @@ constexpr int GADGET_VALUE_LEN = 16;
 constexpr int QUOTED_VALUE_LEN = 2 * GADGET_VALUE_LEN;
 constexpr int GADGET_CMD_LEN = 160;  // 65 characters, two identities, two quoted names
 
-// What the shell would change between double quotes.
+// Special to the shell between double quotes.
 constexpr const char* SHELL_SPECIAL = "\"$`\\";
 
 bool is_letter_or_digit(char c) {
@@ -37,7 +37,7 @@ bool is_control(char c) {
     return value < ' ' || value == 0x7F;
 }
 
-// A USB name: module parameters have no way to hold a double quote.
+// Module parameters cannot hold a double quote.
 bool is_usb_name(const char* text) {
     for (const char* c = text; *c != '\0'; ++c) {
         if (is_control(*c) || *c == '"') {
@@ -83,8 +83,7 @@ void utl_hide_controls(char* text) {
 FILE* utl_open_shell(const char* command) {
     FILE* const output = popen(command, "r");
     if (output == nullptr) {
-        static_cast<void>(
-            access("/bin/sh", X_OK));  // popen() says ENOMEM where the shell is missing
+        static_cast<void>(access("/bin/sh", X_OK));  // popen() reports a missing shell as ENOMEM
         dbg_pmesg(DBG_DEFAULT, "cannot start the shell for \"%s\": %s\n", command, strerror(errno));
         abort();
     }
