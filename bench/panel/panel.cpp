@@ -25,7 +25,7 @@ constexpr int SPIN_STEPS = 2;                           // that the host sees of
 constexpr int LABEL_CHANGE = 0x40, MOST_LABELS = 0x3E;  // velocities 64 to 126
 
 bool has_light(const Control& control) {
-    return control.host_sends >= 0 && control.kind != Kind::Meter && control.kind != Kind::Spare;
+    return control.host_sends >= 0 && control.takes_notes();
 }
 
 std::string new_file_name() {
