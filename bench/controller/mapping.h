@@ -13,10 +13,9 @@
 
 namespace bench {
 
-constexpr int CONTROL_COUNT = 85;      // configuration indices 0 to 84
-constexpr int LAST_BUTTON_INDEX = 71;  // above it: lights and meters, that send nothing
-constexpr int FIRST_LIGHT_INDEX = 21;
-constexpr int FORGET_INDEX = 81;  // a note for this light makes the daemon forget its host side
+constexpr int CONTROL_COUNT = 85;  // configuration indices 0 to 84
+constexpr int TO_PARTNER = 2;      // from a platter's index to its partner's
+constexpr int FORGET_INDEX = 81;   // a note for this light makes the daemon forget its host side
 
 enum class Kind { Pot, Platter, Partner, Encoder, Button, Light, Meter, Spare };
 
