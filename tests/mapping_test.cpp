@@ -32,25 +32,42 @@ TEST(Mapping, DefaultNumbers) {
     EXPECT_EQ(index_of(mapping.seen_by_board(0x90, 64)), -1);
 }
 
-TEST(Mapping, LinesOfTheBaseMapping) {
+TEST(Mapping, RecordsOfTheBaseMapping) {
+    const struct {
+        const char* text;
+        int index;
+        const char* name;
+        int host_sees;
+    } cases[] = {
+        {"# 21 1 60 3 0 1 2 A\n 21 1 60 3 0 1 2 B\n\xff\n21 1 60 3 0 1 2 C", 21, "unmapped_21", 1},
+        {"# A \xff\n21 1 60 3 0 1 2 A\n", 21, "unmapped_21", 1},
+        {"\r\n21 1 60 3 0 1 2 A\r\n21 1 -1 3 0 1 2 B", 21, "B", 255},
+        {"\t21 1 +60 3 0 1 300 A more words\n22 2 61 3 0 1 2 B\n", 22, "B", 61},
+        {"24 4 74 3\n0 1 2 A\n", 24, "A", 74},
+        {"21\n1\r\n60 3 0 1 2\n\nA 22 2 61 3 0 1 2 B\n", 22, "unmapped_22", 2},
+        {"21 1 60 3 0 1 2 A\t22 2 61 3 0 1 2 B\n", 22, "B", 61},
+        {"21 1 60 3 0 1 A\n22 2 61 3 0 1 2 B\n", 21, "unmapped_21", 1},
+        {"21 1 60 3 0 1 A\n22 2 61 3 0 1 2 B\n", 22, "B", 61},
+        {"21 1 60 3 0 0x1 2 A\n22 2 61 3 0 1 2 B\n", 22, "B", 61},
+        {"21 1 99999999999 3 0 1 2 A\n22 2 61 3 0 1 2 B\n", 21, "unmapped_21", 1},
+        {"85 1 60 3 0 1 2 A 21 1 60 3 0 1 2 B\n22 2 61 3 0 1 2 C\n", 22, "C", 61},
+        {"21 1 60 3 0 1 2\n", 21, "unmapped_21", 1},
+    };
+    for (const auto& [text, index, name, host_sees] : cases) {
+        Mapping mapping;
+        mapping.apply_base(text);
+        EXPECT_EQ(mapping.at(index).name, name) << text;
+        EXPECT_EQ(mapping.at(index).host_sees, host_sees) << text;
+    }
+}
+
+TEST(Mapping, FieldsOfTheBaseMapping) {
     Mapping mapping;
     mapping.apply_base(
-        "# 5 5 5 0 0 0 2 COMMENT\r\n"
-        " 5 5 5 0 0 0 2 COMMENT_TOO\n"
-        "\r\n"
-        "0 0 7 0 0 0 2 VOLUME_A\r\n"
-        "\t12 12 19 0 1 0x30 2 BAD\n"
-        "21 99 60 3 0 1 300 PLAY_A trailing words\n"
-        "21 -1 61 0 0 0 0 PLAY_A\n"
-        "22 2 62 3 0 1 SHORT\n"
-        "85 2 62 3 0 1 2 BEYOND\n"
-        "82 80 28 4 0 0 200 METER_A\n"
-        "14 14 -1 0 1 240 0 LAST");
-    EXPECT_EQ(mapping.bad_lines(), (std::vector<int>{5, 8, 9}));
-    EXPECT_EQ(mapping.find("COMMENT"), nullptr);
+        "0 0 7 0 0 0 2 VOLUME_A\n21 99 60 3 0 1 300 PLAY_A\n21 -1 61 0 0 0 0 PLAY_A\n"
+        "82 80 28 4 0 0 200 METER_A\n14 14 -1 0 1 240 0 LAST\n");
     EXPECT_EQ(index_of(mapping.seen_by_host(0xB5, 7)), 0);
-    EXPECT_EQ(index_of(mapping.sent_by_board(0x90, 1)),
-              21);  // whatever board number the line gives
+    EXPECT_EQ(index_of(mapping.sent_by_board(0x90, 1)), 21);  // whatever board number is given
     const Control& play = *mapping.find("PLAY_A");
     EXPECT_EQ(play.host_sees, 61);
     EXPECT_EQ(play.host_sends, 61);
@@ -59,7 +76,6 @@ TEST(Mapping, LinesOfTheBaseMapping) {
     EXPECT_EQ(index_of(mapping.seen_by_board(0x90, 99)), 21);
     EXPECT_EQ(index_of(mapping.sent_by_host(0xB0, 28)), 82);
     EXPECT_EQ(index_of(mapping.sent_by_host(0x90, 28)), 48);  // a default number, as a note
-    EXPECT_EQ(mapping.find("LAST")->host_sees, 255);
     EXPECT_EQ(mapping.find("LAST")->units_per_step(), 80);
 }
 
@@ -79,7 +95,9 @@ TEST(Setup, PresetAndChannel) {
          "# no name here but HIDDEN\n30 1 30 1 0 0 2 PLAY_AB\n21 1 60 1 0 0 2 PLAY_A\n"
          "22 2 61 1 0 0 2 HIDDEN\n23 3 62 1 0 0 2 SYNC\n"},
         {"orvik.sys.cfg", "MIDI_CHANNEL=259=4\r\nmidi_preset=0\n"},
-        {"orvik.midictl.cfg0.txt", "play_a 99\nHIDDEN 98\nNOWHERE 97\nSYNC 96\r\n"}};
+        {"orvik.midictl.cfg0.txt", "\xef\xbb\xbfplay_a 99\nHIDDEN 98\nNOWHERE 97\nSYNC 96\r\n"},
+        {"orvik.midictl.cfg2.txt.ok", "PLAY_AB\n95\nSYNC sync\nHIDDEN 94"},
+        {"orvik.midictl.cfg-1.txt.ok", "23 3 93 1 0 0 2 SYNC"}};
     const auto setup = setup_of(files);
     EXPECT_EQ(setup.channel, 3);
     EXPECT_EQ(setup.mapping.at(30).host_sees, 99);  // the first line that holds the name
@@ -89,6 +107,13 @@ TEST(Setup, PresetAndChannel) {
     std::map<std::string, std::string> refused = files;
     refused["orvik.midictl.cfg0.txt"] = "SYNC 96\nSYNC 97 98\n";
     EXPECT_EQ(setup_of(refused).mapping.at(23).host_sees, 62);
+    std::map<std::string, std::string> other = files;
+    other["orvik.sys.cfg"] = "midi_preset=2\n";
+    EXPECT_EQ(setup_of(other).mapping.at(30).host_sees, 95);
+    EXPECT_EQ(setup_of(other).mapping.at(23).host_sees, 62);
+    EXPECT_EQ(setup_of(other).mapping.at(0).host_sees, 94);
+    other["orvik.sys.cfg"] = "midi_preset=-1\n";
+    EXPECT_EQ(setup_of(other).mapping.at(23).host_sees, 93);
     EXPECT_EQ(setup_of(files, {"-m", "16"}).channel, 3);
     EXPECT_EQ(setup_of(files, {"-d", "20", "-m5"}).channel, 5);
     EXPECT_EQ(setup_of({{"orvik.sys.cfg", "midi_channel=20\n"}}).channel, -1);

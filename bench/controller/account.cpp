@@ -11,8 +11,6 @@ constexpr auto PATIENCE = std::chrono::seconds(10);
 constexpr auto STANDSTILL = std::chrono::milliseconds(100);  // longer than a round takes
 constexpr std::size_t MOST_NAMED = 5;                        // of the messages that are missing
 constexpr std::uint8_t RELEASE_VELOCITY = 0x40;
-constexpr int METER_WIDTH = 18;
-constexpr int METER_LEVELS = 8;
 
 std::uint8_t byte(int value) {
     return static_cast<std::uint8_t>(value);
@@ -36,9 +34,14 @@ bool is_unshared(const Mapping& mapping, const Control& control, End from, std::
            mapping.seen_by_board(status, control.board_sees) == &control;
 }
 
-// What the host last asked for: the board need not have seen it.
-int asked_light(Controller& controller, const Control& control) {
-    int light = controller.board().light(control.index);
+// Where a control stands, as its end has it: of a light what the host last asked for, since the
+// board need not have seen it.
+int standing(Controller& controller, End from, const Control& control) {
+    const Board& board = controller.board();
+    if (from == End::Board) {
+        return control.sends_notes() ? board.pressed(control.index) : board.position(control.index);
+    }
+    int light = board.light(control.index);
     for (const Event& event : controller.events()) {
         if (event.sent_by(End::Host) && event.control == control.index) {
             light = event.bytes[2];
@@ -73,7 +76,7 @@ Crossing Track::next() {
         crossing.sent = Board::turn(control, value_).front();
         crossing.arrives = {byte(CONTROL_CHANGE | channel), byte(control.host_sees), byte(value_)};
     } else if (control.kind == Kind::Meter) {
-        value_ %= METER_LEVELS;
+        value_ %= METER_TOP + 1;
         crossing.sent = host_->meter(control, value_ * METER_WIDTH);
         crossing.arrives = {CONTROL_CHANGE, byte(control.board_sees), byte(METER_ZERO + value_)};
     } else {
@@ -101,12 +104,8 @@ std::vector<Track> choose_tracks(const Mapping& mapping, const Host& host, End f
 
 std::vector<Track> running_tracks(Controller& controller, End from) {
     std::vector<Track> tracks = choose_tracks(controller.mapping(), controller.host(), from, false);
-    const Board& board = controller.board();
     for (Track& track : tracks) {
-        const Control& control = track.control();
-        track.start_from(from == End::Host       ? asked_light(controller, control)
-                         : control.sends_notes() ? board.pressed(control.index)
-                                                 : board.position(control.index));
+        track.start_from(standing(controller, from, track.control()));
     }
     return tracks;
 }

@@ -5,9 +5,6 @@
 namespace bench {
 namespace {
 
-constexpr int MAX_UNITS = 63;       // of one message
-constexpr int SCREEN_TAKEN = 0x05;  // note 0: the daemon begins to take the screen over
-
 std::uint8_t byte(int value) {
     return static_cast<std::uint8_t>(value);
 }
@@ -49,7 +46,7 @@ std::vector<Bytes> Board::turn(const Control& pot, int position) {
 std::vector<Bytes> Board::spin(const Control& control, int units) {
     std::vector<Bytes> messages;
     while (control.sends_steps() && units != 0) {
-        const int some = std::clamp(units, -MAX_UNITS, MAX_UNITS);
+        const int some = std::clamp(units, -MOST_UNITS, MOST_UNITS);
         messages.push_back({CONTROL_CHANGE, byte(control.board_sends), byte(REST + some)});
         units -= some;
     }
@@ -92,13 +89,12 @@ std::vector<Bytes> Board::receive(const Bytes& message) {
     return {};
 }
 
-// Velocity 0 ends the take-over of the screen; at any other time it asks for the pots.
 std::vector<Bytes> Board::receive_note_0(int value) {
-    if (value == SCREEN_TAKEN) {
+    if (value == SCREEN_TAKING) {
         screen_changes_hands_ = true;
-    } else if (value == 0 && screen_changes_hands_) {
+    } else if (value == SCREEN_TAKEN && screen_changes_hands_) {
         screen_changes_hands_ = false;
-    } else if (value == 0) {
+    } else if (value == SCREEN_TAKEN) {
         return report();
     }
     return {};

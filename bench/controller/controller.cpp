@@ -131,14 +131,11 @@ milliseconds Controller::now() const {
 void Controller::add(Event event) {
     event.time = now();
     if (event.bytes.size() == 3 && is_channel_message(event.bytes)) {
-        const Mapping& map = setup_.mapping;
-        const std::uint8_t status = event.bytes[0];
-        const int number = event.bytes[1];
-        const bool board = event.place == Place::Board;
-        const Control* const control = event.to_daemon ? board ? map.sent_by_board(status, number)
-                                                               : map.sent_by_host(status, number)
-                                       : board ? map.seen_by_board(status, number)
-                                                       : map.seen_by_host(status, number);
+        using Find = const Control* (Mapping::*)(std::uint8_t, int) const;
+        static constexpr Find FIND[][2] = {{&Mapping::seen_by_board, &Mapping::sent_by_board},
+                                           {&Mapping::seen_by_host, &Mapping::sent_by_host}};
+        const Find find = FIND[event.place == Place::Board ? 0 : 1][event.to_daemon ? 1 : 0];
+        const Control* const control = (setup_.mapping.*find)(event.bytes[0], event.bytes[1]);
         event.control = control != nullptr ? control->index : -1;
     }
     events_.push_back(std::move(event));

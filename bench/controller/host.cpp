@@ -18,15 +18,15 @@ void Host::receive(const Bytes& message) {
 }
 
 Bytes Host::light(const Control& control, int value) const {
-    return control.kind == Kind::Meter ? Bytes() : command(NOTE_ON, control, value);
+    return control.takes_notes() ? command(NOTE_ON, control, value) : Bytes();
 }
 
 Bytes Host::dark(const Control& control, int value) const {
-    return control.kind == Kind::Meter ? Bytes() : command(NOTE_OFF, control, value);
+    return control.takes_notes() ? command(NOTE_OFF, control, value) : Bytes();
 }
 
 Bytes Host::meter(const Control& control, int value) const {
-    return control.kind != Kind::Meter ? Bytes() : command(CONTROL_CHANGE, control, value);
+    return control.takes_notes() ? Bytes() : command(CONTROL_CHANGE, control, value);
 }
 
 Bytes Host::identity_request() {
@@ -34,7 +34,7 @@ Bytes Host::identity_request() {
 }
 
 Bytes Host::command(int status, const Control& control, int value) const {
-    if (control.host_sends < 0 || control.kind == Kind::Spare) {
+    if (control.host_sends < 0) {
         return {};
     }
     return {static_cast<std::uint8_t>(status | channel_),

@@ -1,17 +1,21 @@
 #include "controller/mapping.h"
 
 #include <algorithm>
-#include <climits>
+#include <charconv>
 #include <cstdlib>
 
 namespace bench {
 namespace {
 
 constexpr int UNITS_PER_STEP[] = {1, 2, 4, 8, 16, 20, 24, 28, 32, 36, 40, 48, 56, 64, 72, 80};
-constexpr int BASE_FIELDS = 8;
-constexpr int APP_NUMBER_ONLY = -1;  // board number of a line that sets the host's number only
+constexpr int APP_NUMBER_ONLY = -1;   // board number of a record that sets the host's number only
+constexpr int BASE_FORM_PRESET = -1;  // the preset that is written as the base mapping is
 constexpr std::size_t MAX_NAME = 63;
 constexpr char END_OF_FILE_MARK = '\xff';
+constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
+constexpr std::string_view WHITE_SPACE = " \t\n\v\f\r";
+constexpr const char* BASE_FILE = "orvik.midictl.cfg";
+constexpr const char* SETTINGS_FILE = "orvik.sys.cfg";
 
 // Runs of configuration indices and what the control board calls their first one.
 struct Block {
@@ -28,7 +32,7 @@ constexpr Block BLOCKS[] = {
     {18, 18, Kind::Encoder, 0x40, 18, -1, false}, {19, 20, Kind::Pot, 0x41, 19, -1, false},
     {21, 64, Kind::Button, 0x01, 1, 1, true},     {65, 70, Kind::Button, 0x40, 64, 64, true},
     {71, 71, Kind::Button, 0x46, 70, 0, false},   {72, 81, Kind::Light, -1, -1, 0, false},
-    {82, 83, Kind::Meter, -1, -1, 0, false},      {84, 84, Kind::Spare, -1, -1, 0, false},
+    {82, 83, Kind::Meter, -1, -1, 0, false},      {84, 84, Kind::Spare, -1, -1, -1, false},
 };
 
 int number_in(int first_number, int offset) {
@@ -43,52 +47,56 @@ bool is_controller(std::uint8_t status) {
     return (status & 0xF0) == 0xB0;
 }
 
-std::vector<std::string> split(std::string_view line, std::string_view separators) {
-    std::vector<std::string> fields;
-    for (std::size_t from = line.find_first_not_of(separators); from != std::string_view::npos;) {
-        const std::size_t to = std::min(line.find_first_of(separators, from), line.size());
-        fields.emplace_back(line.substr(from, to - from));
-        from = line.find_first_not_of(separators, to);
-    }
-    return fields;
-}
+// Reads a hand-edited file record by record. Each field is taken as scanf takes it, after any white
+// space, so that a record may span lines; what is left of its last line is then a line of its own.
+class Records {
+  public:
+    explicit Records(std::string_view text) : text_(text) {}
 
-std::optional<int> to_number(const std::string& text) {
-    char* end = nullptr;
-    const long value = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || value < INT_MIN || value > INT_MAX) {
-        return std::nullopt;
+    // Goes on to where a record begins; false at the end of the file.
+    bool next() {
+        while (!text_.empty() && text_[0] != END_OF_FILE_MARK) {
+            if (text_[0] == '#' || text_[0] == ' ') {
+                if (take_line("\n").find(END_OF_FILE_MARK) != std::string_view::npos) {
+                    return false;
+                }
+            } else if (text_[0] == '\n' || text_[0] == '\r') {
+                text_.remove_prefix(1);
+            } else {
+                return true;
+            }
+        }
+        return false;
     }
-    return static_cast<int>(value);
-}
+    bool take_number(int& number) {
+        skip(text_.find_first_not_of(WHITE_SPACE));
+        const bool plus = text_.starts_with("+") && !text_.starts_with("+-");
+        const char* const first = text_.data() + (plus ? 1 : 0);
+        const auto [end, error] = std::from_chars(first, text_.data() + text_.size(), number);
+        if (error != std::errc()) {
+            return false;
+        }
+        skip(static_cast<std::size_t>(end - text_.data()));
+        return true;
+    }
+    bool take_word(std::string& word) {
+        skip(text_.find_first_not_of(WHITE_SPACE));
+        word = text_.substr(0, text_.find_first_of(WHITE_SPACE));
+        skip(word.size());
+        return !word.empty();
+    }
+    // What is left of the line, without its end, which is any of these bytes.
+    std::string_view take_line(std::string_view ends = "\n\r") {
+        const std::string_view line = text_.substr(0, text_.find_first_of(ends));
+        skip(line.size() + 1);
+        return line;
+    }
 
-struct Line {
-    int number;
-    std::vector<std::string> fields;
+  private:
+    void skip(std::size_t size) { text_.remove_prefix(std::min(size, text_.size())); }
+
+    std::string_view text_;
 };
-
-// The data lines of a hand-edited file, split into fields.
-std::vector<Line> data_lines(std::string_view text) {
-    std::vector<Line> lines;
-    for (int number = 1; !text.empty(); ++number) {
-        const std::size_t end = std::min(text.find('\n'), text.size());
-        std::string_view line = text.substr(0, end);
-        text.remove_prefix(std::min(end + 1, text.size()));
-        line.remove_prefix(std::min(line.find_first_not_of('\r'), line.size()));
-        if (line.empty()) {
-            continue;
-        }
-        const bool comment = line[0] == '#' || line[0] == ' ';
-        if (line[0] == END_OF_FILE_MARK ||
-            (comment && line.find(END_OF_FILE_MARK) != std::string_view::npos)) {
-            break;
-        }
-        if (!comment) {
-            lines.push_back({number, split(line, " \t\r\v\f")});
-        }
-    }
-    return lines;
-}
 
 char lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -127,17 +135,22 @@ int channel_option(const std::vector<std::string>& options) {
     return channel;
 }
 
-// The preset's text, empty where the daemon finds none or the check script refuses it.
-std::string preset_text(const ReadFile& read, int preset) {
-    const std::string name = "orvik.midictl.cfg" + std::to_string(preset) + ".txt";
-    if (preset != 0) {
-        return read(name + ".ok").value_or("");
+// What the check script copies: nothing, unless each line that counts has two fields.
+std::string checked(std::string text) {
+    if (text.starts_with(BYTE_ORDER_MARK)) {
+        text.erase(0, BYTE_ORDER_MARK.size());
     }
-    const std::string text = read(name).value_or("");
-    const std::vector<Line> lines = data_lines(text);
-    const bool good = std::all_of(lines.begin(), lines.end(),
-                                  [](const Line& line) { return line.fields.size() == 2; });
-    return good ? text : "";
+    for (Records lines(text); lines.next();) {
+        Records fields(lines.take_line("\n"));
+        int count = 0;
+        for (std::string field; fields.take_word(field);) {
+            ++count;
+        }
+        if (count != 2) {
+            return "";
+        }
+    }
+    return text;
 }
 
 }  // namespace
@@ -179,27 +192,24 @@ void Mapping::apply_numbers(Control& control, int board_number, int host_number)
 }
 
 void Mapping::apply_base(std::string_view text) {
-    for (const Line& line : data_lines(text)) {
-        int number[BASE_FIELDS - 1] = {};
-        bool good = line.fields.size() >= BASE_FIELDS && line.fields[7].size() <= MAX_NAME;
-        for (std::size_t i = 0; good && i + 1 < BASE_FIELDS; ++i) {
-            const std::optional<int> value = to_number(line.fields[i]);
-            good = value.has_value();
-            number[i] = value.value_or(0);
+    for (Records records(text); records.next();) {
+        int index, board_number, host_number, control_type, data_type, extra, rate;
+        bool good = true;
+        for (int* const number :
+             {&index, &board_number, &host_number, &control_type, &data_type, &extra, &rate}) {
+            good = good && records.take_number(*number);
         }
-        if (!good) {
-            bad_lines_.push_back(line.number);
+        std::string name;
+        if (!good || !records.take_word(name) || name.size() > MAX_NAME) {
+            records.take_line();
             continue;
         }
-        const auto [index, board_number, host_number, control_type, data_type, extra, rate] =
-            number;
         if (index < 0 || index >= CONTROL_COUNT) {
-            bad_lines_.push_back(line.number);
             continue;
         }
         Control& control = controls_[static_cast<std::size_t>(index)];
         control.mapped = true;
-        control.name = line.fields[7];
+        control.name = name;
         apply_numbers(control, board_number, host_number);
         if (board_number != APP_NUMBER_ONLY) {
             control.control_type = control_type & 0xFF;
@@ -211,19 +221,22 @@ void Mapping::apply_base(std::string_view text) {
 }
 
 void Mapping::apply_preset(std::string_view preset, std::string_view base) {
-    for (const Line& line : data_lines(preset)) {
-        const std::optional<int> host_number =
-            line.fields.size() >= 2 ? to_number(line.fields[1]) : std::nullopt;
-        const auto base_line =
-            host_number ? grep(base, line.fields[0]) : std::optional<std::string_view>();
+    for (Records records(preset); records.next();) {
+        std::string name;
+        int host_number;
+        if (!records.take_word(name) || name.size() > MAX_NAME ||
+            !records.take_number(host_number)) {
+            records.take_line();
+            continue;
+        }
+        const std::optional<std::string_view> base_line = grep(base, name);
         if (!base_line) {
             continue;
         }
         const int index =
             std::atoi(std::string(base_line->substr(0, base_line->find(' '))).c_str());
         if (index >= 0 && index < CONTROL_COUNT) {
-            apply_numbers(controls_[static_cast<std::size_t>(index)], APP_NUMBER_ONLY,
-                          *host_number);
+            apply_numbers(controls_[static_cast<std::size_t>(index)], APP_NUMBER_ONLY, host_number);
         }
     }
 }
@@ -234,46 +247,14 @@ const Control* Mapping::find(std::string_view name) const {
     return found != controls_.end() ? &*found : nullptr;
 }
 
-const Control* Mapping::sent_by_board(std::uint8_t status, int number) const {
-    for (const Control& control : controls_) {
-        const bool fits = control.sends_notes() ? is_note(status) : is_controller(status);
-        if (fits && control.board_sends == number) {
-            return &control;
-        }
-    }
-    return nullptr;
-}
-
-const Control* Mapping::seen_by_host(std::uint8_t status, int number) const {
-    for (const Control& control : controls_) {
-        const bool fits = control.sends_notes() ? is_note(status) : is_controller(status);
-        if (fits && control.host_sees == number) {
-            return &control;
-        }
-    }
-    return nullptr;
-}
-
-const Control* Mapping::sent_by_host(std::uint8_t status, int number) const {
-    for (const Control& control : controls_) {
-        const bool fits = control.kind == Kind::Meter
-                              ? is_controller(status)
-                              : is_note(status) && control.kind != Kind::Spare;
-        if (fits && control.host_sends == number) {
-            return &control;
-        }
-    }
-    return nullptr;
-}
-
-const Control* Mapping::seen_by_board(std::uint8_t status, int number) const {
-    for (const Control& control : controls_) {
-        const bool fits = control.is_note_light() ? is_note(status) : is_controller(status);
-        if (fits && control.kind != Kind::Spare && control.board_sees == number) {
-            return &control;
-        }
-    }
-    return nullptr;
+const Control* Mapping::find(std::uint8_t status, int number, int Control::*known,
+                             bool (Control::*as_note)() const) const {
+    const auto found =
+        std::find_if(controls_.begin(), controls_.end(), [&](const Control& control) {
+            return control.*known == number &&
+                   ((control.*as_note)() ? is_note(status) : is_controller(status));
+        });
+    return found != controls_.end() ? &*found : nullptr;
 }
 
 std::string setting(std::string_view settings, std::string_view key) {
@@ -288,17 +269,23 @@ std::string setting(std::string_view settings, std::string_view key) {
 
 Setup read_setup(const ReadFile& read, const std::vector<std::string>& options) {
     Setup setup;
-    const std::string base = read("orvik.midictl.cfg").value_or("");
-    const std::string settings = read("orvik.sys.cfg").value_or("");
+    const std::string base = read(BASE_FILE).value_or("");
+    const std::string settings = read(SETTINGS_FILE).value_or("");
     setup.mapping.apply_base(base);
     setup.channel = channel_option(options);
     if (setup.channel < 0) {
         const int number = std::atoi(setting(settings, "midi_channel").c_str()) & 0xFF;
         setup.channel = number < 16 ? number : -1;
     }
-    const std::string preset = setting(settings, "midi_preset").substr(0, 15);
-    if (!preset.empty()) {
-        setup.mapping.apply_preset(preset_text(read, std::atoi(preset.c_str())), base);
+    const std::string selected = setting(settings, "midi_preset").substr(0, 15);
+    const int preset = std::atoi(selected.c_str());
+    const std::string name = BASE_FILE + std::to_string(preset) + ".txt";
+    const std::string text =
+        preset == 0 ? checked(read(name).value_or("")) : read(name + ".ok").value_or("");
+    if (preset == BASE_FORM_PRESET) {
+        setup.mapping.apply_base(text);
+    } else if (!selected.empty()) {
+        setup.mapping.apply_preset(text, base);
     }
     return setup;
 }

@@ -13,10 +13,9 @@
 
 namespace bench {
 
-constexpr int CONTROL_COUNT = 85;      // configuration indices 0 to 84
-constexpr int LAST_BUTTON_INDEX = 71;  // above it: lights and meters, that send nothing
-constexpr int FIRST_LIGHT_INDEX = 21;
-constexpr int FORGET_INDEX = 81;  // a note for this light makes the daemon forget its host side
+constexpr int CONTROL_COUNT = 85;  // configuration indices 0 to 84
+constexpr int TO_PARTNER = 2;      // from a platter's index to its partner's
+constexpr int FORGET_INDEX = 81;   // a note for this light makes the daemon forget its host side
 
 enum class Kind { Pot, Platter, Partner, Encoder, Button, Light, Meter, Spare };
 
@@ -39,6 +38,8 @@ struct Control {
     bool sends_steps() const;
     // A pot that the host does not get as steps.
     bool host_sees_position() const { return sends_position() && data_type == 0; }
+    // The host drives it by notes, else by control changes.
+    bool takes_notes() const { return kind != Kind::Meter; }
     // The board gets its commands as notes; everything else goes there as control changes.
     bool is_note_light() const { return control_type == 2 || control_type == 3; }
     // Units of movement that make one step at the host.
@@ -53,28 +54,36 @@ class Mapping {
     // All controls under their default numbers.
     Mapping();
 
-    // Applies the lines of a base mapping. Numbers of lines that do not hold their eight fields are
-    // added to bad_lines(); such lines change nothing.
+    // Applies the records of a base mapping; one that cannot be read changes nothing.
     void apply_base(std::string_view text);
-    // Applies the lines of a preset; names are looked up in the base mapping as grep -i finds them.
+    // Applies the records of a preset; names are looked up in the base mapping as grep -i finds
+    // them.
     void apply_preset(std::string_view preset, std::string_view base);
 
     const std::array<Control, CONTROL_COUNT>& controls() const { return controls_; }
     const Control& at(int index) const { return controls_.at(static_cast<std::size_t>(index)); }
-    const std::vector<int>& bad_lines() const { return bad_lines_; }
 
     // All look-ups: null when there is none. `status` is a status byte of any channel.
     const Control* find(std::string_view name) const;
-    const Control* sent_by_board(std::uint8_t status, int number) const;
-    const Control* seen_by_host(std::uint8_t status, int number) const;
-    const Control* sent_by_host(std::uint8_t status, int number) const;
-    const Control* seen_by_board(std::uint8_t status, int number) const;
+    const Control* sent_by_board(std::uint8_t status, int number) const {
+        return find(status, number, &Control::board_sends, &Control::sends_notes);
+    }
+    const Control* seen_by_host(std::uint8_t status, int number) const {
+        return find(status, number, &Control::host_sees, &Control::sends_notes);
+    }
+    const Control* sent_by_host(std::uint8_t status, int number) const {
+        return find(status, number, &Control::host_sends, &Control::takes_notes);
+    }
+    const Control* seen_by_board(std::uint8_t status, int number) const {
+        return find(status, number, &Control::board_sees, &Control::is_note_light);
+    }
 
   private:
     void apply_numbers(Control& control, int board_number, int host_number);
+    const Control* find(std::uint8_t status, int number, int Control::*known,
+                        bool (Control::*as_note)() const) const;
 
     std::array<Control, CONTROL_COUNT> controls_;
-    std::vector<int> bad_lines_;
 };
 
 // What the daemon makes of a resources directory.

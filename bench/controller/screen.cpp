@@ -3,6 +3,7 @@
 #include <vterm.h>
 
 #include <cstdio>
+#include <map>
 
 namespace bench {
 
@@ -60,9 +61,12 @@ std::pair<const ConsoleColor&, const ConsoleColor&> appearing(const Cell& cell) 
 }
 
 std::string xml(const std::string& text) {
+    static const std::map<char, const char*> ESCAPES = {
+        {'<', "&lt;"}, {'&', "&amp;"}, {' ', "\u00A0"}};
     std::string escaped;
     for (const char c : text) {
-        escaped += c == '<' ? "&lt;" : c == '&' ? "&amp;" : c == ' ' ? "\u00A0" : std::string(1, c);
+        const auto escape = ESCAPES.find(c);
+        escaped += escape == ESCAPES.end() ? std::string(1, c) : escape->second;
     }
     return escaped;
 }

@@ -9,15 +9,14 @@ constexpr std::size_t HEX_COLUMN = 19;  // width of the bytes: six and a blank
 constexpr std::size_t HEX_BYTES = 6;
 constexpr const char* TRAFFIC[] = {"none", "to the board", "to the host", "both ways"};
 
-// Note 0 towards the board stands for the daemon's requests.
 struct Request {
     int value;
     const char* words;
 };
 constexpr Request REQUESTS[] = {
-    {0x00, "screen taken"},
-    {0x05, "screen about to be taken"},
-    {0x5A, "power off"},
+    {SCREEN_TAKEN, "screen taken"},
+    {SCREEN_TAKING, "screen about to be taken"},
+    {POWER_OFF, "power off"},
 };
 
 std::string from_board(const Bytes& message, const Control& control) {
@@ -28,8 +27,10 @@ std::string from_board(const Bytes& message, const Control& control) {
         return control.name + " at " + std::to_string(position_in(message));
     }
     const int units = message[2] - REST;
-    return control.name +
-           (units == 0 ? " at rest" : (units > 0 ? " +" : " ") + std::to_string(units));
+    if (units == 0) {
+        return control.name + " at rest";
+    }
+    return control.name + (units > 0 ? " +" : " ") + std::to_string(units);
 }
 
 std::string to_board(const Bytes& message, const Control* control) {
@@ -56,7 +57,11 @@ std::string to_board(const Bytes& message, const Control* control) {
 std::string visible(const Bytes& bytes) {
     std::string text;
     for (const std::uint8_t byte : bytes) {
-        text += byte == 0x1B ? "\\e" : byte < 0x20 ? "." : std::string(1, static_cast<char>(byte));
+        if (byte == 0x1B) {
+            text += "\\e";
+        } else {
+            text += byte < 0x20 ? '.' : static_cast<char>(byte);
+        }
     }
     return text;
 }

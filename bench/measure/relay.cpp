@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <map>
 #include <string>
 #include <thread>
 
@@ -66,15 +67,15 @@ bool copy(int from, int to) {
     }
 }
 
+const std::map<std::string, void (*)(int serial, int midi)> KINDS = {
+    {"busy", run_busy}, {"paced", run_paced}, {"blocking", run_blocking}};
+
 }  // namespace
 
 int main(int argc, char** argv) {
     const std::string kind = argc == 2 ? argv[1] : "";
-    void (*const run)(int, int) = kind == "busy"       ? run_busy
-                                  : kind == "paced"    ? run_paced
-                                  : kind == "blocking" ? run_blocking
-                                                       : nullptr;
-    if (run == nullptr) {
+    const auto known = KINDS.find(kind);
+    if (known == KINDS.end()) {
         fputs("usage: relay busy|paced|blocking\n", stderr);
         return 2;
     }
@@ -82,5 +83,5 @@ int main(int argc, char** argv) {
     // The serial line first: it is open, at its speed, when the other one is.
     const int serial = open_raw("/dev/ttymxc1");
     const int midi = open_raw("/dev/snd/midiC1D0");
-    run(serial, midi);
+    known->second(serial, midi);
 }

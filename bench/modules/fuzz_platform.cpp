@@ -38,7 +38,10 @@ std::string said;
 std::string answered;
 
 Line* line_of(int fd) {
-    return fd < 0 ? nullptr : fd == board_fd ? &board : fd == host_fd ? &host : nullptr;
+    if (fd < 0 || (fd != board_fd && fd != host_fd)) {
+        return nullptr;
+    }
+    return fd == board_fd ? &board : &host;
 }
 
 ssize_t take_in(void*, const char* text, size_t size) {

@@ -14,8 +14,7 @@ constexpr int NARROWEST_CELL = 13;
 constexpr int FULL = 127;
 constexpr int UNITS_PER_GLYPH = 8;
 constexpr const char* TURNING[] = {"◐", "◓", "◑", "◒"};
-constexpr int METER_LEVELS = 7;
-constexpr int METER_COLORS[] = {34, 34, 34, 34, 220, 220, 160};
+constexpr int METER_COLORS[METER_TOP] = {34, 34, 34, 34, 220, 220, 160};
 constexpr int LED_COLORS[] = {94, 136, 178, 220};  // by quarters of the value
 constexpr int BLACK = 16, BAR = 25, BAR_TEXT = 231, GROUND = 235, PLAIN = 252, FAINT = 242;
 constexpr int HELD = 45, HEADING = 75;
@@ -30,7 +29,10 @@ int rank(const Control& control) {
 }
 
 int section(const Control& control) {
-    return control.name.ends_with("_A") ? LEFT : control.name.ends_with("_B") ? RIGHT : CENTRE;
+    if (control.name.ends_with("_A")) {
+        return LEFT;
+    }
+    return control.name.ends_with("_B") ? RIGHT : CENTRE;
 }
 
 std::string number(int value) {
@@ -81,8 +83,8 @@ Look look_of_light(const Board& board, const Control& control) {
 }
 
 void draw_meter(Terminal& terminal, int row, int column, int width, int level) {
-    const int first = column + width - METER_LEVELS;
-    for (int i = 0; i < METER_LEVELS && width > METER_LEVELS; ++i) {
+    const int first = column + width - METER_TOP;
+    for (int i = 0; i < METER_TOP && width > METER_TOP; ++i) {
         terminal.text(row, first + i, 1, i < level ? "▮" : "▯",
                       {i < level ? METER_COLORS[i] : FAINT, GROUND});
     }
@@ -109,7 +111,7 @@ void draw_control(Terminal& terminal, int row, int column, int width, Controller
     if (!control.mapped) {
         look.ink.foreground = FAINT;
     }
-    const int value = meter ? METER_LEVELS : text_width(look.value);
+    const int value = meter ? METER_TOP : text_width(look.value);
     const int room = width - value - (value > 0 && !meter ? 1 : 0);
     std::string text = short_name(control).substr(0, static_cast<std::size_t>(room));
     text.append(static_cast<std::size_t>(width - value) - text.size(), ' ');
@@ -235,10 +237,14 @@ std::string control_help(const Control& control) {
     text += "   host " + both_ways(control.host_sees, control.host_sends);
     text += "   type " + number(control.control_type) +
             (typed ? std::string(" ") + CONTROL_TYPES[control.control_type] : "");
-    text += control.data_type == 1 ? ", steps   zoom " + number(control.extra / 16) + " (" +
-                                         number(control.units_per_step()) + " a step)"
-            : control.is_note_light() ? control.extra != 0 ? "   off by note-off" : "   dims"
-                                      : "   zoom -";
+    if (control.data_type == 1) {
+        text += ", steps   zoom " + number(control.extra / 16) + " (" +
+                number(control.units_per_step()) + " a step)";
+    } else if (control.is_note_light()) {
+        text += control.extra != 0 ? "   off by note-off" : "   dims";
+    } else {
+        text += "   zoom -";
+    }
     return text + "   rate " + number(control.rate);
 }
 

@@ -137,9 +137,8 @@ void Panel::mouse() {
         play_later(TAP, "board release " + controller_->mapping().at(*held_by_mouse_).name);
         held_by_mouse_.reset();
     }
-    const int wheel = (event.bstate & BUTTON4_PRESSED) != 0   ? 1
-                      : (event.bstate & BUTTON5_PRESSED) != 0 ? -1
-                                                              : 0;
+    const int wheel = ((event.bstate & BUTTON4_PRESSED) != 0 ? 1 : 0) -
+                      ((event.bstate & BUTTON5_PRESSED) != 0 ? 1 : 0);
     const std::optional<Front::Spot> spot = front_.at(event.y, event.x);
     if (!spot) {
         if (wheel != 0 && event.y > front_rows()) {

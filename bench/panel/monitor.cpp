@@ -10,8 +10,6 @@ namespace {
 
 constexpr std::size_t MOST_LINES = 20000;
 constexpr milliseconds SECOND(1000);
-constexpr int UNITS_PER_LEVEL = 18;        // of a meter's 128 values
-constexpr std::size_t LONGEST_SYSEX = 64;  // that the bridge hands on from the host
 
 char lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -28,21 +26,26 @@ std::string stamped(const Event& event, const Mapping& mapping) {
     return stamp + transcript_line(event, mapping);
 }
 
+// The host gets system-exclusive messages, the board only the Identity Request to all devices; a
+// channel message has to be one of a control, and on the channel that its end sends on.
 bool is_dropped(const Event& event, const Setup& setup) {
+    const bool from_host = event.place == Place::Host;
     const std::uint8_t status = event.bytes[0];
     if (status == SYSEX_START) {
-        return event.place == Place::Host && event.bytes.size() > LONGEST_SYSEX;
+        return from_host && event.bytes != Host::identity_request();
     }
-    const bool power = event.place == Place::Board && status < CONTROL_CHANGE &&
-                       event.bytes.size() == 3 && event.bytes[1] == POWER_SWITCH;
-    const bool other_channel = event.place == Place::Host && (status & 0x0F) != setup.channel;
-    return other_channel || (event.control < 0 && !power);
+    const bool note = (status & 0xE0) == NOTE_OFF;
+    const bool switches_power =
+        !from_host && note && event.bytes.size() == 3 && event.bytes[1] == POWER_SWITCH;
+    const bool any_channel = !from_host && !note;
+    const bool right_channel = any_channel || (status & 0x0F) == (from_host ? setup.channel : 0);
+    return !right_channel || (event.control < 0 && !switches_power);
 }
 
 // The value that a message gives its control, as far as the other end can tell it.
 int value_of(const Event& event, const Control& control) {
     if (control.kind == Kind::Meter) {
-        return event.bytes[2] / UNITS_PER_LEVEL;
+        return event.bytes[2] / METER_WIDTH;
     }
     return position_in(event.bytes);
 }

@@ -45,7 +45,8 @@ class Counters {
     void take(const Event& event, const Setup& setup);
     // Messages in the second before `now`.
     int rate(End end, bool to_daemon, milliseconds now) const;
-    // Bytes that name no control of the mapping, or another channel: the bridge drops them.
+    // Bytes that the bridge drops: of no control of the mapping, of another channel, of no message
+    // that crosses.
     int dropped() const { return dropped_; }
     // Changes of pots and meters that went out as one with a later one.
     int merged() const { return merged_; }

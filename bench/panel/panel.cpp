@@ -25,7 +25,7 @@ constexpr int SPIN_STEPS = 2;                           // that the host sees of
 constexpr int LABEL_CHANGE = 0x40, MOST_LABELS = 0x3E;  // velocities 64 to 126
 
 bool has_light(const Control& control) {
-    return control.host_sends >= 0 && control.kind != Kind::Meter && control.kind != Kind::Spare;
+    return control.host_sends >= 0 && control.takes_notes();
 }
 
 std::string new_file_name() {
@@ -182,7 +182,7 @@ const Control& Panel::moved(const Control& control) const {
     const Control* const hand =
         control.kind == Kind::Platter && control.mapped ? touch_of(control) : nullptr;
     const bool touched = hand != nullptr && controller_->board().pressed(hand->index);
-    return touched ? controller_->mapping().at(control.index + 2) : control;
+    return touched ? controller_->mapping().at(control.index + TO_PARTNER) : control;
 }
 
 void Panel::tap(int) {
@@ -314,7 +314,8 @@ void Panel::go_to_named(const std::string& name) {
 // --- Panes, recording, restart ---
 
 Scroll* Panel::scroll_of_pane() {
-    return pane_ == Wire ? &monitor_.wire : pane_ == Log ? &monitor_.log : nullptr;
+    Scroll* const scrolls[PANE_COUNT] = {&monitor_.wire, &monitor_.log, nullptr};
+    return scrolls[pane_];
 }
 
 void Panel::next_pane(int) {

@@ -9,8 +9,6 @@
 namespace bench {
 namespace {
 
-constexpr int MAX_UNITS = 63;  // of one message
-constexpr int UNITS_PER_LEVEL = 18;
 constexpr int NO_CONTROL = -1;
 constexpr const char* REPORT_PATIENCE = " within 60000";
 
@@ -35,7 +33,7 @@ Key key_of(const Event& event, const Mapping& mapping) {
         return {NO_CONTROL, true};
     }
     const bool partner = mapping.at(event.control).kind == Kind::Partner;
-    return {event.control - (partner ? 2 : 0), from_board};
+    return {event.control - (partner ? TO_PARTNER : 0), from_board};
 }
 
 class Writer {
@@ -124,7 +122,7 @@ bool Writer::answers(const Entry& entry, const Event& came) const {
                                        : (sent[0] & 0xF0) == (arrived[0] & 0xF0);
     }
     if (moved->kind == Kind::Meter) {
-        return METER_ZERO + sent[2] / UNITS_PER_LEVEL == arrived[2];
+        return METER_ZERO + sent[2] / METER_WIDTH == arrived[2];
     }
     const bool off = (sent[0] & 0xF0) == NOTE_OFF && moved->extra != 0;
     return arrived[2] == (off ? 0 : sent[2]);
@@ -155,7 +153,7 @@ std::string Writer::expectations(const Entry& entry, bool silent_before) const {
         }
     } else if (is_relative(entry)) {
         const bool sure = entry.came.size() == 1 && !silent_before &&
-                          std::abs(entry.units) <= MAX_UNITS && control(entry)->sends_steps();
+                          std::abs(entry.units) <= MOST_UNITS && control(entry)->sends_steps();
         text = sure ? expectation(*entry.came.front()) : "";
     } else if (answers(entry, *entry.came.back())) {
         text = expectation(*entry.came.back());

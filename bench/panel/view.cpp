@@ -96,7 +96,10 @@ std::string Panel::state() const {
         return "ended with status " + std::to_string(*status) + ", R restarts";
     }
     const int channel = controller_->setup().channel;
-    return ready_ ? channel < 0 ? "no channel" : "ch " + std::to_string(channel + 1) : "starting";
+    if (!ready_) {
+        return "starting";
+    }
+    return channel < 0 ? "no channel" : "ch " + std::to_string(channel + 1);
 }
 
 void Panel::draw_title() {
