@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "modules/ptys.h"
@@ -125,6 +126,10 @@ TEST(Streams, ThatAreClosedOrBrokenCostNothing) {
     write_resource("orvik.midictl.cfg", "22 2 61 1 0 0 2 CUE\n");
     write_resource("orvik.sys.cfg", "");
     for (const char* streams : {"<&- >&- 2>&-", ">&-", "2>&-", ">&9 2>&9"}) {
+        const bool emulated = CTLBRIDGE[0] != ' ';
+        if (emulated && strchr(streams, '-') != nullptr) {
+            continue;  // the emulator takes closed descriptors for itself
+        }
         board_got();
         host_got();
         const Daemon daemon(streams);
