@@ -48,38 +48,37 @@ int whole_number(const std::string& text) {
 struct Option {
     const char* name;
     const char* value;  // what it is called; null: there is none
+    void (*take)(Options& to, const char* value);
     const char* help;
-    void (*take)(Options& options, const char* value);
 };
+// clang-format off
 constexpr Option OPTIONS[] = {
-    {"daemon", "PATH", "the ctlbridge to run (default: the one built with this program)",
-     [](Options& options, const char* value) { options.world.daemon = value; }},
-    {"resources", "DIR", "its resources, for scenarios that name none of their own",
-     [](Options& options, const char* value) { options.world.resources = value; }},
-    {"emulator", "PATH", "a program that runs the daemon, for another machine's binary",
-     [](Options& options, const char* value) { options.world.emulator = value; }},
-    {"screen", "FILE", "write the screen as it is at the end, an SVG picture of its text",
-     [](Options& options, const char* value) { options.screen_file = value; }},
-    {"no-traffic", nullptr, "leave the changes of the traffic LED out",
-     [](Options& options, const char*) { options.hidden.traffic_light = true; }},
-    {"quiet", nullptr, "print failures and results only",
-     [](Options& options, const char*) { options.quiet = true; }},
-    {"count", "N", "soak: messages each way (default: ten million)",
-     [](Options& options, const char* value) { options.soak.count = whole_number(value); }},
-    {"seconds", "N", "soak: for that long instead",
-     [](Options& options, const char* value) {
-         options.soak.seconds = whole_number(value);
-         options.soak.count = std::numeric_limits<std::int64_t>::max();
-     }},
-    {"relay", "PATH", "measure: a relay to measure beside the daemon",
-     [](Options& options, const char* value) { options.measure.relay = value; }},
-    {"static", "PATH", "measure: the daemon linked statically, for its memory",
-     [](Options& options, const char* value) { options.measure.static_twin = value; }},
-    {"write", "DIR", "measure: where the files for the plot go (default: here)",
-     [](Options& options, const char* value) { options.measure.directory = value; }},
-    {"help", nullptr, "print this text",
-     [](Options& options, const char*) { options.help = true; }},
+    {"daemon", "PATH", [](Options& to, const char* value) { to.world.daemon = value; },
+     "the ctlbridge to run (default: the one built with this program)"},
+    {"resources", "DIR", [](Options& to, const char* value) { to.world.resources = value; },
+     "its resources, for scenarios that name none of their own"},
+    {"emulator", "PATH", [](Options& to, const char* value) { to.world.emulator = value; },
+     "a program that runs the daemon, for another machine's binary"},
+    {"screen", "FILE", [](Options& to, const char* value) { to.screen_file = value; },
+     "write the screen as it is at the end, an SVG picture of its text"},
+    {"no-traffic", nullptr, [](Options& to, const char*) { to.hidden.traffic_light = true; },
+     "leave the changes of the traffic LED out"},
+    {"quiet", nullptr, [](Options& to, const char*) { to.quiet = true; },
+     "print failures and results only"},
+    {"count", "N", [](Options& to, const char* value) { to.soak.count = whole_number(value); },
+     "soak: messages each way (default: ten million)"},
+    {"seconds", "N", [](Options& to, const char* value) { to.soak.seconds = whole_number(value); to.soak.count = std::numeric_limits<std::int64_t>::max(); },
+     "soak: for that long instead"},
+    {"relay", "PATH", [](Options& to, const char* value) { to.measure.relay = value; },
+     "measure: a relay to measure beside the daemon"},
+    {"static", "PATH", [](Options& to, const char* value) { to.measure.static_twin = value; },
+     "measure: the daemon linked statically, for its memory"},
+    {"write", "DIR", [](Options& to, const char* value) { to.measure.directory = value; },
+     "measure: where the files for the plot go (default: here)"},
+    {"help", nullptr, [](Options& to, const char*) { to.help = true; },
+     "print this text"},
 };
+// clang-format on
 
 int play(const std::string& file, const Options& options) {
     std::ifstream in(file, std::ios::binary);

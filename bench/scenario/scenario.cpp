@@ -54,8 +54,8 @@ class FileReader {
 struct SetupLine {
     const char* word;
     const char* rest;
-    const char* meaning;  // for the table
     void (*read)(FileReader& file, Words& words);
+    const char* meaning;  // for the table
 };
 
 void read_without(WorldConfig& world, Words& words) {
@@ -96,39 +96,31 @@ void read_mode(WorldConfig& world, Words& words) {
     world.modes[name] = static_cast<unsigned>(std::stoi(digits, nullptr, 8));
 }
 
+using File = FileReader;
+// clang-format off
 constexpr SetupLine SETUP_LINES[] = {
-    {"options", "OPTION...", "the daemon's command line",
-     [](FileReader& file, Words& words) {
-         while (words.more()) {
-             file.world().options.push_back(words.word());
-         }
-     }},
-    {"without", "serial | midi | command NAME",
-     "that device or command does not exist; the shell's own, such as `echo`, cannot be taken away",
-     [](FileReader& file, Words& words) { read_without(file.world(), words); }},
-    {"resources", "DIRECTORY",
-     "where the daemon's resources are copied from, relative to the scenario",
-     [](FileReader& file, Words& words) { file.world().resources = file.beside(words.text()); }},
-    {"file", "NAME [crlf | cut | hex]",
-     "lays a file over them; its lines follow, indented by four blanks. `crlf`: with CR LF line "
-     "ends; `cut`: without the end of the last line; `hex`: of bytes in hexadecimal, and of "
-     "nothing else",
-     read_file_lines},
-    {"remove", "NAME", "takes a file out of them",
-     [](FileReader& file, Words& words) { file.world().removed.push_back(words.word()); }},
-    {"directory", "NAME", "puts a directory in a file's place",
-     [](FileReader& file, Words& words) { file.world().directories.push_back(words.word()); }},
-    {"mode", "NAME OCTAL",
-     "permission bits of a file that is there by then, or of `.`, the directory of them all; the "
-     "daemon has no power to pass over them",
-     [](FileReader& file, Words& words) { read_mode(file.world(), words); }},
-    {"xfbdev lingers", "MS", "how long `Xfbdev` outlives the signal it obeys",
-     [](FileReader& file, Words& words) {
-         file.world().xfbdev_lingers = milliseconds(words.number(0, MAX_TIME));
-     }},
-    {"xfbdev ignores", "SIGNALS", "how many it ignores before",
-     [](FileReader& file, Words& words) { file.world().xfbdev_ignores = words.number(0, 100); }},
+    {"options", "OPTION...", [](File& f, Words& words) { while (words.more()) { f.world().options.push_back(words.word()); } },
+     "the daemon's command line"},
+    {"without", "serial | midi | command NAME", [](File& f, Words& words) { read_without(f.world(), words); },
+     "that device or command does not exist; the shell's own, such as `echo`, cannot be taken away"},
+    {"resources", "DIRECTORY", [](File& f, Words& words) { f.world().resources = f.beside(words.text()); },
+     "where the daemon's resources are copied from, relative to the scenario"},
+    {"file", "NAME [crlf | cut | hex]", read_file_lines,
+     "lays a file over them; its lines follow, indented by four blanks. `crlf`: with CR LF line ends; `cut`: without the end "
+     "of the last line; `hex`: of bytes in hexadecimal, and of nothing else"},
+    {"remove", "NAME", [](File& f, Words& words) { f.world().removed.push_back(words.word()); },
+     "takes a file out of them"},
+    {"directory", "NAME", [](File& f, Words& words) { f.world().directories.push_back(words.word()); },
+     "puts a directory in a file's place"},
+    {"mode", "NAME OCTAL", [](File& f, Words& words) { read_mode(f.world(), words); },
+     "permission bits of a file that is there by then, or of `.`, the directory of them all; the daemon has no power to pass "
+     "over them"},
+    {"xfbdev lingers", "MS", [](File& f, Words& words) { f.world().xfbdev_lingers = milliseconds(words.number(0, MAX_TIME)); },
+     "how long `Xfbdev` outlives the signal it obeys"},
+    {"xfbdev ignores", "SIGNALS", [](File& f, Words& words) { f.world().xfbdev_ignores = words.number(0, 100); },
+     "how many it ignores before"},
 };
+// clang-format on
 
 // Returns false, and leaves the words alone, if they are no set-up line.
 bool FileReader::read_setup_line(Words& words) {

@@ -85,10 +85,10 @@ class StepReader {
 struct Verb {
     const char* subjects;  // one of them stands before the verb; empty: none does
     const char* words;
-    const char* rest;     // what follows
-    const char* meaning;  // for the table of steps
+    const char* rest;  // what follows
     When when;
     Action (*read)(StepReader& reader);  // reads the rest; returns what the step does
+    const char* meaning;                 // for the table of steps
 };
 
 // The first that fits is meant.

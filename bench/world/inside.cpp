@@ -119,10 +119,11 @@ void enter_root() {
     check(chdir(HOME), HOME);
 }
 
-void name_socket(int socket_fd) {
+void open_socket(int socket_fd) {
     const sockaddr_un address = platform_address();
     check(bind(socket_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address),
           PLATFORM_SOCKET);
+    check(listen(socket_fd, SOMAXCONN), PLATFORM_SOCKET);
 }
 
 // Number 0 inside may be the machine's own root: it keeps no power but that of the number.
@@ -183,7 +184,7 @@ void go_inside(const Contents& contents, const InitOrders& orders, int platform,
         }
         build_root(contents);
         enter_root();
-        name_socket(platform);
+        open_socket(platform);
         drop_capabilities();
         become_init(orders);
     } catch (const Refused& error) {

@@ -15,10 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
-#include <string_view>
 #include <thread>
-
-#include "world/handles.h"
 
 namespace bench {
 namespace {
@@ -42,50 +39,17 @@ std::string joined(int argc, char** argv) {
     return words.substr(0, LONGEST_CALL);
 }
 
-// Room for the one descriptor that goes along with a call.
-union Attachment {
-    cmsghdr header;
-    char room[CMSG_SPACE(sizeof(int))];
-};
-
-msghdr message(iovec& data, Attachment& attachment) {
-    msghdr result{};
-    result.msg_iov = &data;
-    result.msg_iovlen = 1;
-    result.msg_control = &attachment;
-    result.msg_controllen = sizeof attachment;
-    return result;
-}
-
-// Sends the call together with a pipe's writing end; false if nobody takes it.
-bool send_call(std::string words, int writing_end) {
-    const Fd socket_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address = platform_address();
-    iovec data{words.data(), words.size()};
-    Attachment attachment{};
-    msghdr call = message(data, attachment);
-    call.msg_name = &address;
-    call.msg_namelen = sizeof address;
-    cmsghdr* const header = CMSG_FIRSTHDR(&call);
-    header->cmsg_level = SOL_SOCKET;
-    header->cmsg_type = SCM_RIGHTS;
-    header->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(header), &writing_end, sizeof writing_end);
-    return sendmsg(socket_fd.get(), &call, MSG_NOSIGNAL) >= 0;
-}
-
-// Tells of the call and waits until nobody holds the other end of the pipe any more.
+// Tells of the call and waits until whoever has taken it closes the connection.
 void tell(const std::string& words) {
-    std::array<int, 2> ends;
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    const Fd connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = platform_address();
+    if (connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+            0 ||
+        send(connection.get(), words.data(), words.size(), MSG_NOSIGNAL) < 0) {
         return;
     }
-    const Fd answer(ends[0]);
-    Fd writing_end(ends[1]);
-    const bool told = send_call(words, writing_end.get());
-    writing_end.reset();
     char nothing;
-    while (told && read(answer.get(), &nothing, 1) < 0 && errno == EINTR) {
+    while (recv(connection.get(), &nothing, 1, 0) < 0 && errno == EINTR) {
     }
 }
 
@@ -301,18 +265,13 @@ std::optional<std::pair<Report, std::string>> receive_report(int control, bool w
     return std::pair(static_cast<Report>(packet[0]), std::string(packet.data() + 1, length - 1));
 }
 
-std::optional<std::string> receive_call(int socket, int& caller) {
+std::optional<std::string> receive_call(int socket, Fd& caller) {
+    caller.reset(accept4(socket, nullptr, nullptr, SOCK_CLOEXEC));
     std::string words(LONGEST_CALL, '\0');
-    iovec data{words.data(), words.size()};
-    Attachment attachment{};
-    msghdr call = message(data, attachment);
-    const ssize_t size = recvmsg(socket, &call, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-    if (size < 0) {
+    const ssize_t size = caller ? recv(caller.get(), words.data(), words.size(), 0) : 0;
+    if (size <= 0) {  // no caller, or one that has died before it said anything
+        caller.reset();
         return std::nullopt;
-    }
-    const cmsghdr* const header = CMSG_FIRSTHDR(&call);
-    if (header != nullptr && header->cmsg_type == SCM_RIGHTS) {
-        std::memcpy(&caller, CMSG_DATA(header), sizeof caller);
     }
     words.resize(static_cast<std::size_t>(size));
     return words;

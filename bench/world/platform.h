@@ -11,12 +11,14 @@
 #include <utility>
 #include <vector>
 
+#include "world/handles.h"
+
 namespace bench {
 
 // Places in a world.
 constexpr const char* PLATFORM_PROGRAM = "/opt/bench/platform";  // this program
 constexpr const char* PLATFORM_INIT = "/opt/bench/init";
-constexpr const char* PLATFORM_SOCKET = "/run/platform";  // takes the calls, one datagram each
+constexpr const char* PLATFORM_SOCKET = "/run/platform";  // takes the calls, a connection each
 constexpr const char* PLATFORM_BUSYBOX = "/bin/busybox";
 
 // Plays the part that argv[0] names, without its directory, and returns its exit status; -1 if
@@ -58,8 +60,8 @@ void send_report(int control, Report report, const std::string& text = {});
 // then errno is EAGAIN or ECONNRESET.
 std::optional<std::pair<Report, std::string>> receive_report(int control, bool wait);
 
-// Takes the next call from the socket; the descriptor to close for the caller to go on is put into
-// `caller`. Nothing if none waits.
-std::optional<std::string> receive_call(int socket, int& caller);
+// Takes the next call from the socket; the caller waits until `caller` is closed. Nothing if there
+// is none.
+std::optional<std::string> receive_call(int socket, Fd& caller);
 
 }  // namespace bench

@@ -96,7 +96,7 @@ Running start(const WorldConfig& config, const Contents& contents, bool own_user
     const Ids ids = {geteuid(), getegid()};
     Ends log = log_pipe();
     Ends control = control_sockets();
-    Fd platform(check(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), "socket"));
+    Fd platform(check(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), "socket"));
     const InitOrders orders = {.control = control.inner.get(),
                                .log = log.inner.get(),
                                .xfbdev_ignores = config.xfbdev_ignores,
@@ -164,13 +164,7 @@ World::World(const WorldConfig& config) : console_(open_pty()) {
 World::~World() = default;
 
 std::optional<std::string> World::next_platform_call() {
-    if (caller_) {
-        return std::nullopt;
-    }
-    int caller = -1;
-    std::optional<std::string> call = receive_call(platform_.get(), caller);
-    caller_.reset(caller);
-    return call;
+    return caller_ ? std::nullopt : receive_call(platform_.get(), caller_);
 }
 
 void World::answer_platform() {
