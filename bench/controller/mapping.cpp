@@ -102,9 +102,10 @@ char lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// The first line that holds the text anywhere, in capitals or not; nothing if none does.
+// The first line that holds the pattern anywhere, in capitals or not; nothing if none does. A dot
+// is any character, as to grep.
 std::optional<std::string_view> grep(std::string_view text, std::string_view pattern) {
-    const auto same = [](char a, char b) { return lower(a) == lower(b); };
+    const auto same = [](char c, char p) { return p == '.' || lower(c) == lower(p); };
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
         const std::string_view line = text.substr(0, end);
@@ -115,6 +116,15 @@ std::optional<std::string_view> grep(std::string_view text, std::string_view pat
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return std::nullopt;
+}
+
+bool is_name(std::string_view name) {
+    const std::string_view letters =
+        "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
+    return name.size() <= MAX_NAME && letters.find(name[0]) != std::string_view::npos &&
+           std::all_of(name.begin(), name.end(), [&](char c) {
+               return letters.find(c) != std::string_view::npos || c == '-' || c == '.' || c == '+';
+           });
 }
 
 // Reads the value of a command-line option as getopt would; a later one that counts wins.
@@ -229,7 +239,8 @@ void Mapping::apply_preset(std::string_view preset, std::string_view base) {
             records.take_line();
             continue;
         }
-        const std::optional<std::string_view> base_line = grep(base, name);
+        const std::optional<std::string_view> base_line =
+            is_name(name) ? grep(base, name) : std::nullopt;
         if (!base_line) {
             continue;
         }
