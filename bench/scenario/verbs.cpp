@@ -129,9 +129,6 @@ void fill_line(Runner& run, const End& from) {
     const End to = other(from);
     note(run, run.step().text);
     const Filling filling = fill(run.controller(), from, quiet_pump(run));
-    if (!filling.failure.empty()) {
-        throw Failure{filling.failure};
-    }
     note(run, std::string("the ") + name(to) + " was sent " +
                   std::to_string(filling.messages.size()) + " messages, and the line is full");
     run.filled[to] = filling;
@@ -172,18 +169,6 @@ Action random_of(StepReader& reader) {
     };
 }
 
-void play_flood(Runner& run, const std::vector<End>& ends, const Plan& plan) {
-    note(run, run.step().text);
-    const FloodResult result = flood(run.controller(), ends, plan, quiet_pump(run));
-    run.pass_over(End::Board, false);
-    run.pass_over(End::Host, false);
-    if (!result.good) {
-        throw Failure{result.summary};
-    }
-    run.transcript().note(result.summary);
-    run.hold();
-}
-
 Action flood_of(StepReader& reader) {
     Plan plan = {.count = reader.words.number(1, 10000000), .per_second = LINE_MESSAGES_PER_SECOND};
     if (reader.words.take("pots")) {  // which the daemon's rate limit may merge
@@ -194,7 +179,13 @@ Action flood_of(StepReader& reader) {
         plan.note_depth = 0;
         plan.controller_depth = MOST_POSITIONS;
     }
-    return [ends = reader.ends, plan](Runner& run) { play_flood(run, ends, plan); };
+    return [ends = reader.ends, plan](Runner& run) {
+        note(run, run.step().text);
+        run.transcript().note(flood(run.controller(), ends, plan, quiet_pump(run)));
+        run.pass_over(End::Board, false);
+        run.pass_over(End::Host, false);
+        run.hold();
+    };
 }
 
 // --- Platform calls, the log ---
@@ -220,15 +211,17 @@ struct AwaitedText {
     Wanted wanted;
 };
 
-AwaitedText call(StepReader& reader) {
+AwaitedText text(StepReader& reader, Place place, decltype(Wanted::fits) fits) {
     const milliseconds patience = reader.patience(TEXT_PATIENCE);
-    return {patience, {Place::Platform, reader.words.text(), call_fits}};
+    return {patience, {place, fits == is_same ? reader.words.quoted() : reader.words.text(), fits}};
 }
 
-AwaitedText log(StepReader& reader, bool whole_line = false) {
-    const milliseconds patience = reader.patience(TEXT_PATIENCE);
-    const std::string text = whole_line ? reader.words.quoted() : reader.words.text();
-    return {patience, {Place::Log, text, whole_line ? is_same : is_in}};
+AwaitedText call(StepReader& reader) {
+    return text(reader, Place::Platform, call_fits);
+}
+
+AwaitedText log(StepReader& reader) {
+    return text(reader, Place::Log, is_in);
 }
 
 void expect_text(Runner& run, const AwaitedText& awaited) {
@@ -397,7 +390,7 @@ constexpr Verb VERBS[] = {
      "a line that contains TEXT comes, after the one found last"},
     {"log", "find", "TEXT [within MS]", AT_ONCE, [](Reader& r) { return with(log(r), find_text); },
      "a line that contains TEXT has come or comes, wherever it stands"},
-    {"log", "line", "\"TEXT\" [within MS]", AT_ONCE, [](Reader& r) { return with(log(r, true), find_text); },
+    {"log", "line", "\"TEXT\" [within MS]", AT_ONCE, [](Reader& r) { return with(text(r, Place::Log, is_same), find_text); },
      "the same of a line that is TEXT, to its last blank"},
     {"log", "refuse", "TEXT", AT_ONCE, [](Reader& r) { return with(log(r), refuse_text); },
      "none has come, and none comes for the rest of the scenario"},
