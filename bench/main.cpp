@@ -80,6 +80,11 @@ constexpr Option OPTIONS[] = {
 };
 // clang-format on
 
+int result(bool good, const std::string& what) {
+    std::printf("%s %s\n", good ? "ok" : "FAILED", what.c_str());
+    return good ? GOOD : FAILED;
+}
+
 int play(const std::string& file, const Options& options) {
     std::ifstream in(file, std::ios::binary);
     if (!in) {
@@ -105,26 +110,9 @@ int play(const std::string& file, const Options& options) {
     if (!outcome.good) {
         std::fflush(stdout);
         std::fprintf(stderr, "%s\n", outcome.failure.c_str());
-        std::printf("FAILED %s\n", file.c_str());
-        return FAILED;
+        return result(false, file);
     }
-    std::printf("ok %s (%d expectations)\n", file.c_str(), outcome.expectations);
-    return GOOD;
-}
-
-int run_soak(const Options& options) {
-    const bool good = soak(options.world, options.soak);
-    std::puts(good ? "ok soak" : "FAILED soak");
-    return good ? GOOD : FAILED;
-}
-
-int run_measure(const Options& options) {
-    measure(options.world, options.measure);
-    return GOOD;
-}
-
-int run_panel(const Options& options) {
-    return Panel({options.world, options.world.resources != CTLBENCH_RESOURCES}).run();
+    return result(true, file + " (" + std::to_string(outcome.expectations) + " expectations)");
 }
 
 int run_play(const Options& options) {
@@ -136,28 +124,27 @@ int run_play(const Options& options) {
     return status;
 }
 
-int run_steps(const Options&) {
-    std::fputs((setup_table() + "\n" + steps_table()).c_str(), stdout);
-    return GOOD;
-}
-
 struct Command {
     const char* name;
     const char* arguments;
-    const char* help;
     int (*run)(const Options& options);
+    const char* help;
 };
+constexpr const char* ARGUMENTS = "[OPTION...] [-- DAEMON_OPTION...]";
+// clang-format off
 constexpr Command COMMANDS[] = {
-    {"play", "FILE.scn... [OPTION...] [-- DAEMON_OPTION...]",
-     "plays scenarios on a virtual controller, and prints what crosses the bridge", run_play},
-    {"panel", "[OPTION...] [-- DAEMON_OPTION...]",
-     "opens the controller as a full-screen panel, to be played by hand", run_panel},
-    {"soak", "[OPTION...] [-- DAEMON_OPTION...]",
-     "sends messages both ways as fast as they cross, and accounts for each", run_soak},
-    {"measure", "[OPTION...] [-- DAEMON_OPTION...]",
-     "measures the daemon beside relays that only copy bytes", run_measure},
-    {"steps", "", "lists every line that a scenario may have", run_steps},
+    {"play", "FILE.scn... [OPTION...] [-- DAEMON_OPTION...]", run_play,
+     "plays scenarios on a virtual controller, and prints what crosses the bridge"},
+    {"panel", ARGUMENTS, [](const Options& options) { return Panel({options.world, options.world.resources != CTLBENCH_RESOURCES}).run(); },
+     "opens the controller as a full-screen panel, to be played by hand"},
+    {"soak", ARGUMENTS, [](const Options& options) { return result(soak(options.world, options.soak), "soak"); },
+     "sends messages both ways as fast as they cross, and accounts for each"},
+    {"measure", ARGUMENTS, [](const Options& options) { measure(options.world, options.measure); return GOOD; },
+     "measures the daemon beside relays that only copy bytes"},
+    {"steps", "", [](const Options&) { std::puts((setup_table() + "\n" + steps_table()).c_str()); return GOOD; },
+     "lists every line that a scenario may have"},
 };
+// clang-format on
 
 std::string usage() {
     std::string text;

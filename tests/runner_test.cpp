@@ -106,8 +106,7 @@ TEST_F(RunnerTest, MakesTheWorldFaulty) {
 }
 
 TEST(Filling, IsAccountedFor) {
-    const Filling filling{.failure = {},
-                          .messages = {{0x90, 1, 1}, {0x90, 2, 2}, {0x90, 3, 3}, {0x90, 4, 4}},
+    const Filling filling{.messages = {{0x90, 1, 1}, {0x90, 2, 2}, {0x90, 3, 3}, {0x90, 4, 4}},
                           .fitting = 2};
     const Bytes first = {0x90, 1, 1}, second = {0x90, 2, 2}, third = {0x90, 3, 3},
                 fourth = {0x90, 4, 4}, cut = {0x90, 3};

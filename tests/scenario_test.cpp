@@ -35,7 +35,7 @@ TEST(Scenario, SaysWhereALineIsWrong) {
         {"host expect 90 3c within soon", "expected host expect WHAT"},
         {"both flood 10 pots", "expected both flood COUNT [pots]"},
         {"host press PLAY_A", "expected host light | dark"},
-        {"sleep 5", "expected a step: board, host, call"},
+        {"sleep 5", "expected a step; ctlbench steps"},
         {"wait 5\nwithout midi", "expected set-up lines before the first step"},
         {"xfbdev ignores", "expected xfbdev ignores SIGNALS"},
         {"without cable", "expected without serial | midi | command NAME"},

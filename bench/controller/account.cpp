@@ -149,11 +149,10 @@ Bytes Account::make(Clock::time_point now) {
     if (start_ == Clock::time_point{}) {
         start_ = last_arrival_ = now;
     }
-    std::int64_t allowed = std::min(plan_.count - sent_, plan_.window - under_way_);
+    long long allowed = std::min(plan_.count - sent_, plan_.window - under_way_);
     if (plan_.per_second > 0) {
         const double elapsed = std::chrono::duration<double>(now - start_).count();
-        allowed =
-            std::min(allowed, static_cast<std::int64_t>(elapsed * plan_.per_second) + 1 - sent_);
+        allowed = std::min(allowed, static_cast<long long>(elapsed * plan_.per_second) + 1 - sent_);
     }
     Bytes made;
     for (std::size_t tried = 0; allowed > 0 && tried < sources_.size(); ++tried) {

@@ -51,9 +51,9 @@ std::vector<Track> running_tracks(Controller& controller, End from);
 constexpr int UNLIMITED = 1 << 30;
 
 struct Plan {
-    std::int64_t count = 0;  // messages to send
-    int per_second = 0;      // 0: as fast as the window lets them go
-    int window = 16;         // most messages under way; all fit into what the daemon queues
+    long long count = 0;  // messages to send
+    int per_second = 0;   // 0: as fast as the window lets them go
+    int window = 16;      // most messages under way; all fit into what the daemon queues
     // Most messages of one control under way; 0: none is sent, beyond 1 all but the last may be
     // merged. Notes are those of buttons and lights, control changes those of pots and meters.
     int note_depth = 1;
@@ -87,10 +87,10 @@ class Account {
     std::string summary() const;
 
     End from() const { return from_; }
-    std::int64_t sent() const { return sent_; }
-    std::int64_t arrived() const { return arrived_; }
-    std::int64_t merged() const { return merged_; }
-    std::int64_t missing() const { return sent_ - arrived_ - merged_; }
+    long long sent() const { return sent_; }
+    long long arrived() const { return arrived_; }
+    long long merged() const { return merged_; }
+    long long missing() const { return sent_ - arrived_ - merged_; }
     const std::string& unexpected() const { return unexpected_; }
     // From the first to the last arrival, in seconds.
     double seconds() const;
@@ -118,8 +118,8 @@ class Account {
     std::vector<Source> sources_;
     std::vector<int> by_slot_;  // index of the source whose arrivals have this status and number
     std::size_t next_source_ = 0;
-    std::int64_t sent_ = 0, arrived_ = 0, merged_ = 0, under_way_ = 0;
-    std::int64_t queries_ = 0, queries_arrived_ = 0;
+    long long sent_ = 0, arrived_ = 0, merged_ = 0, under_way_ = 0;
+    long long queries_ = 0, queries_arrived_ = 0;
     Clock::time_point start_{}, last_arrival_{}, last_asked_{};
     Clock::duration waited_{};  // since the last arrival
     std::vector<std::uint32_t> latencies_;

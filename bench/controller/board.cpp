@@ -15,22 +15,23 @@ Bytes identity_reply() {
             0x01,        0x00, 0x01, 0x00, 0x00, 0x00, SYSEX_END};
 }
 
+std::vector<Bytes> note(std::uint8_t status, const Control& button, int velocity) {
+    if (!button.sends_notes()) {
+        return {};
+    }
+    return {{status, byte(button.board_sends), byte(velocity & 0x7F)}};
+}
+
 }  // namespace
 
 Board::Board(const Mapping& mapping) : mapping_(mapping) {}
 
 std::vector<Bytes> Board::press(const Control& button, int velocity) {
-    if (!button.sends_notes()) {
-        return {};
-    }
-    return {{NOTE_ON, byte(button.board_sends), byte(velocity & 0x7F)}};
+    return note(NOTE_ON, button, velocity);
 }
 
 std::vector<Bytes> Board::release(const Control& button, int velocity) {
-    if (!button.sends_notes()) {
-        return {};
-    }
-    return {{NOTE_OFF, byte(button.board_sends), byte(velocity & 0x7F)}};
+    return note(NOTE_OFF, button, velocity);
 }
 
 std::vector<Bytes> Board::turn(const Control& pot, int position) {

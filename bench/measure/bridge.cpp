@@ -33,7 +33,7 @@ void wait_and_receive(Stream& board, Stream& host) {
         polled[next++] = {stream->to_fd(), POLLIN, 0};
         polled[next++] = {stream->full_fd(), POLLOUT, 0};
     }
-    const std::int64_t wait = std::max<std::int64_t>(0, (wake - Clock::now()).count());
+    const long long wait = std::max<long long>(0, (wake - Clock::now()).count());
     const timespec timeout = {wait / 1'000'000'000, wait % 1'000'000'000};
     ppoll(polled.data(), polled.size(), &timeout, nullptr);
     if (polled[0].revents != 0) {
@@ -76,7 +76,7 @@ void Stream::receive() {
         return;
     }
     const Clock::time_point now = Clock::now();
-    const std::int64_t before = account.arrived();
+    const long long before = account.arrived();
     for (const Bytes& message : splitter_.feed(data.data(), static_cast<std::size_t>(size))) {
         account.take(message, now);
     }

@@ -28,8 +28,8 @@ class Stream {
     int full_fd() const { return queue_.empty() ? -1 : from_fd_; }
     std::optional<Clock::time_point> due() const;
 
-    std::int64_t refused() const { return refused_; }  // times that the line took no more
-    std::int64_t late() const { return late_; }        // arrivals after the last sending
+    long long refused() const { return refused_; }  // times that the line took no more
+    long long late() const { return late_; }        // arrivals after the last sending
 
     Account account;
 
@@ -37,7 +37,7 @@ class Stream {
     int from_fd_, to_fd_;
     Bytes queue_;
     Splitter splitter_;
-    std::int64_t refused_ = 0, late_ = 0;
+    long long refused_ = 0, late_ = 0;
 };
 
 class Bridge {

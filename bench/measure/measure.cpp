@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <stdexcept>
+#include <tuple>
 
 #include "measure/bridge.h"
 #include "world/process.h"
@@ -48,6 +49,7 @@ constexpr Subject SUBJECTS[] = {{"ctlbridge", nullptr},
                                 {"busy relay", "busy"},
                                 {"paced relay", "paced"},
                                 {"blocking relay", "blocking"}};
+constexpr std::size_t BUSY_RELAY = 1;
 
 WorldConfig world_for(const Subject& subject, const WorldConfig& config, const MeasurePlan& plan) {
     WorldConfig world = config;
@@ -60,8 +62,8 @@ WorldConfig world_for(const Subject& subject, const WorldConfig& config, const M
 
 enum class Load { Idle, Line };
 
-// By load, way and subject.
-using Distributions = std::map<Load, std::map<End, std::map<std::string, Latencies>>>;
+// By load, way and place in SUBJECTS.
+using Distributions = std::map<std::tuple<Load, End, std::size_t>, Latencies>;
 
 class Failed : public std::runtime_error {
     using runtime_error::runtime_error;
@@ -86,24 +88,37 @@ const Account& run_one(Bridge& bridge, End from, const Plan& plan, const std::st
     return bridge.account(from);
 }
 
-void append(Latencies& to, const Latencies& more) {
-    to.insert(to.end(), more.begin(), more.end());
-}
-
 // All bridges in turn, so that a change of the machine's mood meets each of them.
-void measure_latency(const Subject& subject, const WorldConfig& config, const MeasurePlan& plan,
+void measure_latency(std::size_t subject, const WorldConfig& config, const MeasurePlan& plan,
                      Distributions& found) {
-    Bridge bridge(world_for(subject, config, plan), subject.relay != nullptr);
+    const auto& [name, relay] = SUBJECTS[subject];
+    Bridge bridge(world_for(SUBJECTS[subject], config, plan), relay != nullptr);
+    const auto note = [&](Load load, const Account& account) {
+        Latencies& all = found[{load, account.from(), subject}];
+        all.insert(all.end(), account.latencies().begin(), account.latencies().end());
+    };
     const Plan line = {.count = LINE_RATE * LINE_SECONDS, .per_second = LINE_RATE};
-    run_all(bridge, line, line, subject.name);
+    run_all(bridge, line, line, name);
     for (const End from : ENDS) {
-        append(found[Load::Line][from][subject.name], bridge.account(from).latencies());
+        note(Load::Line, bridge.account(from));
     }
     const Plan idle = {.count = IDLE_COUNT, .per_second = IDLE_RATE, .window = 1};
     for (const End from : ENDS) {
-        append(found[Load::Idle][from][subject.name],
-               run_one(bridge, from, idle, subject.name).latencies());
+        note(Load::Idle, run_one(bridge, from, idle, name));
     }
+}
+
+Distributions measure_latencies(const WorldConfig& config, const MeasurePlan& plan) {
+    Distributions found;
+    for (int round = 0; round < ROUNDS; ++round) {
+        for (std::size_t subject = 0; subject < std::size(SUBJECTS); ++subject) {
+            measure_latency(subject, config, plan, found);
+        }
+    }
+    for (auto& [key, latencies] : found) {
+        std::sort(latencies.begin(), latencies.end());
+    }
+    return found;
 }
 
 void print_latency(const Distributions& found, std::FILE* data) {
@@ -111,42 +126,21 @@ void print_latency(const Distributions& found, std::FILE* data) {
         "\n| load | way | bridge | median | 90 %% | 99 %% | 99.9 %% | to busy relay: median, 99 "
         "%% |\n|---|---|---|---|---|---|---|---|\n");
     std::fprintf(data, "load\tway\tbridge\tpercent\tmicroseconds\n");
-    for (const auto& [load, ways] : found) {
+    for (const auto& [key, all] : found) {
+        const auto& [load, from, subject] = key;
         const char* const load_name = load == Load::Idle ? "idle" : "line rate";
-        for (const auto& [from, bridges] : ways) {
-            const Latencies& busy = bridges.at(SUBJECTS[1].name);
-            for (const Subject& subject : SUBJECTS) {
-                const Latencies& all = bridges.at(subject.name);
-                const double median = microseconds(all, 0.5), p99 = microseconds(all, 0.99);
-                std::printf(
-                    "| %s | %s | %s | %.0f us | %.0f us | %.0f us | %.0f us | %.2f, %.2f |\n",
-                    load_name, way(from).c_str(), subject.name, median, microseconds(all, 0.9), p99,
+        const char* const name = SUBJECTS[subject].name;
+        const Latencies& busy = found.at({load, from, BUSY_RELAY});
+        const double median = microseconds(all, 0.5), p99 = microseconds(all, 0.99);
+        std::printf("| %s | %s | %s | %.0f us | %.0f us | %.0f us | %.0f us | %.2f, %.2f |\n",
+                    load_name, way(from).c_str(), name, median, microseconds(all, 0.9), p99,
                     microseconds(all, 0.999), median / microseconds(busy, 0.5),
                     p99 / microseconds(busy, 0.99));
-                for (int percent = 1; percent < 100; ++percent) {
-                    std::fprintf(data, "%s\t%s\t%s\t%d\t%.1f\n", load_name, way(from).c_str(),
-                                 subject.name, percent, microseconds(all, percent / 100.0));
-                }
-            }
+        for (int percent = 1; percent < 100; ++percent) {
+            std::fprintf(data, "%s\t%s\t%s\t%d\t%.1f\n", load_name, way(from).c_str(), name,
+                         percent, microseconds(all, percent / 100.0));
         }
     }
-}
-
-Distributions measure_latencies(const WorldConfig& config, const MeasurePlan& plan) {
-    Distributions found;
-    for (int round = 0; round < ROUNDS; ++round) {
-        for (const Subject& subject : SUBJECTS) {
-            measure_latency(subject, config, plan, found);
-        }
-    }
-    for (auto& [load, ways] : found) {
-        for (auto& [from, bridges] : ways) {
-            for (auto& [name, latencies] : bridges) {
-                std::sort(latencies.begin(), latencies.end());
-            }
-        }
-    }
-    return found;
 }
 
 // ---- Rates
@@ -180,7 +174,7 @@ void measure_rate(Bridge& bridge, End from, int rate, std::FILE* data) {
         rate == SATURATED ? "all that 16 under way allow" : std::to_string(rate);
     std::printf("| %s | %s | %.0f | %.0f us | %.0f us | %.0f %% | %.0f %% | %lld |\n",
                 way(from).c_str(), asked.c_str(), reached, microseconds(sorted, 0.5),
-                microseconds(sorted, 0.99), board, host, static_cast<long long>(account.missing()));
+                microseconds(sorted, 0.99), board, host, account.missing());
     std::fprintf(data, "%s\t%.0f\t%.1f\t%.1f\t%.1f\t%.1f\n", way(from).c_str(), reached,
                  microseconds(sorted, 0.5), microseconds(sorted, 0.99), board, host);
 }
@@ -214,13 +208,10 @@ void measure_flood(const WorldConfig& config) {
                                           .controller_depth = pots ? UNLIMITED : 0},
                                          "the flood");
         const Stream& stream = bridge.stream(from);
-        std::printf(
-            "| %s | %lld | %.0f | %lld | %lld | %lld | %lld | %lld |\n", way(from).c_str(),
-            static_cast<long long>(account.sent()),
-            static_cast<double>(account.sent()) / account.seconds(),
-            static_cast<long long>(stream.refused()), static_cast<long long>(account.arrived()),
-            static_cast<long long>(account.merged()), static_cast<long long>(account.missing()),
-            static_cast<long long>(stream.late()));
+        std::printf("| %s | %lld | %.0f | %lld | %lld | %lld | %lld | %lld |\n", way(from).c_str(),
+                    account.sent(), static_cast<double>(account.sent()) / account.seconds(),
+                    stream.refused(), account.arrived(), account.merged(), account.missing(),
+                    stream.late());
     }
 }
 

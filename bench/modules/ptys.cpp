@@ -7,13 +7,12 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
+#include "controller/midi_text.h"
 #include "midi.h"
 #include "uart_cf.h"
 
@@ -99,28 +98,17 @@ void make_commands() {
     setenv("PATH", (commands.string() + ":/usr/bin:/bin").c_str(), 1);
 }
 
-void send(int fd, const std::string& bytes) {
-    std::istringstream in(bytes);
-    std::string raw;
-    for (unsigned value; in >> std::hex >> value;) {
-        raw += static_cast<char>(value);
-    }
-    check(write(fd, raw.data(), raw.size()) == static_cast<ssize_t>(raw.size()), "write");
+void send(int fd, const std::string& text) {
+    const bench::Bytes bytes = bench::parse_hex(text).value();
+    check(write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()), "write");
 }
 
 std::string receive(int fd) {
-    std::string text;
-    unsigned char raw[512];
-    ssize_t count;
-    while ((count = read(fd, raw, sizeof raw)) > 0) {
-        for (ssize_t i = 0; i < count; ++i) {
-            char hex[4];
-            snprintf(hex, sizeof hex, "%02x", raw[i]);
-            text += text.empty() ? "" : " ";
-            text += hex;
-        }
+    bench::Bytes all, part(512);
+    for (ssize_t size; (size = read(fd, part.data(), part.size())) > 0;) {
+        all.insert(all.end(), part.begin(), part.begin() + size);
     }
-    return text;
+    return bench::hex(all);
 }
 
 }  // namespace

@@ -66,13 +66,12 @@ Filling fill(Controller& controller, End from, const Pump& pump) {
     const auto full = [&] { return controller.full(to); };
     std::vector<Track> tracks = running_tracks(controller, from);
     std::erase_if(tracks, [](const Track& track) { return !track.sends_notes(); });
-    Filling filling{.failure = {}, .from = from, .messages = {}};
+    Filling filling{.from = from, .messages = {}};
     // No two batches that follow each other change the same control.
     const std::size_t batch =
         std::min(from == End::Board ? BATCH_TO_HOST : BATCH_TO_BOARD, (tracks.size() + 1) / 2);
     if (tracks.size() < 2) {
-        filling.failure = "the mapping has too few controls to fill a line with";
-        return filling;
+        throw Failure{"the mapping has too few controls to fill a line with"};
     }
     while (filling.fitting == 0 || filling.messages.size() < filling.fitting + BEYOND) {
         std::size_t sent = 0;
@@ -82,16 +81,13 @@ Filling fill(Controller& controller, End from, const Pump& pump) {
             filling.messages.push_back(crossing.arrives);
         } while (++sent < batch && filling.messages.size() % tracks.size() != 0);
         if (filling.messages.size() > MAX_FILLING) {
-            filling.failure = "the line towards the " + std::string(name(to)) +
-                              " does not fill up: it must have stopped reading";
-            return filling;
+            throw Failure{"the line towards the " + std::string(name(to)) +
+                          " does not fill up: it must have stopped reading"};
         }
         if (!await(
                 controller, pump, [&] { return controller.taken(from); }, PATIENCE)) {
-            filling.failure = "the daemon has stopped taking what the " + std::string(name(from)) +
-                              " sends, after " + std::to_string(filling.messages.size()) +
-                              " messages";
-            return filling;
+            throw Failure{"the daemon has stopped taking what the " + std::string(name(from)) +
+                          " sends, after " + std::to_string(filling.messages.size()) + " messages"};
         }
         if (filling.fitting == 0 && full() &&
             !await(

@@ -10,14 +10,13 @@ namespace bench {
 
 // What was sent to fill the line towards an end that does not read.
 struct Filling {
-    std::string failure;          // empty: the line is full
     End from = End::Board;        // who sent it
     std::vector<Bytes> messages;  // as they are to arrive
     std::size_t fitting = 0;      // so many there was room for
 };
 
 // Sends changes from one end until the line towards the other one takes no more, and some hundred
-// beyond that. The daemon must take them all.
+// beyond that. A Failure if the daemon does not take them all.
 Filling fill(Controller& controller, End from, const Pump& pump);
 
 struct FillingResult {

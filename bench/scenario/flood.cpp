@@ -37,7 +37,7 @@ std::string send_random(Controller& controller, const std::vector<End>& ends, mi
     return summary;
 }
 
-FloodResult flood(Controller& controller, const std::vector<End>& ends, const Plan& plan,
+std::string flood(Controller& controller, const std::vector<End>& ends, const Plan& plan,
                   const Pump& pump) {
     std::vector<Account> accounts;
     for (const End end : ends) {
@@ -69,7 +69,10 @@ FloodResult flood(Controller& controller, const std::vector<End>& ends, const Pl
         summary += summary.empty() ? "" : "\n";
         summary += account.summary();
     }
-    return {all(&Account::good), summary};
+    if (!all(&Account::good)) {
+        throw Failure{summary};
+    }
+    return summary;
 }
 
 }  // namespace bench

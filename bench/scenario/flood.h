@@ -9,6 +9,11 @@
 
 namespace bench {
 
+// Ends a scenario.
+struct Failure {
+    std::string what;
+};
+
 // Lets the controller work for a moment and looks after the daemon; may throw.
 using Pump = std::function<void(milliseconds)>;
 
@@ -17,13 +22,9 @@ using Pump = std::function<void(milliseconds)>;
 std::string send_random(Controller& controller, const std::vector<End>& ends, milliseconds time,
                         unsigned seed, const Pump& pump);
 
-struct FloodResult {
-    bool good;
-    std::string summary;  // counts; of a flood that went wrong also what is missing
-};
-
-// Sends by a plan from each given end. Good if everything arrives at the other end.
-FloodResult flood(Controller& controller, const std::vector<End>& ends, const Plan& plan,
+// Sends by a plan from each given end; returns the counts. A Failure if not everything arrives at
+// the other end.
+std::string flood(Controller& controller, const std::vector<End>& ends, const Plan& plan,
                   const Pump& pump);
 
 }  // namespace bench

@@ -20,10 +20,7 @@ struct Outcome {
     std::string failure;   // "FILE:LINE: ..." and what came instead
 };
 
-// Ends a scenario.
-struct Failure {
-    std::string what;
-};
+[[noreturn]] void fail(const std::string& expected, const std::string& came);
 
 // A line of the log or a platform call that is looked for, or must not come.
 struct Wanted {
@@ -97,7 +94,5 @@ class Runner {
     bool is_ready_ = false;
     bool may_end_;  // the daemon, by a step of the scenario
 };
-
-[[noreturn]] void fail(const std::string& expected, const std::string& came);
 
 }  // namespace bench

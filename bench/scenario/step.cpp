@@ -13,31 +13,24 @@ constexpr std::string_view WHAT = "WHAT";
 constexpr const char* WHAT_IS =
     "; WHAT: BYTES | CONTROL [off] VALUE | sysex SIZE | identity request | identity reply";
 
-bool contains(const std::vector<std::string>& all, const std::string& one) {
-    return std::find(all.begin(), all.end(), one) != all.end();
+bool has_subject(const Verb& verb, const std::string& subject) {
+    const std::string subjects = verb.subjects;
+    return (", " + subjects + ", ").find(", " + subject + ", ") != std::string::npos;
 }
 
 std::string form_of(const Verb& verb) {
     return trimmed(std::string(verb.words) + " " + verb.rest);
 }
 
-// Every verb of a subject, or if there is none what a step may begin with.
+// For the message about a line that none fits.
 std::string verbs_of(const std::string& subject) {
-    std::vector<std::string> known, beginnings;
+    std::string known;
     for (const Verb& verb : verbs()) {
-        std::vector<std::string> subjects = all_of(verb.subjects);
-        if (contains(subjects, subject)) {
-            known.emplace_back(verb.words);
-        }
-        subjects.resize(std::max<std::size_t>(subjects.size(), 1), verb.words);
-        for (const std::string& beginning : subjects) {
-            if (!contains(beginnings, beginning)) {
-                beginnings.push_back(beginning);
-            }
+        if (has_subject(verb, subject)) {
+            known += (known.empty() ? subject + " " : " | ") + verb.words;
         }
     }
-    return known.empty() ? "a step: " + joined(beginnings, ", ")
-                         : subject + " " + joined(known, " | ");
+    return known.empty() ? "a step; ctlbench steps lists them" : known;
 }
 
 }  // namespace
@@ -89,11 +82,8 @@ Step StepReader::read(const std::string& text) {
 }
 
 bool StepReader::take_subject(const std::string& subject, const Verb& verb) {
-    if (*verb.subjects == '\0') {
-        return true;
-    }
-    if (!contains(all_of(verb.subjects), subject)) {
-        return false;
+    if (*verb.subjects == '\0' || !has_subject(verb, subject)) {
+        return *verb.subjects == '\0';
     }
     words.word();
     ends = subject == "both" ? std::vector<End>{End::Board, End::Host}
@@ -184,8 +174,7 @@ Pattern StepReader::control_pattern(const Control& control) {
 std::string steps_table() {
     std::string table = table_row({"Of", "Step", "Meaning"}) + table_row({"---", "---", "---"});
     for (const Verb& verb : verbs()) {
-        table += table_row(
-            {joined(all_of(verb.subjects), ", "), "`" + form_of(verb) + "`", verb.meaning});
+        table += table_row({verb.subjects, "`" + form_of(verb) + "`", verb.meaning});
     }
     return table;
 }

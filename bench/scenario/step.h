@@ -83,7 +83,7 @@ class StepReader {
 };
 
 struct Verb {
-    const char* subjects;  // one of them stands before the verb; empty: none does
+    const char* subjects;  // "board, host": one of them stands before the verb; empty: none does
     const char* words;
     const char* rest;  // what follows
     When when;

@@ -129,9 +129,6 @@ void fill_line(Runner& run, const End& from) {
     const End to = other(from);
     note(run, run.step().text);
     const Filling filling = fill(run.controller(), from, quiet_pump(run));
-    if (!filling.failure.empty()) {
-        throw Failure{filling.failure};
-    }
     note(run, std::string("the ") + name(to) + " was sent " +
                   std::to_string(filling.messages.size()) + " messages, and the line is full");
     run.filled[to] = filling;
@@ -172,18 +169,6 @@ Action random_of(StepReader& reader) {
     };
 }
 
-void play_flood(Runner& run, const std::vector<End>& ends, const Plan& plan) {
-    note(run, run.step().text);
-    const FloodResult result = flood(run.controller(), ends, plan, quiet_pump(run));
-    run.pass_over(End::Board, false);
-    run.pass_over(End::Host, false);
-    if (!result.good) {
-        throw Failure{result.summary};
-    }
-    run.transcript().note(result.summary);
-    run.hold();
-}
-
 Action flood_of(StepReader& reader) {
     Plan plan = {.count = reader.words.number(1, 10000000), .per_second = LINE_MESSAGES_PER_SECOND};
     if (reader.words.take("pots")) {  // which the daemon's rate limit may merge
@@ -194,7 +179,13 @@ Action flood_of(StepReader& reader) {
         plan.note_depth = 0;
         plan.controller_depth = MOST_POSITIONS;
     }
-    return [ends = reader.ends, plan](Runner& run) { play_flood(run, ends, plan); };
+    return [ends = reader.ends, plan](Runner& run) {
+        note(run, run.step().text);
+        run.transcript().note(flood(run.controller(), ends, plan, quiet_pump(run)));
+        run.pass_over(End::Board, false);
+        run.pass_over(End::Host, false);
+        run.hold();
+    };
 }
 
 // --- Platform calls, the log ---
@@ -220,15 +211,17 @@ struct AwaitedText {
     Wanted wanted;
 };
 
-AwaitedText call(StepReader& reader) {
+AwaitedText text(StepReader& reader, Place place, decltype(Wanted::fits) fits) {
     const milliseconds patience = reader.patience(TEXT_PATIENCE);
-    return {patience, {Place::Platform, reader.words.text(), call_fits}};
+    return {patience, {place, fits == is_same ? reader.words.quoted() : reader.words.text(), fits}};
 }
 
-AwaitedText log(StepReader& reader, bool whole_line = false) {
-    const milliseconds patience = reader.patience(TEXT_PATIENCE);
-    const std::string text = whole_line ? reader.words.quoted() : reader.words.text();
-    return {patience, {Place::Log, text, whole_line ? is_same : is_in}};
+AwaitedText call(StepReader& reader) {
+    return text(reader, Place::Platform, call_fits);
+}
+
+AwaitedText log(StepReader& reader) {
+    return text(reader, Place::Log, is_in);
 }
 
 void expect_text(Runner& run, const AwaitedText& awaited) {
@@ -371,21 +364,21 @@ constexpr Verb VERBS[] = {
      "a note-off for it"},
     {"host", "meter", "CONTROL VALUE", LINES_OPEN, [](Reader& r) { return command(r, &Host::meter); },
      "a control change for a meter"},
-    {"board host", "send", "BYTES | sysex SIZE [open] | identity request | identity reply", LINES_OPEN, send,
+    {"board, host", "send", "BYTES | sysex SIZE [open] | identity request | identity reply", LINES_OPEN, send,
      "bytes in hexadecimal, written in one piece; a system-exclusive message of that many bytes, `open` without its last; "
      "the Identity Request or Reply"},
     {"host", "expect report", "[within MS]", LINES_OPEN, [](Reader& r) { return with(r.patience(REPORT_PATIENCE), expect_report); },
      "the position of every pot, in the order of the index; a minute if no time is given"},
-    {"board host", "expect fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), expect_fill); },
+    {"board, host", "expect fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), expect_fill); },
      "of what the other end filled the line with, all that there was room for has come, whole and in order; at most one "
      "message after that is cut short"},
-    {"board host", "expect", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), expect); },
+    {"board, host", "expect", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), expect); },
      "the next message there is this one; 2 seconds if no time is given"},
-    {"board host", "until", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), until); },
+    {"board, host", "until", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), until); },
      "passes over others until it comes"},
-    {"board host", "silent", "MS", LINES_OPEN, [](Reader& r) -> Action { return [end = r.end(), time = time_of(r)](Runner& run) { silent(run, end, time); }; },
+    {"board, host", "silent", "MS", LINES_OPEN, [](Reader& r) -> Action { return [end = r.end(), time = time_of(r)](Runner& run) { silent(run, end, time); }; },
      "nothing comes for that long"},
-    {"board host", "drop", "", LINES_OPEN, [](Reader& r) { return with(r.end(), drop); },
+    {"board, host", "drop", "", LINES_OPEN, [](Reader& r) { return with(r.end(), drop); },
      "passes over what has come; what else comes may be left over"},
     {"call", "expect", "TEXT [within MS]", AT_ONCE, [](Reader& r) { return with(call(r), expect_text); },
      "the next platform command is this one; `TEXT ...`: it begins so"},
@@ -397,7 +390,7 @@ constexpr Verb VERBS[] = {
      "a line that contains TEXT comes, after the one found last"},
     {"log", "find", "TEXT [within MS]", AT_ONCE, [](Reader& r) { return with(log(r), find_text); },
      "a line that contains TEXT has come or comes, wherever it stands"},
-    {"log", "line", "\"TEXT\" [within MS]", AT_ONCE, [](Reader& r) { return with(log(r, true), find_text); },
+    {"log", "line", "\"TEXT\" [within MS]", AT_ONCE, [](Reader& r) { return with(text(r, Place::Log, is_same), find_text); },
      "the same of a line that is TEXT, to its last blank"},
     {"log", "refuse", "TEXT", AT_ONCE, [](Reader& r) { return with(log(r), refuse_text); },
      "none has come, and none comes for the rest of the scenario"},
@@ -413,16 +406,16 @@ constexpr Verb VERBS[] = {
      "pulls the cable to the board"},
     {"", "hang up midi", "", LINES_OPEN, [](Reader&) { return with(Link::Midi, hang_up); },
      "pulls the cable to the host"},
-    {"board host", "stops reading", "", LINES_OPEN, [](Reader& r) { return with(r.end(), stop_reading); },
+    {"board, host", "stops reading", "", LINES_OPEN, [](Reader& r) { return with(r.end(), stop_reading); },
      "leaves what comes there where it is"},
-    {"board host", "reads again", "", LINES_OPEN, [](Reader& r) { return with(r.end(), read_again); },
+    {"board, host", "reads again", "", LINES_OPEN, [](Reader& r) { return with(r.end(), read_again); },
      "reads all of it, until the daemon can write there again"},
-    {"board host", "fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), fill_line); },
+    {"board, host", "fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), fill_line); },
      "presses and releases, or LED commands, until the line towards the other end, which has stopped reading, is full, and "
      "some hundred more; the daemon must take them all"},
-    {"board host both", "random", "SECONDS [seed NUMBER]", LINES_OPEN, random_of,
+    {"board, host, both", "random", "SECONDS [seed NUMBER]", LINES_OPEN, random_of,
      "random bytes at the serial line's rate; leaves what comes of them aside"},
-    {"board host both", "flood", "COUNT [pots]", LINES_OPEN, flood_of,
+    {"board, host, both", "flood", "COUNT [pots]", LINES_OPEN, flood_of,
      "that many presses and releases, or LED commands; every one must arrive. From the board also pots: the last position of "
      "each must arrive"},
     {"", "watch traffic", "", AT_ONCE, [](Reader&) -> Action { return [](Runner& run) { run.watches_traffic = true; }; },

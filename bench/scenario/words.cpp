@@ -25,23 +25,6 @@ std::string trimmed(std::string_view text) {
     return std::string(text.substr(from, text.find_last_not_of(WHITE_SPACE) + 1 - from));
 }
 
-std::vector<std::string> all_of(std::string_view text) {
-    std::vector<std::string> words;
-    for (Words rest(text); rest.more();) {
-        words.push_back(rest.word());
-    }
-    return words;
-}
-
-std::string joined(const std::vector<std::string>& words, const char* between) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += text.empty() ? "" : between;
-        text += word;
-    }
-    return text;
-}
-
 std::string table_row(const std::vector<std::string>& cells) {
     std::string row = "|";
     for (const std::string& cell : cells) {

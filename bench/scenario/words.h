@@ -17,10 +17,6 @@ struct NotAsExpected {
 // Without the white space around it.
 std::string trimmed(std::string_view text);
 
-// All words of a text; and such with this between them.
-std::vector<std::string> all_of(std::string_view text);
-std::string joined(const std::vector<std::string>& words, const char* between);
-
 // A row of a table in Markdown.
 std::string table_row(const std::vector<std::string>& cells);
 

@@ -68,13 +68,18 @@ int play_killall(int argc, char** argv) {
     return EXIT_FAILURE;
 }
 
+sigset_t set_of(int signal) {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, signal);
+    return set;
+}
+
 // SIGTERM is blocked from the start, so that none is missed before this is reached.
 int play_xfbdev(int argc, char** argv) {
     const int ignores = argc > 1 ? std::atoi(argv[1]) : 0;
     const milliseconds lingers(argc > 2 ? std::atoi(argv[2]) : 0);
-    sigset_t wanted;
-    sigemptyset(&wanted);
-    sigaddset(&wanted, SIGTERM);
+    const sigset_t wanted = set_of(SIGTERM);
     sigprocmask(SIG_BLOCK, &wanted, nullptr);
     for (int left = ignores; left >= 0; --left) {
         int signal;
@@ -128,13 +133,11 @@ InitOrders read_orders(int argc, char** argv) {
 
 // Starts all that runs in the world and returns the daemon's process.
 pid_t start_processes(const InitOrders& orders) {
-    sigset_t none, term;
+    sigset_t none;
     sigemptyset(&none);
-    sigemptyset(&term);
-    sigaddset(&term, SIGTERM);
     spawn({XFBDEV, std::to_string(orders.xfbdev_ignores),
            std::to_string(orders.xfbdev_lingers.count())},
-          -1, term);
+          -1, set_of(SIGTERM));
     spawn({MIXHOST}, -1, none);
     return spawn(orders.command, orders.log, none);
 }
@@ -151,9 +154,7 @@ void reap(pid_t daemon, int control) {
 
 // Returns when the outside has gone.
 void watch(pid_t daemon, int control) {
-    sigset_t child;
-    sigemptyset(&child);
-    sigaddset(&child, SIGCHLD);
+    const sigset_t child = set_of(SIGCHLD);
     const Fd children(signalfd(-1, &child, SFD_NONBLOCK | SFD_CLOEXEC));
     std::array<pollfd, 2> polled = {{{control, POLLIN, 0}, {children.get(), POLLIN, 0}}};
     while (polled[0].revents == 0) {
@@ -175,9 +176,7 @@ int play_init(int argc, char** argv) {
     for (const int fd : {orders.control, orders.log}) {
         fcntl(fd, F_SETFD, FD_CLOEXEC);
     }
-    sigset_t child;
-    sigemptyset(&child);
-    sigaddset(&child, SIGCHLD);
+    const sigset_t child = set_of(SIGCHLD);
     sigprocmask(SIG_SETMASK, &child, nullptr);
     signal(SIGCHLD, SIG_DFL);  // ignored, it would take the statuses away
     try {
