@@ -178,6 +178,16 @@ void Mapping::apply_numbers(Control& control, int board_number, int host_number)
     }
 }
 
+void Mapping::refuse(int line, const std::vector<std::string>& fields) {
+    bad_lines_.push_back(line);
+    const int index = fields.empty() ? -1 : to_number(fields.front()).value_or(-1);
+    if (index >= 0 && index < CONTROL_COUNT) {
+        Control& control = controls_[static_cast<std::size_t>(index)];
+        control.lost = true;
+        control.lost_name = fields.size() > 1 && !to_number(fields.back()) ? fields.back() : "";
+    }
+}
+
 void Mapping::apply_base(std::string_view text) {
     for (const Line& line : data_lines(text)) {
         int number[BASE_FIELDS - 1] = {};
@@ -188,13 +198,13 @@ void Mapping::apply_base(std::string_view text) {
             number[i] = value.value_or(0);
         }
         if (!good) {
-            bad_lines_.push_back(line.number);
+            refuse(line.number, line.fields);
             continue;
         }
         const auto [index, board_number, host_number, control_type, data_type, extra, rate] =
             number;
         if (index < 0 || index >= CONTROL_COUNT) {
-            bad_lines_.push_back(line.number);
+            refuse(line.number, line.fields);
             continue;
         }
         Control& control = controls_[static_cast<std::size_t>(index)];

@@ -24,7 +24,7 @@ bool holds(const std::string& text, const std::string& part) {
 
 std::string stamped(const Event& event, const Mapping& mapping) {
     char stamp[24];
-    std::snprintf(stamp, sizeof stamp, "%9.3f  ", static_cast<double>(event.at.count()) / 1000.0);
+    std::snprintf(stamp, sizeof stamp, "%8.3f  ", static_cast<double>(event.at.count()) / 1000.0);
     return stamp + transcript_line(event, mapping);
 }
 
@@ -78,6 +78,16 @@ std::vector<const MonitorLine*> Scroll::view(int height, const std::string& filt
 void Scroll::stay() {
     end_ = dropped_ + last();
     following_ = false;
+}
+
+void Scroll::show_first(Tone tone, int height,
+                        const std::function<int(const MonitorLine&)>& rows_of) {
+    auto line = std::find_if(lines_.begin(), lines_.end(),
+                             [&](const MonitorLine& other) { return other.tone == tone; });
+    for (; line != lines_.end() && (height -= rows_of(*line)) >= 0; ++line) {
+    }
+    end_ = dropped_ + static_cast<std::size_t>(line - lines_.begin());
+    following_ = line == lines_.end();
 }
 
 void Scroll::back(int lines, const std::string& filter) {
@@ -142,10 +152,13 @@ bool Monitor::take(const Controller& controller) {
         const Event& event = events[taken_];
         counters.take(event, controller.setup());
         if (event.end == End::Log || event.end == End::Daemon) {
-            log.add({event.text, event.end, false});
+            const Finding finding = finding_in(event.text);
+            findings.add(finding);
+            log.add({event.text, event.end, false, finding.tone});
         }
         if (event.end != End::Log && event.end != End::Console && !is_traffic_light(event)) {
-            wire.add({stamped(event, controller.mapping()), event.end, event.to_daemon});
+            wire.add(
+                {stamped(event, controller.mapping()), event.end, event.to_daemon, Tone::Plain});
         }
     }
     return some;
