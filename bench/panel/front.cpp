@@ -264,7 +264,7 @@ Front::Look Front::marked(const Control& control) const {
 }
 
 Front::Look Front::look_of(Controller& controller, const Control& control, int width,
-                           int travel) const {
+                           const Motion& motion) const {
     const Board& board = controller.board();
     const int light = board.light(control.index);
     const bool held = board.pressed(control.index);
@@ -278,8 +278,11 @@ Front::Look Front::look_of(Controller& controller, const Control& control, int w
         look.filled = (position * width + FULL / 2) / FULL;
         look.value = is_marked ? look.value : std::to_string(position);
     } else if (control.sends_steps() && !is_marked) {
-        look.least = TURNING[turned(travel)];
-        look.value = steps_seen(controller.host(), control) + look.least;
+        look.least = TURNING[turned(motion.travel)];
+        look.value = look.least;
+        if (motion.moves) {
+            look.value.insert(0, steps_seen(controller.host(), control));
+        }
     } else if (control.kind != Kind::Meter && (light > 0 || held)) {
         const std::string number = light > 0 ? std::to_string(light) : "";
         look.least = held ? HELD_MARK : "";
@@ -293,11 +296,11 @@ Front::Look Front::look_of(Controller& controller, const Control& control, int w
 }
 
 void Front::draw_control(Terminal& terminal, const Place& place, int row, Controller& controller,
-                         int travel) const {
+                         const Motion& motion) const {
     const Control& control = controller.mapping().at(place.index);
     const bool meter = control.kind == Kind::Meter;
     const int width = place.width;
-    const Look look = look_of(controller, control, width, travel);
+    const Look look = look_of(controller, control, width, motion);
     const std::string& named = known(control.index).name;
     const std::string full =
         named.empty() ? "unmapped " + std::to_string(control.index) : short_name(named);
@@ -329,7 +332,7 @@ void Front::draw_control(Terminal& terminal, const Place& place, int row, Contro
 }
 
 void Front::draw(Terminal& terminal, int top, int rows, Controller& controller,
-                 const std::array<int, CONTROL_COUNT>& travel) {
+                 const Motions& motions) {
     top_ = top;
     rows_ = rows;
     const int cursor_row = place(cursor_)->row;
@@ -346,7 +349,7 @@ void Front::draw(Terminal& terminal, int top, int rows, Controller& controller,
         const int shown = place.row - scrolled_;
         if (shown > 0 && shown < rows) {
             draw_control(terminal, place, top + shown, controller,
-                         travel[static_cast<std::size_t>(place.index)]);
+                         motions[static_cast<std::size_t>(place.index)]);
         }
     }
 }

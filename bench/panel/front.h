@@ -16,6 +16,13 @@ namespace bench {
 // The host can light it, by a note.
 bool has_light(const Control& control);
 
+// A relative control: how far it was moved in all, and whether it has come to rest.
+struct Motion {
+    int travel = 0;
+    bool moves = false;
+};
+using Motions = std::array<Motion, CONTROL_COUNT>;
+
 class Front {
   public:
     // Takes the controls of a start. One whose line is gone keeps the name that it had.
@@ -40,9 +47,8 @@ class Front {
     int along(int index, int column) const;
 
     // Draws into rows `top` to `top + rows`, scrolled so that the cursor's control is seen.
-    // `travel`: how far each relative control was moved, by configuration index.
     void draw(Terminal& terminal, int top, int rows, Controller& controller,
-              const std::array<int, CONTROL_COUNT>& travel);
+              const Motions& motions);
     // "PLAY_A   index 21   board note 1   host note 60 ...": the control under the cursor as the
     // mapping has it, and what it shows, as far as there is room.
     std::string help(Controller& controller, int width) const;
@@ -61,8 +67,9 @@ class Front {
     const Place* place(int index) const;
     const Known& known(int index) const { return known_[static_cast<std::size_t>(index)]; }
     void draw_control(Terminal& terminal, const Place& place, int row, Controller& controller,
-                      int travel) const;
-    Look look_of(Controller& controller, const Control& control, int width, int travel) const;
+                      const Motion& motion) const;
+    Look look_of(Controller& controller, const Control& control, int width,
+                 const Motion& motion) const;
     Look marked(const Control& control) const;
 
     std::array<Known, CONTROL_COUNT> known_;

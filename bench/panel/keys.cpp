@@ -200,11 +200,11 @@ void Panel::key(int code) {
     if (code == KEY_RESIZE) {
         return;
     }
-    if (help_) {
-        help_key(code);
-    } else if (code == KEY_MOUSE) {
+    if (code == KEY_MOUSE) {
         message_.clear();
         mouse();
+    } else if (help_) {
+        help_key(code);
     } else if (asked_) {
         prompt_key(code);
     } else {
@@ -233,25 +233,34 @@ void Panel::command_key(int code) {
     }
 }
 
+// The library gives what came together as one key, and the last of it first.
 void Panel::mouse() {
-    MEVENT event;
-    if (getmouse(&event) != OK || !fits() || controller_ == nullptr || !ready_) {
+    std::vector<MEVENT> events;
+    for (MEVENT event; getmouse(&event) == OK;) {
+        events.insert(events.begin(), event);
+    }
+    if (!fits() || help_ || controller_ == nullptr || !ready_) {
         return;
     }
-    if ((event.bstate & BUTTON1_RELEASED) != 0) {
+    for (const MEVENT& event : events) {
+        mouse_event(event.y, event.x, event.bstate);
+    }
+}
+
+void Panel::mouse_event(int row, int column, unsigned long state) {
+    if ((state & BUTTON1_RELEASED) != 0) {
         if (held_by_mouse_) {
             play_later(TAP, "board release " + controller_->mapping().at(*held_by_mouse_).name);
         }
         held_by_mouse_.reset();
         dragged_.reset();
     }
-    if ((event.bstate & REPORT_MOUSE_POSITION) != 0) {
-        drag_to(event.x);
-    } else if (const std::optional<int> index = front_.at(event.y, event.x)) {
-        mouse_at(*index, event.x, event.bstate);
-    } else if ((event.bstate & (BUTTON4_PRESSED | BUTTON5_PRESSED)) != 0 &&
-               event.y > front_rows()) {
-        scroll((event.bstate & BUTTON4_PRESSED) != 0 ? 1 : -1);
+    if ((state & REPORT_MOUSE_POSITION) != 0) {
+        drag_to(column);
+    } else if (const std::optional<int> index = front_.at(row, column)) {
+        mouse_at(*index, column, state);
+    } else if ((state & (BUTTON4_PRESSED | BUTTON5_PRESSED)) != 0 && row > front_rows()) {
+        scroll((state & BUTTON4_PRESSED) != 0 ? 1 : -1);
     }
 }
 

@@ -151,7 +151,7 @@ bool Monitor::take(const Controller& controller) {
     for (; taken_ < events.size(); ++taken_) {
         const Event& event = events[taken_];
         counters.take(event, controller.setup());
-        if (event.end == End::Log || event.end == End::Daemon) {
+        if ((event.end == End::Log || event.end == End::Daemon) && !event.text.empty()) {
             const Finding finding = finding_in(event.text);
             findings.add(finding);
             log.add({event.text, event.end, false, finding.tone});

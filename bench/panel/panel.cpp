@@ -48,7 +48,7 @@ void Panel::start() {
     held_by_mouse_.reset();
     dragged_.reset();
     played_.clear();
-    travel_.fill(0);
+    motions_ = {};
     controller_.reset();
     monitor_ = Monitor();
     seen_ = 0;
@@ -129,7 +129,9 @@ void Panel::notice_events() {
         const Event& event = events[seen_];
         if (event.end == End::Board && event.to_daemon && event.control >= 0 &&
             controller_->mapping().at(event.control).sends_steps()) {
-            travel_[static_cast<std::size_t>(event.control)] += event.bytes[2] - REST;
+            Motion& motion = motions_[static_cast<std::size_t>(event.control)];
+            motion.travel += event.bytes[2] - REST;
+            motion.moves = event.bytes[2] != REST;
         }
     }
 }

@@ -91,6 +91,7 @@ class Panel {
     void help_key(int code);
     void prompt_key(int code);
     void mouse();
+    void mouse_event(int row, int column, unsigned long state);
     void mouse_at(int index, int column, unsigned long state);
     void drag_to(int column);
     void put(const Control& pot, int position);
@@ -129,7 +130,7 @@ class Panel {
     std::unique_ptr<Terminal> terminal_;
     Front front_;
     Monitor monitor_;
-    std::array<int, CONTROL_COUNT> travel_{};
+    Motions motions_{};
     std::array<int, CONTROL_COUNT> label_{};  // the last label change sent to each control's note
     std::size_t seen_ = 0;
     std::vector<Later> later_;

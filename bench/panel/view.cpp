@@ -122,7 +122,7 @@ void Panel::draw_front() {
     lay_out();
     const int front = front_rows(), pane = front + 2, height = pane_rows();
     draw_title();
-    front_.draw(terminal, 1, front, *controller_, travel_);
+    front_.draw(terminal, 1, front, *controller_, motions_);
     const bool said = asked_ && !message_.empty();  // about what is being typed
     terminal.text(front + 1, 0, columns, said ? message_ : front_.help(*controller_, columns),
                   said ? QUESTION : HELP);
