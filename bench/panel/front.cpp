@@ -326,7 +326,8 @@ void Front::draw_control(Terminal& terminal, const Place& place, int row, Contro
         draw_meter(terminal, row, place.column, width, controller.board().light(control.index));
     }
     if (place.index == cursor_) {
-        const int shown = std::max(text_width(full) < room ? room : width - look.kept, 1);
+        const int values = meter && !look.mark ? look.kept : text_width(value);
+        const int shown = std::max(width - values, 1);
         terminal.text(row, place.column, shown, text, {PLAIN, BLACK, true, true});
     }
 }
