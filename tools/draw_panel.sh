@@ -17,6 +17,7 @@ go() { tm send-keys g \; send-keys -l "$1" \; send-keys Enter; }
 # A terminal type that clears no cells in colour, so that every cell is written and captured.
 printf 'set -g default-terminal screen-256color\nset -g escape-time 0\n' >"$dir/tmux.conf"
 tm new-session -d -x "${1:-100}" -y "${2:-30}" build/default/bench/ctlbench panel
+until_seen 'ctlbridge  ch'
 until_seen 'fbsplash'
 for step in 'VOLUME_A 8' 'VOLUME_B 6' 'EQ_HIGH_A 5' 'EQ_LOW_A 4' 'CROSS_FADER 3' \
     'MASTER_LEVEL 7' 'METER_A 7' 'METER_B 5' 'SYNC_A l' 'HOTCUE_2_B l' 'RING_A 5' 'LOOP_IN_B l' \

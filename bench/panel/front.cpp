@@ -314,7 +314,8 @@ void Front::draw_control(Terminal& terminal, const Place& place, int row, Contro
     const auto fits = [&](const std::string& value) {
         return text_width(text) + 1 + text_width(value) <= width;
     };
-    const std::string value = fits(look.value) ? look.value : fits(look.least) ? look.least : "";
+    std::string value = fits(look.value) ? look.value : look.least;
+    value = fits(value) ? value : "";
     text.append(static_cast<std::size_t>(width - text_width(text) - text_width(value)), ' ');
     text += value;
     terminal.text(row, place.column, width, text, look.ink);
