@@ -39,7 +39,7 @@ std::vector<std::string> wrapped(std::string_view text, int width, int indent) {
     std::vector<std::string> lines;
     do {
         const int used = lines.empty() ? 0 : std::min(indent, width / 2);
-        const std::size_t end = break_in(text, width - used);
+        const std::size_t end = break_in(text, std::max(1, width - used));
         lines.push_back(std::string(static_cast<std::size_t>(used), ' '));
         lines.back() += text.substr(0, end);
         text.remove_prefix(std::min(text.find_first_not_of(' ', end), text.size()));
