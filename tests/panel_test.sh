@@ -73,7 +73,7 @@ go() {
 }
 recorded() { ls "$dir"/recording-*.scn >/dev/null 2>&1; }
 panel_pid() { pgrep -P "$(tm display-message -p '#{pane_pid}')" -f 'ctlbench panel'; }
-panel() { typed "'$bench' panel $*; echo it ended: \$?"; }
+launch() { typed "'$bench' panel $*; echo it ended: \$?"; }
 
 printf 'set -g default-terminal xterm-256color\nset -g escape-time 0\n' >"$dir/tmux.conf"
 cp -r "$resources" "$dir/resources"
@@ -81,13 +81,13 @@ tm new-session -d -x 100 -y 30 -c "$dir" 'PS1="$ " exec sh'
 awaits sees '\$' || echo "no shell came up"
 before=$(stty -g <"$(tm display-message -p '#{pane_tty}')")
 
-panel --resources "$dir/resources"
+launch --resources "$dir/resources"
 comes_up
 check "both decks and the mixer are there" sees 'Deck A.*Mixer.*Deck B'
 check "the screen take-over is on the wire" sees 'call .*fbsplash'
 
 go PLAY_A
-check "help names the control's numbers" sees 'index 21 .*board 1 .*host 60 .*light .*rate 2'
+check "help names the control's numbers" sees 'index 21 .*board note 1 .*host note 60 .*button with light'
 after "a tap presses" 'board → 90 01 7f .*PLAY_A pressed' Space
 check "and lets go" sees 'board → 80 01 00 .*PLAY_A released'
 after "a button is held" 'PLAY *▼' Enter
@@ -104,20 +104,25 @@ after "and two steps below" '^VOLUME *125' - -
 check "as the host sees" sees 'host  ← b0 07 7d .*control change'
 mouse 0 7 3 M
 mouse 0 7 3 m
-check "a click puts it there" sees '^VOLUME *69'
+check "a click puts it there" sees '^VOLUME *63'
 mouse 64 7 3 M
-check "the wheel turns it" sees '^VOLUME *73'
+check "the wheel turns it" sees '^VOLUME *67'
+mouse 0 16 3 M
+mouse 32 99 3 M
+check "a fader is dragged, beyond its end too" sees 'EQ_HIGH *127'
+mouse 0 99 3 m
 mouse 0 2 6 M
 check "the mouse presses a button" sees 'PLAY *▼'
 mouse 0 2 6 m
 check "and lets it go" lacks 'PLAY *▼'
 
 go METER_A
-after "the host drives a meter" 'METER▮▮▮▮▮▮▮' 9
+after "the host drives a meter" 'METER ▮▮▮▮▮▮▮' 9
 
 go PLATTER_A
 after "a platter turns" 'host  ← b0 13 41 .*PLATTER_A' +
 check "and comes to rest" sees 'board → b0 0c 40 .*PLATTER_A at rest'
+check "which takes its steps away" lacks '^PLATTER *[+]1'
 after "under a hand the partner turns" 'host  ← b0 15 42 .*SCRATCH_A' t Space
 after "the hand is off" 'TOUCH_A released' Space t
 
@@ -130,7 +135,13 @@ keys PPage
 check "and scrolls back" lacks 'TOUCH_A released'
 keys End
 after "a page shows the keys" 'restart with the files as they are on disk' '?'
-keys x
+after "q leaves the page" 'Deck A' q
+keys : && typed 'board press PLA'
+check "a refused step stays" sees '^step: board press PLA'
+check "and is told what fits" sees 'expected board press CONTROL'
+after "Tab completes it" '^step: board press PLAY_' Tab
+check "and names the controls" sees '^PLAY_A PLAY_B'
+keys Escape
 
 go SYNC_A
 keys v v
@@ -139,15 +150,17 @@ keys b
 check "the host changes it: bright" sees_colored '\[97m[^A-Z]*SYNC'
 keys v
 
-sed 's/^21 1 60 /21 1 33 /; s/^22 2 61 .*/22 2 oops/' "$resources/orvik.midictl.cfg" \
+sed 's/^21 1 60 /21 1 33 /; s/^22 2 61 .*/22 2 oops/; s/^23 3 62/23 3 33/' "$resources/orvik.midictl.cfg" \
     >"$dir/resources/orvik.midictl.cfg"
 keys R
 comes_up
 go PLAY_A
-check "help has the new number" sees 'host 33 '
+check "help has the new number" sees 'host note 33 '
 after "the edited number goes out" 'host  ← .* note 33 .*PLAY_A' Space
-after "the bad line is in the log" 'orvik.midictl.cfg.*not a number' v
-check "what it named is unmapped" sees 'unmapped 22'
+check "the last line counts what was skipped" sees '^1 line skipped, v shows the log'
+after "the bad line is in the log" 'orvik.midictl.cfg.*oops.*line skipped' v
+check "what it named is marked in its place" sees 'CUE *lost SYNC'
+check "so are two with one number" sees 'PLAY *=33'
 keys v v
 
 keys w
@@ -172,8 +185,10 @@ check "and has expectations" grep -q '^host until VOLUME_B 100' "$dir"/recording
 sed 's/^host until PLAY_A 127$/host until PLAY_A 126/' "$dir"/recording-*.scn >"$dir/wrong.scn"
 check "which can fail" sh -c "! '$bench' play '$dir/wrong.scn' >/dev/null 2>&1"
 
+tm resize-window -x 79 -y 24
+check "too small a window is told so" sees "needs 80 columns and 24 rows"
 tm resize-window -x 80 -y 24
-check "too small a window is told so" sees 'needs 100 columns and 30 rows'
+check "80 by 24 has room for all of it" sees '^TRACK_END .*BEAT .*BEAT'
 tm resize-window -x 180 -y 45
 check "a large one shows the screen beside" sees 'Deck B.*Screen'
 after "q ends it" 'it ended: 0' q
@@ -181,10 +196,15 @@ settings_are_back() { [ "$(stty -g <"$(tm display-message -p '#{pane_tty}')")" =
 check "the terminal is as before" settings_are_back
 
 typed clear
-panel -- -x
+launch -- -x
 check "the panel outlives the bridge" sees 'ended with status 1'
+check "and shows the reason" sees 'invalid option'
 kill -TERM "$(panel_pid)"
 check "a signal ends it" sees 'it ended: 0'
 check "the terminal is as before, too" settings_are_back
+
+typed 'clear; TERM=dumb'
+launch
+check "a terminal that cannot be drawn on is refused" sees 'terminal of type "dumb"'
 
 finish

@@ -4,7 +4,7 @@ import re
 import sys
 from html import escape
 
-CELL_WIDTH, CELL_HEIGHT, FONT_SIZE, BASELINE = 8.4, 18, 14, 13.5
+CELL_WIDTH, CELL_HEIGHT, FONT_SIZE, BASELINE, MARGIN = 8.4, 18, 14, 13.5, 10
 FOREGROUND, BACKGROUND = "#d0d0d0", "#101418"
 CONSOLE = ("000000 cd3131 0dbc79 c5a500 2472c8 bc3fbc 11a8cd d0d0d0 "
            "666666 f14c4c 23d18b f5f543 3b8eea d670d6 29b8db ffffff").split()
@@ -58,10 +58,11 @@ def run_svg(row, column, text, style):
     if back != BACKGROUND:
         svg += (f'<rect x="{x:.1f}" y="{y}" width="{width:.1f}" height="{CELL_HEIGHT}" '
                 f'fill="{back}"/>')
-    if text.strip():
+    bold = ' font-weight="bold"' if bold else ""
+    for words in re.finditer(r"\S+(?: \S+)*", text):  # wider gaps are not left to the viewer
+        x, width = (column + words.start()) * CELL_WIDTH, len(words[0]) * CELL_WIDTH
         svg += (f'<text x="{x:.1f}" y="{y + BASELINE}" textLength="{width:.1f}" fill="{fore}"'
-                f'{" font-weight=" + chr(34) + "bold" + chr(34) if bold else ""}>'
-                f'{escape(text).replace(" ", chr(0xA0))}</text>')
+                f'{bold}>{escape(words[0])}</text>')
     return svg
 
 
@@ -78,9 +79,10 @@ def main():
                 column += len(part)
         columns = max(columns, column)
     width, height = columns * CELL_WIDTH, len(lines) * CELL_HEIGHT
-    print(f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width:.0f} {height}" '
+    box = f"{-MARGIN} {-MARGIN} {width + 2 * MARGIN:.0f} {height + 2 * MARGIN}"
+    print(f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="{box}" '
           f'font-family="DejaVu Sans Mono, Menlo, Consolas, monospace" font-size="{FONT_SIZE}">\n'
-          f'<rect width="100%" height="100%" fill="{BACKGROUND}"/>')
+          f'<rect x="{-MARGIN}" y="{-MARGIN}" width="100%" height="100%" fill="{BACKGROUND}"/>')
     print("\n".join(part for part in body if part))
     print("</svg>")
 

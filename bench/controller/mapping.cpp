@@ -201,9 +201,23 @@ void Mapping::apply_numbers(Control& control, int board_number, int host_number)
     }
 }
 
+// A control whose record is refused keeps its place, under the name at the end of the line.
+void Mapping::lose(int index, std::string_view rest_of_line) {
+    if (index < 0 || index >= CONTROL_COUNT) {
+        return;
+    }
+    Control& control = controls_[static_cast<std::size_t>(index)];
+    control.lost = true;
+    Records rest(rest_of_line);
+    for (std::string word; rest.take_word(word);) {
+        control.lost_name =
+            is_name(word) && word.find_first_not_of("0123456789") != word.npos ? word : "";
+    }
+}
+
 void Mapping::apply_base(std::string_view text) {
     for (Records records(text); records.next();) {
-        int index, board_number, host_number, control_type, data_type, extra, rate;
+        int index = -1, board_number, host_number, control_type, data_type, extra, rate;
         bool good = true;
         for (int* const number :
              {&index, &board_number, &host_number, &control_type, &data_type, &extra, &rate}) {
@@ -211,7 +225,7 @@ void Mapping::apply_base(std::string_view text) {
         }
         std::string name;
         if (!good || !records.take_word(name) || name.size() > MAX_NAME) {
-            records.take_line();
+            lose(index, records.take_line());
             continue;
         }
         if (index < 0 || index >= CONTROL_COUNT) {

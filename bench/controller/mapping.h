@@ -22,8 +22,10 @@ enum class Kind { Pot, Platter, Partner, Encoder, Button, Light, Meter, Spare };
 struct Control {
     int index = 0;
     Kind kind = Kind::Pot;
-    std::string name;      // "unmapped_N" for a control that the mapping does not name
-    bool mapped = false;   // a line of the mapping names it
+    std::string name;            // "unmapped_N" for a control that the mapping does not name
+    bool mapped = false;         // a line of the mapping names it
+    bool lost = false;           // a line was for it, but was refused
+    std::string lost_name = {};  // the name in that line, if it could be told
     int board_sends = -1;  // controller or note number in the board's reports; -1: it sends none
     int host_sees = -1;    // number of those reports at the host
     int host_sends = -1;   // number by which the host drives its light or meter; -1: it has none
@@ -82,6 +84,7 @@ class Mapping {
     void apply_numbers(Control& control, int board_number, int host_number);
     const Control* find(std::uint8_t status, int number, int Control::*known,
                         bool (Control::*as_note)() const) const;
+    void lose(int index, std::string_view rest_of_line);
 
     std::array<Control, CONTROL_COUNT> controls_;
 };

@@ -8,50 +8,75 @@
 #include <vector>
 
 #include "controller/controller.h"
+#include "panel/layout.h"
 #include "panel/terminal.h"
 
 namespace bench {
 
+// The host can light it, by a note.
+bool has_light(const Control& control);
+
+// A relative control: how far it was moved in all, and whether it has come to rest.
+struct Motion {
+    int travel = 0;
+    bool moves = false;
+};
+using Motions = std::array<Motion, CONTROL_COUNT>;
+
 class Front {
   public:
-    // Lays the controls out by their names: _A left, _B right, others and the unmapped ones where
-    // there is room.
-    void lay_out(const Mapping& mapping, int width);
+    // Takes the controls of a start. One whose line is gone keeps the name that it had.
+    void take(const Mapping& mapping);
+    // Lays them out by their names, in so many rows if it can be: _A left, _B right, others and the
+    // unmapped ones where there is room.
+    void lay_out(const Mapping& mapping, int width, int rows);
     // Rows that it takes to show all, the headings' row included.
-    int height() const { return height_; }
+    int height() const { return layout_.rows + 1; }
 
     int cursor() const { return cursor_; }
     void put_cursor(int index) { cursor_ = index; }
     // To the nearest control that way, or so many on in reading order.
     void move(int columns, int rows);
     void step(int places);
+    // The control that is shown under this name, or under one that begins so.
+    std::optional<int> find(const std::string& name) const;
+    std::vector<std::string> names() const;
 
-    // The control at a place, and how far along its cell, 0 to 127.
-    struct Spot {
-        int index;
-        int along;
-    };
-    std::optional<Spot> at(int row, int column) const;
+    // The control at a place; and how far along a control's cell a column is, 0 to 127.
+    std::optional<int> at(int row, int column) const;
+    int along(int index, int column) const;
 
     // Draws into rows `top` to `top + rows`, scrolled so that the cursor's control is seen.
-    // `travel`: how far each relative control was moved, by configuration index.
     void draw(Terminal& terminal, int top, int rows, Controller& controller,
-              const std::array<int, CONTROL_COUNT>& travel);
+              const Motions& motions);
+    // "PLAY_A   index 21   board note 1   host note 60 ...": the control under the cursor as the
+    // mapping has it, and what it shows, as far as there is room.
+    std::string help(Controller& controller, int width) const;
 
   private:
     struct Place {
         int index, row, column, width;
     };
+    // What the panel tells of a control beyond its line in the mapping.
+    struct Known {
+        std::string name;
+        bool lost = false;
+        int shares = -1;  // the first control that has the same number at the host
+    };
+    struct Look;
     const Place* place(int index) const;
+    const Known& known(int index) const { return known_[static_cast<std::size_t>(index)]; }
+    void draw_control(Terminal& terminal, const Place& place, int row, Controller& controller,
+                      const Motion& motion) const;
+    Look look_of(Controller& controller, const Control& control, int width,
+                 const Motion& motion) const;
+    Look marked(const Control& control) const;
 
+    std::array<Known, CONTROL_COUNT> known_;
     std::vector<Place> places_;
-    std::array<int, 4> borders_{};  // columns between which the three sections stand
-    int height_ = 1;
+    Layout layout_;
     int cursor_ = 0;
     int top_ = 0, scrolled_ = 0, rows_ = 0;
 };
-
-// "PLAY_A   index 21   board 1   host 60   ...": a control as the mapping has it.
-std::string control_help(const Control& control);
 
 }  // namespace bench

@@ -22,7 +22,7 @@ bool holds(const std::string& text, const std::string& part) {
 
 std::string stamped(const Event& event, const Mapping& mapping) {
     char stamp[24];
-    std::snprintf(stamp, sizeof stamp, "%9.3f  ", static_cast<double>(event.time.count()) / 1000.0);
+    std::snprintf(stamp, sizeof stamp, "%8.3f  ", static_cast<double>(event.time.count()) / 1000.0);
     return stamp + transcript_line(event, mapping);
 }
 
@@ -81,6 +81,16 @@ std::vector<const MonitorLine*> Scroll::view(int height, const std::string& filt
 void Scroll::stay() {
     end_ = dropped_ + last();
     following_ = false;
+}
+
+void Scroll::show_first(Tone tone, int height,
+                        const std::function<int(const MonitorLine&)>& rows_of) {
+    auto line = std::find_if(lines_.begin(), lines_.end(),
+                             [&](const MonitorLine& other) { return other.tone == tone; });
+    for (; line != lines_.end() && (height -= rows_of(*line)) >= 0; ++line) {
+    }
+    end_ = dropped_ + static_cast<std::size_t>(line - lines_.begin());
+    following_ = line == lines_.end();
 }
 
 void Scroll::back(int lines, const std::string& filter) {
@@ -144,12 +154,15 @@ bool Monitor::take(const Controller& controller) {
     for (; taken_ < events.size(); ++taken_) {
         const Event& event = events[taken_];
         counters.take(event, controller.setup());
-        if (event.place == Place::Log || event.place == Place::World) {
-            log.add({event.text, event.place, false});
+        if ((event.place == Place::Log || event.place == Place::World) && !event.text.empty()) {
+            const Finding finding = finding_in(event.text);
+            findings.add(finding);
+            log.add({event.text, event.place, false, finding.tone});
         }
         if (event.place != Place::Log && event.place != Place::Console &&
             !is_traffic_light(event)) {
-            wire.add({stamped(event, controller.mapping()), event.place, event.to_daemon});
+            wire.add(
+                {stamped(event, controller.mapping()), event.place, event.to_daemon, Tone::Plain});
         }
     }
     return some;

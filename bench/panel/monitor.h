@@ -4,10 +4,12 @@
 
 #include <array>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "controller/controller.h"
+#include "panel/findings.h"
 
 namespace bench {
 
@@ -15,6 +17,7 @@ struct MonitorLine {
     std::string text;
     Place place = Place::Log;
     bool to_daemon = false;
+    Tone tone = Tone::Plain;
 };
 
 // Lines of which the last ones are shown, or those before a place that stays.
@@ -26,6 +29,8 @@ class Scroll {
     // Goes back by so many of them, forward if negative; it stays there until follow().
     void back(int lines, const std::string& filter);
     void stay();
+    // Stays with the first line of this tone on top of so many rows; `rows_of`: what a line takes.
+    void show_first(Tone tone, int height, const std::function<int(const MonitorLine&)>& rows_of);
     void follow() { following_ = true; }
     bool following() const { return following_; }
 
@@ -67,6 +72,7 @@ class Monitor {
 
     Scroll wire, log;
     Counters counters;
+    Findings findings;
 
   private:
     std::size_t taken_ = 0;

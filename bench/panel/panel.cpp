@@ -2,12 +2,13 @@
 
 #define NCURSES_NOMACROS
 #include <curses.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 
 #include "scenario/step.h"
 
@@ -24,9 +25,8 @@ constexpr int FULL = 127;
 constexpr int SPIN_STEPS = 2;                           // that the host sees of each message
 constexpr int LABEL_CHANGE = 0x40, MOST_LABELS = 0x3E;  // velocities 64 to 126
 
-bool has_light(const Control& control) {
-    return control.host_sends >= 0 && control.takes_notes();
-}
+constexpr const char* LABELS = "orvik.miditxt.cfg0.txt";
+constexpr std::size_t LABEL_FIELDS = 5;
 
 std::string new_file_name() {
     const std::time_t now = std::time(nullptr);
@@ -46,12 +46,14 @@ void Panel::start() {
     later_.clear();
     spinning_.clear();
     held_by_mouse_.reset();
+    dragged_.reset();
     played_.clear();
-    travel_.fill(0);
+    motions_ = {};
     controller_.reset();
     monitor_ = Monitor();
     seen_ = 0;
-    ready_ = false;
+    findings_seen_ = 0;
+    ready_ = ended_ = false;
     changed_ = true;
     started_ = config_.world;
     const ReadFile read = resource_reader(config_.world);
@@ -64,7 +66,11 @@ void Panel::start() {
             return text;
         },
         started_.options);
+    if (const std::optional<std::string> labels = read(LABELS)) {
+        started_.files[LABELS] = *labels;
+    }
     controller_ = std::make_unique<Controller>(started_);
+    front_.take(controller_->mapping());
 }
 
 // --- The loop ---
@@ -85,6 +91,8 @@ int Panel::run() {
     }
     if (!recording_.empty()) {
         record(0);
+        terminal_.reset();
+        std::puts(message_.c_str());
     }
     return 0;
 }
@@ -106,8 +114,10 @@ bool Panel::work() {
     }
     const bool some = monitor_.take(*controller_);
     notice_events();
-    if (!ready_ && controller_->ready() && !controller_->exit_status()) {
+    notice_end();
+    if (!ready_ && controller_->ready() && !ended_) {
         ready_ = changed_ = true;
+        message_ = message_ == STARTING ? "" : message_;
     }
     changed_ |= some;
     return some;
@@ -119,8 +129,20 @@ void Panel::notice_events() {
         const Event& event = events[seen_];
         if (event.sent_by(End::Board) && event.control >= 0 &&
             controller_->mapping().at(event.control).sends_steps()) {
-            travel_[static_cast<std::size_t>(event.control)] += event.bytes[2] - REST;
+            Motion& motion = motions_[static_cast<std::size_t>(event.control)];
+            motion.travel += event.bytes[2] - REST;
+            motion.moves = event.bytes[2] != REST;
         }
+    }
+}
+
+// The reason comes into sight.
+void Panel::notice_end() {
+    if (!ended_ && controller_->exit_status()) {
+        ended_ = true;
+        help_ = false;
+        pane_ = Log;
+        show_in_log(Tone::Failure);
     }
 }
 
@@ -236,7 +258,7 @@ void Panel::rest(int) {
         forget_later("board rest " + moved(control).name);
         play("board rest " + moved(control).name);
     } else {
-        message_ = control.name + " does not turn";
+        message_ = control.name + " stays where it is: platters and the encoder come to rest";
     }
 }
 
@@ -274,10 +296,32 @@ void Panel::light(int) {
     set(controller_->board().light(control.index) > 0 ? 0 : 9);
 }
 
+// In the labels as they were at the start; one bad line, and the daemon uses none of them.
+bool Panel::has_label(const Control& control) const {
+    const auto file = started_.files.find(LABELS);
+    std::istringstream text(file == started_.files.end() ? "" : file->second);
+    bool found = false;
+    for (std::string line; std::getline(text, line);) {
+        std::istringstream words(line);
+        const std::vector<std::string> fields{std::istream_iterator<std::string>(words), {}};
+        if (fields.empty() || line[0] == '#' || line[0] == ' ') {
+            continue;
+        }
+        if (fields.size() != LABEL_FIELDS) {
+            return false;
+        }
+        found |= fields[2] == std::to_string(control.host_sends);
+    }
+    return found;
+}
+
 void Panel::label(int) {
     const Control& control = current();
     int& count = label_[static_cast<std::size_t>(control.index)];
-    if (has_light(control)) {
+    if (has_light(control) && !has_label(control)) {
+        message_ = std::string("no label in ") + LABELS + " has note " +
+                   std::to_string(control.host_sends);
+    } else if (has_light(control)) {
         play("host light " + control.name + " " + std::to_string(LABEL_CHANGE + count));
         count = (count + 1) % MOST_LABELS;
     } else {
@@ -289,25 +333,11 @@ void Panel::identity(int) {
     play("host send identity request");
 }
 
-void Panel::type_step(int) {
-    prompt("step: ", &Panel::play);
-}
-
-void Panel::go_to(int) {
-    prompt("go to: ", &Panel::go_to_named);
-}
-
 void Panel::go_to_named(const std::string& name) {
-    const auto& controls = controller_->mapping().controls();
-    const Control* found = controller_->mapping().find(name);
-    for (const Control& control : controls) {
-        const bool begins = strncasecmp(control.name.c_str(), name.c_str(), name.size()) == 0;
-        found = found == nullptr && begins ? &control : found;
-    }
-    if (found == nullptr) {
-        message_ = "no control's name begins with " + name;
+    if (const std::optional<int> found = front_.find(name)) {
+        front_.put_cursor(*found);
     } else {
-        front_.put_cursor(found->index);
+        message_ = "no control's name begins with " + name;
     }
 }
 
@@ -319,7 +349,19 @@ Scroll* Panel::scroll_of_pane() {
 }
 
 void Panel::next_pane(int) {
-    pane_ = (pane_ + 1) % PANE_COUNT;
+    const bool unseen = monitor_.findings.count() > findings_seen_;
+    pane_ = unseen ? static_cast<int>(Log) : (pane_ + 1) % PANE_COUNT;
+    if (unseen) {
+        show_in_log(Tone::Finding);
+    }
+}
+
+void Panel::show_in_log(Tone tone) {
+    findings_seen_ = monitor_.findings.count();
+    lay_out();
+    monitor_.log.show_first(tone, pane_rows(), [this](const MonitorLine& line) {
+        return static_cast<int>(rows_of(line, pane_width()).size());
+    });
 }
 
 void Panel::pause(int) {
@@ -331,7 +373,8 @@ void Panel::pause(int) {
 void Panel::scroll(int pages) {
     const int height = pane_rows();
     if (Scroll* const lines = scroll_of_pane()) {
-        lines->back(pages * (height - 1), pane_ == Wire ? filter_ : "");
+        const int shown = std::max(1, lines_shown_ - 1);
+        lines->back(pages * shown, pane_ == Wire ? filter_ : "");
     } else {
         screen_top_ = std::clamp(screen_top_.value_or(0) - pages * (height / 2), 0,
                                  std::max(0, SCREEN_ROWS - height));
@@ -340,10 +383,6 @@ void Panel::scroll(int pages) {
 
 void Panel::filter_control(int) {
     filter_ = filter_.empty() ? current().name : "";
-}
-
-void Panel::filter_text(int) {
-    prompt("lines with: ", &Panel::filter_by);
 }
 
 void Panel::restart(int) {
@@ -361,7 +400,7 @@ void Panel::restart(int) {
 void Panel::record(int) {
     if (recording_.empty()) {
         restart(0);
-        recording_ = new_file_name();
+        recording_ = std::filesystem::absolute(new_file_name()).string();
         message_ = "recording to " + recording_;
         return;
     }
@@ -385,6 +424,7 @@ void Panel::record(int) {
 
 void Panel::help(int) {
     help_ = !help_;
+    help_page_ = 0;
 }
 
 }  // namespace bench

@@ -10,6 +10,7 @@
 
 #include "controller/controller.h"
 #include "panel/front.h"
+#include "panel/line_edit.h"
 #include "panel/monitor.h"
 #include "panel/recorder.h"
 #include "panel/terminal.h"
@@ -32,17 +33,22 @@ class Panel {
   private:
     using Clock = std::chrono::steady_clock;
     struct Key;
+    struct Prompt;
     enum Pane { Wire, Log, Picture, PANE_COUNT };
+    enum Question { AskStep, AskControl, AskFilter, QUESTION_COUNT };
     struct Later {
         Clock::time_point at;
         std::string step;
     };
+    static constexpr const char* STARTING = "the bridge is still starting";
     static const Key KEYS[];
+    static const Prompt PROMPTS[QUESTION_COUNT];
 
     // Starts the bridge with the files as they now are on disk.
     void start();
     bool work();
     void notice_events();
+    void notice_end();
     void do_later();
 
     // Plays one step, in the words of a scenario. Nothing is sent if it is none that sends.
@@ -53,12 +59,12 @@ class Panel {
     // The relative control that a turn moves: a platter's partner while a hand is on it.
     const Control& moved(const Control& control) const;
     const Control* touch_of(const Control& control) const;
+    bool has_label(const Control& control) const;
 
     // What the keys do.
-    void move_across(int columns) { front_.move(columns, 0); }
-    void move_along(int rows) { front_.move(0, rows); }
+    void move(int direction);
     void step(int places) { front_.step(places); }
-    void go_to(int);
+    void ask(int question);
     void tap(int);
     void hold(int);
     void turn(int amount);
@@ -68,37 +74,52 @@ class Panel {
     void light(int);
     void label(int);
     void identity(int);
-    void type_step(int);
     void next_pane(int);
+    void show_in_log(Tone tone);
     void pause(int);
     void scroll(int pages);
     void filter_control(int);
-    void filter_text(int);
     void record(int);
     void restart(int);
     void help(int);
+    void turn_page(int pages);
     void redraw(int) { terminal_->redraw(); }
     void quit(int) { quit_ = true; }
 
     void key(int code);
     void command_key(int code);
+    void help_key(int code);
     void prompt_key(int code);
     void mouse();
-    void prompt(const std::string& question, void (Panel::*answered)(const std::string&));
+    void mouse_event(int row, int column, unsigned long state);
+    void mouse_at(int index, int column, unsigned long state);
+    void drag_to(int column);
+    void put(const Control& pot, int position);
     void go_to_named(const std::string& name);
     void filter_by(const std::string& text) { filter_ = text; }
+    std::vector<std::string> step_candidates() const;
+    std::vector<std::string> name_candidates() const { return front_.names(); }
+    std::vector<std::string> no_candidates() const { return {}; }
 
     void draw();
+    void lay_out();
     void draw_front();
     void draw_title();
     void draw_pane(int pane, int row, int column, int height, int width);
     void draw_lines(const Scroll& lines, int row, int column, int height, int width);
     void draw_screen(int row, int column, int height, int width);
     void draw_help();
+    void draw_last_line();
+    void draw_prompt(int row);
+    std::string counts(bool in_words) const;
+    std::string hint() const;
     std::string state() const;
     std::string pane_title() const;
     Scroll* scroll_of_pane();
+    static std::vector<std::string> rows_of(const MonitorLine& line, int width);
     bool is_wide() const;
+    int pane_width() const;
+    int most_front_rows() const;
     int front_rows() const;
     int pane_rows() const;
     bool fits() const;
@@ -109,20 +130,24 @@ class Panel {
     std::unique_ptr<Terminal> terminal_;
     Front front_;
     Monitor monitor_;
-    std::array<int, CONTROL_COUNT> travel_{};
+    Motions motions_{};
     std::array<int, CONTROL_COUNT> label_{};  // the last label change sent to each control's note
     std::size_t seen_ = 0;
     std::vector<Later> later_;
     std::vector<Played> played_;
-    std::optional<int> held_by_mouse_;
+    std::optional<int> held_by_mouse_, dragged_;
     std::string spinning_;  // the step that is played again and again
 
     int pane_ = Wire;
     std::optional<int> screen_top_;  // nothing: the first row that is not empty
-    std::string filter_, message_, typed_, question_;
-    void (Panel::*answered_)(const std::string&) = nullptr;
+    std::string filter_, message_;
+    std::optional<int> asked_;
+    std::array<LineEdit, QUESTION_COUNT> lines_;
+    int findings_seen_ = 0;  // when v last showed them
+    int help_page_ = 0;
+    int lines_shown_ = 0;    // of the pane in front
     std::string recording_;  // name of the file while recording
-    bool ready_ = false, help_ = false, quit_ = false, changed_ = true;
+    bool ready_ = false, ended_ = false, help_ = false, quit_ = false, changed_ = true;
 };
 
 }  // namespace bench

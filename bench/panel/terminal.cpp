@@ -12,12 +12,15 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "panel/text.h"
+
 namespace bench {
 namespace {
 
 constexpr int ENDING[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr int CRASHING[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 constexpr int ESCAPE_DELAY = 25;  // milliseconds, for the rest of a key's bytes
+constexpr std::string_view REPORT_DRAGS = "\033[?1002h", REPORT_NO_DRAGS = "\033[?1002l";
 
 volatile std::sig_atomic_t signalled = 0;
 termios found;
@@ -28,7 +31,8 @@ void note_signal(int) {
 
 // After a crash nothing of the library may be called: mouse off, main screen, cursor, colours.
 void restore_and_crash(int signal) {
-    static constexpr char RESTORE[] = "\033[?1006l\033[?1000l\033[?1049l\033[?25h\033[0m\r\n";
+    static constexpr char RESTORE[] =
+        "\033[?1006l\033[?1002l\033[?1000l\033[?1049l\033[?25h\033[0m\r\n";
     [[maybe_unused]] const ssize_t size = write(STDOUT_FILENO, RESTORE, sizeof RESTORE - 1);
     tcsetattr(STDIN_FILENO, TCSANOW, &found);
     raise(signal);
@@ -42,6 +46,11 @@ void handle(const int (&signals)[N], void (*handler)(int), int flags) {
     for (const int signal : signals) {
         sigaction(signal, &action, nullptr);
     }
+}
+
+// What the library has no call for.
+void write_out(std::string_view sequence) {
+    [[maybe_unused]] const ssize_t size = write(STDOUT_FILENO, sequence.data(), sequence.size());
 }
 
 // The nearest colour that the terminal has; the bright half of sixteen is bold text on eight.
@@ -74,10 +83,6 @@ attr_t attributes(const Ink& ink) {
     return result;
 }
 
-bool begins_character(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-}
-
 }  // namespace
 
 Terminal::Terminal() {
@@ -89,8 +94,15 @@ Terminal::Terminal() {
         throw std::runtime_error("the panel needs a terminal");
     }
     tcgetattr(STDIN_FILENO, &found);
-    if (newterm(nullptr, stdout, stdin) == nullptr) {
-        throw std::runtime_error("the panel cannot draw on this terminal: is TERM right?");
+    const bool known = newterm(nullptr, stdout, stdin) != nullptr;
+    if (!known || tigetstr("cup") == nullptr) {
+        if (known) {
+            endwin();
+        }
+        const char* const type = std::getenv("TERM");
+        throw std::runtime_error("the panel cannot draw on a terminal of type \"" +
+                                 std::string(type != nullptr ? type : "") +
+                                 "\": set TERM to what the terminal is, as xterm-256color");
     }
     cbreak();
     noecho();
@@ -105,14 +117,20 @@ Terminal::Terminal() {
     // A press and a release in one read come as a click.
     mousemask(BUTTON1_PRESSED | BUTTON1_RELEASED | BUTTON1_CLICKED | BUTTON1_DOUBLE_CLICKED |
                   BUTTON1_TRIPLE_CLICKED | BUTTON3_PRESSED | BUTTON3_CLICKED | BUTTON4_PRESSED |
-                  BUTTON5_PRESSED,
+                  BUTTON5_PRESSED | REPORT_MOUSE_POSITION,
               nullptr);
     mouseinterval(0);
+    if (has_mouse()) {
+        write_out(REPORT_DRAGS);
+    }
     handle(ENDING, note_signal, 0);
     handle(CRASHING, restore_and_crash, static_cast<int>(SA_RESETHAND));
 }
 
 Terminal::~Terminal() {
+    if (has_mouse()) {
+        write_out(REPORT_NO_DRAGS);
+    }
     endwin();
     handle(ENDING, SIG_DFL, 0);
     handle(CRASHING, SIG_DFL, 0);
@@ -161,10 +179,6 @@ void Terminal::text(int row, int column, int width, std::string_view text, const
 
 bool Terminal::ending() {
     return signalled != 0;
-}
-
-int text_width(std::string_view text) {
-    return static_cast<int>(std::count_if(text.begin(), text.end(), begins_character));
 }
 
 }  // namespace bench

@@ -39,7 +39,4 @@ class Terminal {
     static bool ending();
 };
 
-// How many columns a UTF-8 text takes, characters of one column each.
-int text_width(std::string_view text);
-
 }  // namespace bench

@@ -32,6 +32,8 @@ constexpr const char* SHELLS_OWN[] = {"[", "echo", "kill", "printf", "test"};
 constexpr const char* LIBRARIES[] = {"/lib",     "/lib32",     "/lib64",     "/libx32",
                                      "/usr/lib", "/usr/lib32", "/usr/lib64", "/usr/libx32"};
 constexpr const char* LOADER_CACHE = "/etc/ld.so.cache";
+// Hand-edited files of whose checked copies the daemon deletes the old ones at its start.
+constexpr const char* CHECKED[] = {"orvik.midictl.cfg0.txt", "orvik.miditxt.cfg0.txt"};
 constexpr const char* DIRECTORIES[] = {"/dev/pts", "/dev/snd", "/etc", "/proc",
                                        "/run",     "/tmp",     HOME,   RESOURCES};
 
@@ -66,6 +68,12 @@ void add_resources(Contents& contents, const WorldConfig& config) {
             const auto mode = static_cast<mode_t>(entry.status().permissions());
             const std::string name = entry.path().lexically_relative(config.resources).string();
             contents.files[RESOURCES + name] = {mode & 0777, read_file(entry.path().string())};
+        }
+    }
+    for (const char* const name : CHECKED) {  // the copies that an earlier start has left
+        if (const auto source = contents.files.find(RESOURCES + std::string(name));
+            source != contents.files.end()) {
+            contents.files[source->first + ".ok"].content = source->second.content;
         }
     }
     for (const std::string& name : config.removed) {
