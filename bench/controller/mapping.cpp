@@ -35,10 +35,6 @@ constexpr Block BLOCKS[] = {
     {82, 83, Kind::Meter, -1, -1, 0, false},      {84, 84, Kind::Spare, -1, -1, -1, false},
 };
 
-int number_in(int first_number, int offset) {
-    return first_number < 0 ? -1 : first_number + offset;
-}
-
 bool is_note(std::uint8_t status) {
     return (status & 0xE0) == 0x80;
 }
@@ -117,20 +113,16 @@ std::optional<std::string_view> grep(std::string_view text, std::string_view pat
     return std::nullopt;
 }
 
-// Reads the value of a command-line option as getopt would; a later one that counts wins.
+// As getopt reads it; a later option that counts wins.
 int channel_option(const std::vector<std::string>& options) {
     int channel = -1;
     for (std::size_t i = 0; i < options.size(); ++i) {
-        std::string value;
-        if (options[i] == "-m" && i + 1 < options.size()) {
-            value = options[i + 1];
-        } else if (options[i].starts_with("-m") && options[i].size() > 2) {
-            value = options[i].substr(2);
-        } else {
-            continue;
+        if (options[i].starts_with("-m")) {
+            const std::string value = options[i].substr(2);
+            const std::string next = i + 1 < options.size() ? options[i + 1] : "255";
+            const int number = std::atoi((value.empty() ? next : value).c_str()) & 0xFF;
+            channel = number < 16 ? number : channel;
         }
-        const int number = std::atoi(value.c_str()) & 0xFF;
-        channel = number < 16 ? number : channel;
     }
     return channel;
 }
@@ -171,9 +163,9 @@ Mapping::Mapping() {
             control.index = index;
             control.kind = block.kind;
             control.name = "unmapped_" + std::to_string(index);
-            control.board_sends = number_in(block.board_sends, offset);
-            control.host_sees = number_in(block.host_sees, offset);
-            control.host_sends = number_in(block.host_sends, block.commands_count_up ? offset : 0);
+            control.board_sends = block.board_sends < 0 ? -1 : block.board_sends + offset;
+            control.host_sees = block.host_sees < 0 ? -1 : block.host_sees + offset;
+            control.host_sends = block.host_sends + (block.commands_count_up ? offset : 0);
             control.board_sees = control.host_sends;
         }
     }
