@@ -113,16 +113,20 @@ std::optional<std::string_view> grep(std::string_view text, std::string_view pat
     return std::nullopt;
 }
 
-// As getopt reads it; a later option that counts wins.
+// Reads the value of a command-line option as getopt would; a later one that counts wins.
 int channel_option(const std::vector<std::string>& options) {
     int channel = -1;
     for (std::size_t i = 0; i < options.size(); ++i) {
-        if (options[i].starts_with("-m")) {
-            const std::string value = options[i].substr(2);
-            const std::string next = i + 1 < options.size() ? options[i + 1] : "255";
-            const int number = std::atoi((value.empty() ? next : value).c_str()) & 0xFF;
-            channel = number < 16 ? number : channel;
+        std::string value;
+        if (options[i] == "-m" && i + 1 < options.size()) {
+            value = options[i + 1];
+        } else if (options[i].starts_with("-m") && options[i].size() > 2) {
+            value = options[i].substr(2);
+        } else {
+            continue;
         }
+        const int number = std::atoi(value.c_str()) & 0xFF;
+        channel = number < 16 ? number : channel;
     }
     return channel;
 }
