@@ -12,10 +12,6 @@ constexpr auto STANDSTILL = std::chrono::milliseconds(100);  // longer than a ro
 constexpr std::size_t MOST_NAMED = 5;                        // of the messages that are missing
 constexpr std::uint8_t RELEASE_VELOCITY = 0x40;
 
-std::uint8_t byte(int value) {
-    return static_cast<std::uint8_t>(value);
-}
-
 bool is_controller(const Control& control, End from) {
     return from == End::Board ? control.host_sees_position() : control.kind == Kind::Meter;
 }

@@ -5,10 +5,6 @@
 namespace bench {
 namespace {
 
-std::uint8_t byte(int value) {
-    return static_cast<std::uint8_t>(value);
-}
-
 Bytes identity_reply() {
     // Manufacturer 0x7D, family 1, model 1, version 1.0.0.0; numbers of two bytes low byte first.
     return {SYSEX_START, 0x7E, 0x00, 0x06, 0x02, 0x7D, 0x01,     0x00,
@@ -75,7 +71,7 @@ std::vector<Bytes> Board::receive(const Bytes& message) {
     if (is_identity_request(message)) {
         return {identity_reply()};
     }
-    if (!is_channel_message(message) || message.size() != 3) {
+    if (!has_value(message)) {
         return {};
     }
     if (message[0] == NOTE_ON && message[1] == 0) {
@@ -102,9 +98,8 @@ std::vector<Bytes> Board::receive_note_0(int value) {
 }
 
 void Board::sent(const Bytes& message) {
-    const Control* const control = is_channel_message(message) && message.size() == 3
-                                       ? mapping_.sent_by_board(message[0], message[1])
-                                       : nullptr;
+    const Control* const control =
+        has_value(message) ? mapping_.sent_by_board(message[0], message[1]) : nullptr;
     if (control == nullptr) {
         return;
     }

@@ -40,14 +40,6 @@ bool is(short state, int fd) {
 
 }  // namespace
 
-End other(End end) {
-    return end == End::Board ? End::Host : End::Board;
-}
-
-const char* name(End end) {
-    return end == End::Board ? "board" : "host";
-}
-
 std::string way(End from) {
     return std::string(name(from)) + " → " + name(other(from));
 }
@@ -130,7 +122,7 @@ milliseconds Controller::now() const {
 
 void Controller::add(Event event) {
     event.time = now();
-    if (event.bytes.size() == 3 && is_channel_message(event.bytes)) {
+    if (has_value(event.bytes)) {
         using Find = const Control* (Mapping::*)(std::uint8_t, int) const;
         static constexpr Find FIND[][2] = {{&Mapping::seen_by_board, &Mapping::sent_by_board},
                                            {&Mapping::seen_by_host, &Mapping::sent_by_host}};

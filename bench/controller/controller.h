@@ -22,8 +22,12 @@ using std::chrono::milliseconds;
 // The two ends that messages go between.
 enum class End { Board, Host };
 
-End other(End end);
-const char* name(End end);  // "board", "host"
+constexpr End other(End end) {
+    return end == End::Board ? End::Host : End::Board;
+}
+constexpr const char* name(End end) {
+    return end == End::Board ? "board" : "host";
+}
 std::string way(End from);  // "board → host"
 
 // Where something happens. World: the daemon's end, and lines that are pulled.

@@ -8,7 +8,7 @@ Host::Host(const Mapping& mapping, int channel)
 }
 
 void Host::receive(const Bytes& message) {
-    if (!is_channel_message(message) || message.size() != 3) {
+    if (!has_value(message)) {
         return;
     }
     if (const Control* control = mapping_.seen_by_host(message[0], message[1])) {
@@ -37,9 +37,7 @@ Bytes Host::command(int status, const Control& control, int value) const {
     if (control.host_sends < 0) {
         return {};
     }
-    return {static_cast<std::uint8_t>(status | channel_),
-            static_cast<std::uint8_t>(control.host_sends & 0x7F),
-            static_cast<std::uint8_t>(value & 0x7F)};
+    return {byte(status | channel_), byte(control.host_sends & 0x7F), byte(value & 0x7F)};
 }
 
 }  // namespace bench

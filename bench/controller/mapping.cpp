@@ -35,10 +35,6 @@ constexpr Block BLOCKS[] = {
     {82, 83, Kind::Meter, -1, -1, 0, false},      {84, 84, Kind::Spare, -1, -1, -1, false},
 };
 
-int number_in(int first_number, int offset) {
-    return first_number < 0 ? -1 : first_number + offset;
-}
-
 bool is_note(std::uint8_t status) {
     return (status & 0xE0) == 0x80;
 }
@@ -181,9 +177,9 @@ Mapping::Mapping() {
             control.index = index;
             control.kind = block.kind;
             control.name = "unmapped_" + std::to_string(index);
-            control.board_sends = number_in(block.board_sends, offset);
-            control.host_sees = number_in(block.host_sees, offset);
-            control.host_sends = number_in(block.host_sends, block.commands_count_up ? offset : 0);
+            control.board_sends = block.board_sends < 0 ? -1 : block.board_sends + offset;
+            control.host_sees = block.host_sees < 0 ? -1 : block.host_sees + offset;
+            control.host_sends = block.host_sends + (block.commands_count_up ? offset : 0);
             control.board_sees = control.host_sends;
         }
     }

@@ -107,9 +107,9 @@ std::size_t message_length(std::uint8_t status) {
     return (status & 0xE0) == 0xC0 ? 2 : 3;
 }
 
-bool is_channel_message(const Bytes& message) {
-    return !message.empty() && message[0] >= 0x80 && message[0] < SYSEX_START &&
-           message.size() == message_length(message[0]);
+bool has_value(const Bytes& message) {
+    return message.size() == 3 && message[0] >= 0x80 && message[0] < SYSEX_START &&
+           message_length(message[0]) == 3;
 }
 
 bool is_identity_request(const Bytes& message) {
@@ -167,7 +167,7 @@ std::optional<Bytes> parse_hex(std::string_view text) {
             word.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
             return std::nullopt;
         }
-        bytes.push_back(static_cast<std::uint8_t>(std::stoi(word, nullptr, 16)));
+        bytes.push_back(byte(std::stoi(word, nullptr, 16)));
     }
     return bytes;
 }

@@ -13,6 +13,10 @@ namespace bench {
 
 using Bytes = std::vector<std::uint8_t>;
 
+constexpr std::uint8_t byte(int value) {
+    return static_cast<std::uint8_t>(value);
+}
+
 constexpr std::uint8_t NOTE_OFF = 0x80;
 constexpr std::uint8_t NOTE_ON = 0x90;
 constexpr std::uint8_t CONTROL_CHANGE = 0xB0;
@@ -38,7 +42,8 @@ class Splitter {
 // How many bytes a message with this status byte has; 0 for system exclusive: up to its 0xF7.
 std::size_t message_length(std::uint8_t status);
 
-bool is_channel_message(const Bytes& message);
+// A channel message with two data bytes: a number and a value.
+bool has_value(const Bytes& message);
 bool is_identity_request(const Bytes& message);
 bool is_identity_reply(const Bytes& message);
 

@@ -81,7 +81,7 @@ std::string words_for(const Event& event, const Mapping& mapping) {
         return event.text;
     }
     const Control* const control = event.control < 0 ? nullptr : &mapping.at(event.control);
-    if (event.place == Place::Board && is_channel_message(event.bytes) && event.bytes.size() == 3) {
+    if (event.place == Place::Board && has_value(event.bytes)) {
         if (!event.to_daemon) {
             return event.wants_pots ? "all pots wanted" : to_board(event.bytes, control);
         }

@@ -65,10 +65,6 @@ enum class Load { Idle, Line };
 // By load, way and place in SUBJECTS.
 using Distributions = std::map<std::tuple<Load, End, std::size_t>, Latencies>;
 
-class Failed : public std::runtime_error {
-    using runtime_error::runtime_error;
-};
-
 void run_all(Bridge& bridge, const Plan& board, const Plan& host, const std::string& what) {
     if (bridge.run(board, host)) {
         return;
@@ -78,7 +74,7 @@ void run_all(Bridge& bridge, const Plan& board, const Plan& host, const std::str
         text += "\n";
         text += bridge.account(from).summary();
     }
-    throw Failed(text);
+    throw std::runtime_error(text);
 }
 
 // Sends from one end alone and returns its account.
@@ -153,7 +149,7 @@ struct Usage {
 Usage usage_of(const Bridge& bridge) {
     const std::map<pid_t, std::uint64_t> times = thread_times(bridge.pid());
     if (times.size() < 2) {
-        throw Failed("the daemon's workers are not to be seen");
+        throw std::runtime_error("the daemon's workers are not to be seen");
     }
     return {std::next(times.rbegin())->second, times.rbegin()->second};
 }
@@ -237,7 +233,7 @@ milliseconds find_step(const std::vector<Event>& events, const Step& step) {
         return event.place == step.place && event.text.rfind(step.begins, 0) == 0;
     });
     if (found == events.end()) {
-        throw Failed(std::string("the start-up has no step \"") + step.begins + "\"");
+        throw std::runtime_error(std::string("the start-up has no step \"") + step.begins + "\"");
     }
     return found->time;
 }
@@ -286,7 +282,7 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 File create(const std::string& path) {
     File file(std::fopen(path.c_str(), "w"), std::fclose);
     if (!file) {
-        throw Failed("cannot write " + path);
+        throw std::runtime_error("cannot write " + path);
     }
     return file;
 }

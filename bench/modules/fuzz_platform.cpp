@@ -186,16 +186,6 @@ void fail(const char* format, ...) {
     abort();
 }
 
-std::string hex(const std::string& bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        char digits[4];
-        snprintf(digits, sizeof digits, "%02x ", static_cast<unsigned char>(byte));
-        text += digits;
-    }
-    return text;
-}
-
 }  // namespace fuzz
 
 extern "C" {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "controller/midi_text.h"
+
 namespace fuzz {
 
 // A line as the daemon's reads and writes see it: bytes that wait, and each write by itself.
@@ -42,6 +44,8 @@ std::string diagnostics();
 [[noreturn, gnu::format(printf, 1, 2)]] void fail(const char* format, ...);
 
 // Bytes in hexadecimal.
-std::string hex(const std::string& bytes);
+inline std::string hex(const std::string& bytes) {
+    return bench::hex({bytes.begin(), bytes.end()});
+}
 
 }  // namespace fuzz

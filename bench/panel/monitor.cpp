@@ -42,14 +42,6 @@ bool is_dropped(const Event& event, const Setup& setup) {
     return !right_channel || (event.control < 0 && !switches_power);
 }
 
-// The value that a message gives its control, as far as the other end can tell it.
-int value_of(const Event& event, const Control& control) {
-    if (control.kind == Kind::Meter) {
-        return event.bytes[2] / METER_WIDTH;
-    }
-    return position_in(event.bytes);
-}
-
 }  // namespace
 
 // --- Scroll ---
@@ -134,8 +126,13 @@ void Counters::count_merged(const Event& event, const Control& control) {
     if (!event.to_daemon) {
         merged_ += std::max(0, waiting_[index] - 1);
         waiting_[index] = 0;
-    } else if (last_[index] != value_of(event, control) + 1) {
-        last_[index] = value_of(event, control) + 1;
+        return;
+    }
+    // As far as the other end can tell it.
+    const int value =
+        control.kind == Kind::Meter ? event.bytes[2] / METER_WIDTH : position_in(event.bytes);
+    if (last_[index] != value + 1) {
+        last_[index] = value + 1;
         ++waiting_[index];
     }
 }

@@ -32,33 +32,6 @@ bool begins_with(const Bytes& whole, const Bytes& part) {
     return part.size() < whole.size() && std::equal(part.begin(), part.end(), whole.begin());
 }
 
-// What came of a filling: so many messages, whole; and which of it were awaited next.
-struct Prefix {
-    std::size_t count = 0;
-    std::vector<std::size_t> awaited;
-};
-
-// The daemon's host worker may take two batches in one pass and answers in its table's order:
-// lights may come that much out of order.
-Prefix take_prefix(const Filling& filling, const std::vector<Bytes>& came) {
-    const std::size_t window = filling.from == End::Board ? 1 : 2 * BATCH_TO_BOARD;
-    Prefix prefix;
-    for (std::size_t next = 0;; ++prefix.count) {
-        for (; prefix.awaited.size() < window && next < filling.messages.size(); ++next) {
-            prefix.awaited.push_back(next);
-        }
-        const auto found =
-            std::find_if(prefix.awaited.begin(), prefix.awaited.end(), [&](std::size_t place) {
-                return prefix.count < came.size() && filling.messages[place] == came[prefix.count];
-            });
-        if (found == prefix.awaited.end()) {
-            break;
-        }
-        prefix.awaited.erase(found);
-    }
-    return prefix;
-}
-
 }  // namespace
 
 Filling fill(Controller& controller, End from, const Pump& pump) {
@@ -99,10 +72,24 @@ Filling fill(Controller& controller, End from, const Pump& pump) {
     return filling;
 }
 
+// The daemon's host worker may take two batches in one pass and answers in its table's order: LED
+// commands may come that much out of order.
 FillingResult account(const Filling& filling, const std::vector<Bytes>& came) {
-    const Prefix prefix = take_prefix(filling, came);
-    const std::size_t whole = prefix.count;
-    const std::vector<std::size_t>& awaited = prefix.awaited;
+    const std::size_t window = filling.from == End::Board ? 1 : 2 * BATCH_TO_BOARD;
+    std::vector<std::size_t> awaited;  // places of those that may come next
+    std::size_t whole = 0;             // so many came
+    for (std::size_t next = 0;; ++whole) {
+        for (; awaited.size() < window && next < filling.messages.size(); ++next) {
+            awaited.push_back(next);
+        }
+        const auto found = std::find_if(awaited.begin(), awaited.end(), [&](std::size_t place) {
+            return whole < came.size() && filling.messages[place] == came[whole];
+        });
+        if (found == awaited.end()) {
+            break;
+        }
+        awaited.erase(found);
+    }
     const std::size_t sent = filling.messages.size();
     std::string text = way(filling.from) + ": " + std::to_string(sent) + " messages sent, " +
                        std::to_string(whole) + " arrived";

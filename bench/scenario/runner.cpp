@@ -72,6 +72,17 @@ void Runner::pass_time(milliseconds time) {
     }
 }
 
+bool Runner::await(milliseconds patience, const std::function<bool()>& is_so, bool printed) {
+    const milliseconds deadline = controller_.now() + patience;
+    while (!is_so()) {
+        if (controller_.now() >= deadline) {
+            return false;
+        }
+        pump(TICK, printed);
+    }
+    return true;
+}
+
 void Runner::settle() {
     pass_time(SETTLING);
 }
@@ -218,13 +229,12 @@ void Runner::await_ready() {
     if (is_ready_) {
         return;
     }
-    const milliseconds deadline = controller_.now() + START_PATIENCE;
-    while (!is_ready_ && !controller_.exit_status()) {
-        pump(TICK);
+    const auto is_over = [&] {
         is_ready_ = controller_.ready();
-        if (controller_.now() > deadline) {
-            throw Failure{"the daemon has not opened its devices within a minute"};
-        }
+        return is_ready_ || controller_.exit_status();
+    };
+    if (!await(START_PATIENCE, is_over)) {
+        throw Failure{"the daemon has not opened its devices within a minute"};
     }
     // What the daemon told the board before that belongs to its start.
     pass_over(End::Board, false);

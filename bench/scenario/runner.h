@@ -47,6 +47,8 @@ class Runner {
     // Let the controller work, and print what happens.
     void pump(milliseconds timeout, bool printed = true);
     void pass_time(milliseconds time);
+    // Until it is so; false if it is not in time.
+    bool await(milliseconds patience, const std::function<bool()>& is_so, bool printed = true);
     // What comes late has come.
     void settle();
 

@@ -28,9 +28,8 @@ class FileReader {
     std::string beside(const std::string& path) const {
         return (std::filesystem::path(scenario_.file).parent_path() / path).string();
     }
-    // The lines of a file, each with this at its end.
-    std::string lines(const std::string& end);
-    std::string bytes();
+    // The lines of a file, each with this at its end; or what bytes they name.
+    std::string lines(const std::string& end, bool is_hex);
 
   private:
     [[noreturn]] void fail(const NotAsExpected& error) const {
@@ -40,7 +39,6 @@ class FileReader {
         ++number_;
         return static_cast<bool>(std::getline(in_, line_));
     }
-    bool next_indented();
     bool read_setup_line(Words& words);
 
     std::istringstream in_;
@@ -78,7 +76,7 @@ void read_file_lines(FileReader& file, Words& words) {
     std::string& content = file.world().files[words.word()];
     const bool crlf = words.take("crlf");
     const bool cut = words.take("cut");
-    content = words.take("hex") ? file.bytes() : file.lines(crlf ? "\r\n" : "\n");
+    content = file.lines(crlf ? "\r\n" : "\n", words.take("hex"));
     if (cut && !content.empty()) {
         content.pop_back();
     }
@@ -144,36 +142,23 @@ bool FileReader::read_setup_line(Words& words) {
     return true;
 }
 
-bool FileReader::next_indented() {
-    if ((in_.peek() != ' ' && in_.peek() != '\n') || !next_line()) {
-        return false;
-    }
-    if (!line_.empty() && !line_.starts_with(INDENT)) {
-        fail({"expected lines of a file indented by four blanks"});
-    }
-    return true;
-}
-
-std::string FileReader::lines(const std::string& end) {
+std::string FileReader::lines(const std::string& end, bool is_hex) {
     std::string content, empty_lines;  // those after the last line are no part of the file
-    while (next_indented()) {
-        if (line_.empty()) {
+    while ((in_.peek() == ' ' || in_.peek() == '\n') && next_line()) {
+        const std::optional<Bytes> bytes = is_hex ? parse_hex(line_) : Bytes();
+        if (!line_.empty() && !line_.starts_with(INDENT)) {
+            fail({"expected lines of a file indented by four blanks"});
+        }
+        if (!bytes) {
+            fail({"expected bytes in hexadecimal"});
+        }
+        if (is_hex) {
+            content.append(bytes->begin(), bytes->end());
+        } else if (line_.empty()) {
             empty_lines += end;
         } else {
             content += std::exchange(empty_lines, "") + line_.substr(INDENT.size()) + end;
         }
-    }
-    return content;
-}
-
-std::string FileReader::bytes() {
-    std::string content;
-    while (next_indented()) {
-        const std::optional<Bytes> bytes = parse_hex(line_);
-        if (!bytes) {
-            fail({"expected bytes in hexadecimal"});
-        }
-        content.append(bytes->begin(), bytes->end());
     }
     return content;
 }

@@ -165,10 +165,9 @@ Pattern StepReader::control_pattern(const Control& control) {
     const int channel = at_host ? host_.channel() : 0;
     std::optional<std::uint8_t> value;
     if (!off || words.more()) {
-        value = static_cast<std::uint8_t>(words.number(0, 127));
+        value = byte(words.number(0, 127));
     }
-    return {static_cast<std::uint8_t>((off ? NOTE_OFF : kind) | channel),
-            static_cast<std::uint8_t>(number), value};
+    return {byte((off ? NOTE_OFF : kind) | channel), byte(number), value};
 }
 
 std::string steps_table() {

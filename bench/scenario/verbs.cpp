@@ -7,7 +7,6 @@
 namespace bench {
 namespace {
 
-constexpr milliseconds TICK(20);
 constexpr milliseconds MESSAGE_PATIENCE(2000);
 constexpr milliseconds REPORT_PATIENCE(60000);  // it is asked for after seconds of processor time
 constexpr milliseconds TEXT_PATIENCE(20000);
@@ -65,8 +64,7 @@ void expect_report(Runner& run, const milliseconds& patience) {
             const int position = run.controller().board().position(control.index);
             run.expect_message(
                 End::Host,
-                {static_cast<std::uint8_t>(CONTROL_CHANGE | host.channel()),
-                 static_cast<std::uint8_t>(control.host_sees), static_cast<std::uint8_t>(position)},
+                {byte(CONTROL_CHANGE | host.channel()), byte(control.host_sees), byte(position)},
                 patience);
         }
     }
@@ -110,14 +108,11 @@ void read_again(Runner& run, const End& end) {
     run.settle();
     Controller& controller = run.controller();
     const bool filled = run.filled.contains(end);
-    const milliseconds deadline = controller.now() + READING_PATIENCE;
     note(run, run.step().text);
     controller.set_reading(end, true);
-    while (controller.full(end) || !controller.drained(end)) {
-        run.pump(TICK, !filled);
-        if (controller.now() > deadline) {
-            throw Failure{"what was left in the line has not come"};
-        }
+    const auto is_empty = [&] { return !controller.full(end) && controller.drained(end); };
+    if (!run.await(READING_PATIENCE, is_empty, !filled)) {
+        throw Failure{"what was left in the line has not come"};
     }
     if (filled) {
         controller.end_unfinished(end);
@@ -271,19 +266,16 @@ Shown shown(StepReader& reader) {
 void expect_screen(Runner& run, const Shown& expected) {
     const Screen& screen = run.controller().screen();
     const int length = static_cast<int>(expected.text.size());
-    const milliseconds deadline = run.controller().now() + expected.patience;
-    for (;;) {
-        const std::string text = screen.text(expected.row, expected.column, length);
-        const std::string color = Screen::colors(screen.at(expected.row, expected.column));
-        if (text == expected.text && (expected.color.empty() || color == expected.color)) {
-            run.hold();
-            return;
-        }
-        if (run.controller().now() >= deadline || run.controller().exit_status()) {
-            fail("\"" + expected.text + "\" " + expected.color, "\"" + text + "\" " + color);
-        }
-        run.pump(TICK);
+    std::string text, color;
+    const auto is_there = [&] {
+        text = screen.text(expected.row, expected.column, length);
+        color = Screen::colors(screen.at(expected.row, expected.column));
+        return text == expected.text && (expected.color.empty() || color == expected.color);
+    };
+    if (!run.await(expected.patience, is_there)) {
+        fail("\"" + expected.text + "\" " + expected.color, "\"" + text + "\" " + color);
     }
+    run.hold();
 }
 
 void show_screen(Runner& run) {
@@ -300,12 +292,8 @@ void show_screen(Runner& run) {
 Action expect_exit(StepReader& reader) {
     const milliseconds patience = reader.patience(TEXT_PATIENCE);
     return [patience, expected = reader.words.number(0, 255)](Runner& run) {
-        const Controller& controller = run.controller();
-        const milliseconds deadline = controller.now() + patience;
-        while (!controller.exit_status() && controller.now() < deadline) {
-            run.pump(TICK);
-        }
-        const std::optional<int> status = controller.exit_status();
+        std::optional<int> status;
+        run.await(patience, [&] { return (status = run.controller().exit_status()).has_value(); });
         if (status != expected) {
             fail("exit status " + std::to_string(expected),
                  status ? "exit status " + std::to_string(*status) : "no end");

@@ -44,18 +44,18 @@ std::string field(const fs::path& file, const std::string& key) {
     return {};
 }
 
-int number(const std::string& text) {
-    return std::atoi(text.c_str());
+int kilobytes(pid_t pid, const std::string& key) {
+    return std::atoi(field(of_process(pid) / "status", key).c_str());
 }
 
 }  // namespace
 
 int resident_kb(pid_t pid) {
-    return number(field(of_process(pid) / "status", "VmRSS:"));
+    return kilobytes(pid, "VmRSS:");
 }
 
 int private_kb(pid_t pid) {
-    return number(field(of_process(pid) / "status", "RssAnon:"));
+    return kilobytes(pid, "RssAnon:");
 }
 
 int open_descriptors(pid_t pid) {
