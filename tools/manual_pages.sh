@@ -1,0 +1,24 @@
+#!/bin/sh
+# manual_pages.sh [--check]
+#
+# Writes docs/ctlbridge.1.md and docs/ctlbridge.5.md, the manual pages for reading on the web. With
+# --check it only compares. .Ql in a page makes mandoc write bad Markdown: use .Li.
+set -eu
+cd "$(dirname "$0")/.."
+version=$(sed -n 's/^project(ctlbridge VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+
+# Headings go one level down, below a title, and the pages link to each other.
+page() {
+    echo "<!-- tools/manual_pages.sh makes this from $1.in -->"
+    sed "s/@PROJECT_VERSION@/$version/" "docs/$1.in" | mandoc -T markdown -W warning,stop |
+        sed -e '/^CTLBRIDGE(/!s/ctlbridge(\([15]\))/[&](ctlbridge.\1.md)/' -e 's/^#/##/' -e 's/^CTLBRIDGE(/# &/'
+}
+
+for name in ctlbridge.1 ctlbridge.5; do
+    if [ "${1-}" != --check ]; then
+        page $name >"docs/$name.md"
+    elif ! page $name | cmp - "docs/$name.md"; then
+        echo "docs/$name.md is not made from docs/$name.in: run tools/manual_pages.sh" >&2
+        exit 1
+    fi
+done
