@@ -1,30 +1,19 @@
 // The links over pseudo-terminals, the traffic LED, the deferred task's clock, diagnostics.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <climits>
 #include <string>
+#include <vector>
 
-#include "buffer.h"
-#include "config.h"
 #include "debug.h"
 #include "led.h"
-#include "midi.h"
-#include "modules/ptys.h"
-#include "uart_cf.h"
+#include "play.h"
+#include "softlabel.h"
 #include "utility.h"
 
 namespace {
-
-std::string repeat(const std::string& text, int count) {
-    std::string repeated;
-    for (int i = 0; i < count; ++i) {
-        repeated += text;
-    }
-    return repeated;
-}
 
 TEST(SerialLink, IsPutIntoRawModeAt115200) {
     const int fd = cf_open("/dev/ttymxc1");
@@ -45,6 +34,8 @@ TEST(SerialLink, IsPutIntoRawModeAt115200) {
 
 TEST(SerialLink, ReceivesInPiecesThatTheRingCanTake) {
     cf_init();
+    cf_recv();
+    EXPECT_EQ(commands_called(), "usleep 50\n") << "nothing there";
     board_sends(repeat("01 ", 300));
     for (const int pending : {256, 256}) {  // the rest waits in the device while the ring is full
         cf_recv();
@@ -54,6 +45,7 @@ TEST(SerialLink, ReceivesInPiecesThatTheRingCanTake) {
     EXPECT_EQ(com_rx_len[UART_OUT_BUF_ID], 2);
     cf_recv();
     EXPECT_EQ(com_rx_len[UART_OUT_BUF_ID], 46);
+    EXPECT_EQ(commands_called(), "usleep 50\n");
 }
 
 TEST(SerialLink, AFailedOpenIsPrintedAndSendsStillMarkTraffic) {
@@ -86,6 +78,26 @@ TEST(Links, AreNotPassedOnToTheShell) {
     EXPECT_EQ(descriptors(), before);
 }
 
+TEST(Links, MayHaveTheDescriptorZero) {
+    close(STDIN_FILENO);
+    cf_close();
+    EXPECT_EQ(cf_open("/dev/ttymxc1"), 0);
+    EXPECT_EQ(cf_set_raw(), 0);
+    EXPECT_EQ(cf_send("\x90\x01\x02", 3), 3);
+    EXPECT_EQ(board_got(), "90 01 02");
+    cf_close();
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "left open";
+    EXPECT_EQ(cf_set_raw(), -1);
+    testing::internal::CaptureStdout();
+    midi_init();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    midi_push_byte(0x11);
+    EXPECT_EQ(host_got(), "11");
+    host_sends("12");
+    midi_recv();
+    EXPECT_EQ(com_rx_len[HOST], 1);
+}
+
 TEST(MidiPort, QueuesSixtyFourBytesAndCutsWhatDoesNotFit) {
     midi_push_buf("\x01\x02\x03", 3);
     EXPECT_EQ(host_got(), "") << "not open yet";
@@ -97,8 +109,11 @@ TEST(MidiPort, QueuesSixtyFourBytesAndCutsWhatDoesNotFit) {
     EXPECT_EQ(midi_push_byte(0x24), 0);
     EXPECT_EQ(midi_push_buf("\x25", 0), 0);
     EXPECT_EQ(host_got(), repeat("11 ", 62) + "21 22");
-    EXPECT_EQ(midi_push_buf("\x26", 1), 1);
+    EXPECT_EQ(midi_push_byte(0x26), 1);
     EXPECT_EQ(host_got(), "26");
+    midi_push_byte(0x27);
+    midi_reset_buf();
+    EXPECT_EQ(host_got(), "");
 }
 
 TEST(MidiPort, ReceivesEverythingInReadsOfThree) {
@@ -181,6 +196,31 @@ TEST(TrafficLed, ShowsEachRoadAndGoesOutSeventeenPassesLater) {
     EXPECT_EQ(board_got(), "");
 }
 
+TEST(Task, AsksForAllPotsOnceForEachDelay) {
+    start("", 0);
+    const std::string query = "host f0 7e 7f 06 01 f7 > board f0 7e 7f 06 01 f7\n";
+    const auto after = [](clock_t microseconds, const std::string& script) {
+        processor_time += microseconds;
+        play(script);
+    };
+    after(0, ">");
+    after(60000000, ">\n>\n");
+    utl_set_task_mask(2);
+    after(60000000, ">\n>\n");
+    after(60000000, query);
+    after(60000000, ">\n" + query);  // the delay has just begun
+    after(3599999, ">\n" + query);
+    after(1, "> board 90 00 00\n>\n");
+    after(60000000, ">\n>\n");
+    after(60000000, query + ">\n");
+    after(3599999, ">\n");
+    utl_set_task_mask(0);
+    after(1, ">\n");
+    utl_set_task_mask(3);
+    after(0, "> board 90 00 00\n>\n");
+    after(60000000, ">\n>\n");
+}
+
 TEST(Task, TheClockMayWrap) {
     constexpr clock_t last =
         sizeof(clock_t) == 4 ? static_cast<clock_t>(INT_MAX) : static_cast<clock_t>(LONG_MAX);
@@ -191,24 +231,118 @@ TEST(Task, TheClockMayWrap) {
     EXPECT_EQ(utl_elapsed_ms(last - 1999, first + 1999), 3);
 }
 
-TEST(Diagnostics, TheThresholdAndTheVerboseSwitch) {
-    struct {
-        int set;
-        std::string shown;
-    } const cases[] = {{0, "0 "},
-                       {30, "0 3 10 20 30 "},
-                       {150, "0 3 10 20 30 80 "},
-                       {-1, ""},
-                       {100, "100 "},  // on top of the threshold before
-                       {20, "0 3 10 20 100 "}};
-    for (const auto& c : cases) {
-        testing::internal::CaptureStderr();
-        dbg_set_msg_level(c.set);
-        for (const int level : {0, 3, 10, 20, 30, 80, 100}) {
-            dbg_pmesg(level, "%d ", level);
+TEST(Commands, ReturnTheStatusOfTheShell) {
+    EXPECT_EQ(utl_run("exit 3"), 3 << 8);
+}
+
+// Every message, after its level, in the order in which they come below.
+const char* const MESSAGES = R"(30 read 18 64 30 1 1 16 0 BROWSE
+30 read 21 1 60 3 0 1 2 PLAY
+20  Set 0 to 3c cc_in and  1 app_cc
+10 got preset 2 
+30 read BROWSE 31
+10  get field grep -i BROWSE ../resources/orvik.midictl.cfg | cut -d' ' -f1 
+10  got 18 
+10 update 18 31 
+30 read NOBODY 1
+10  get field grep -i NOBODY ../resources/orvik.midictl.cfg | cut -d' ' -f1 
+10  got  
+10 got preset 3 
+10 no preset file ../resources/orvik.midictl.cfg3.txt.ok 
+30 Now load g_midi 
+30 modprobe g_midi idVendor= idProduct= iManufacturer="" iProduct="" 
+30 read ONE
+10 have key ONE in x:3 y:2 
+10 key_name ONE is in 0 
+10 color_name RED is in 1 
+10 color_name WHITE is in 0 
+10 invalid key_name TWO 
+100 2B note-on
+3 <2b ok>
+100 2B note-on
+3  <<<<<< 2b miss note-off >>>>>>> 
+3  <<<<<< 2b miss note-off >>>>>>> 
+3 <2b ok>
+3  <<<<<< 2c miss note-off >>>>>>> 
+100 2C note-on
+20 Got 6 with 0: 80 
+20 put 6 data in buffer 0 
+20 now process 6 data in buffer 0 
+20 uart btn 80 2a  1 
+20 now process 3 data in buffer 0 
+10 set move for 3 
+10  18 platter moves 
+20 Got 6 with 0: b0 
+20 put 6 data in buffer 0 
+20 now process 6 data in buffer 0 
+20 now process 3 data in buffer 0 
+10 send 0x40 here for 1 
+20 receive 3 from midi 
+20 put 3 data in buffer 1 
+20 receive 3 from midi 
+20 put 3 data in buffer 1 
+20 receive 1 from midi 
+20 put 1 data in buffer 1 
+20 now process 7 data in buffer 1 
+20 check channel no for midi in 
+20 POT: midi btn in 90 3c  1 
+10 check sl 60 1 
+10 want to show 0 label with 1 
+10 cmd echo -ne "\033[3;2H\033[1;31mA        \033[0m" > /dev/tty0 
+20  update btn 0 
+20 now process 4 data in buffer 1 
+20 check channel no for midi in 
+20 POT: midi btn in 90  1  2 
+10 check sl 1 2 
+20 invalid Led  1 
+20 receive 2 from midi 
+20 put 2 data in buffer 1 
+20 now process 3 data in buffer 1 
+20 check channel no for midi in 
+20  incorrect channel no for buf 1 
+)";
+
+TEST(Diagnostics, EachMessageHasItsLevel) {
+    write_resource("orvik.midictl.cfg2.txt.ok", "BROWSE 31\nNOBODY 1\n");
+    write_resource("orvik.color.cfg", "0 \\033[0;37m WHITE\n1 \\033[1;31m RED\n");
+    write_resource("orvik.softlabelpos.cfg", "3 2 ONE\n");
+    write_resource("orvik.miditxt.cfg0.txt.ok", "ONE a 60 RED WHITE\nTWO b 1 RED WHITE\n");
+    for (const int threshold : {-1, 2, 3, 9, 10, 19, 20, 29, 30, 99, 101, 100, 3}) {
+        static bool verbose = false;  // once on, it stays
+        verbose = verbose || threshold == 100;
+        std::string expected = " set level to " + std::to_string(threshold) + " \n";
+        std::istringstream lines(MESSAGES);
+        for (std::string line; std::getline(lines, line);) {
+            const int level = std::stoi(line);
+            const int most = threshold == 100 ? 101 : threshold;
+            if (level == 100 ? verbose : level <= most) {
+                expected += line.substr(line.find(' ') + 1) + "\n";
+            }
         }
-        EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                  " set level to " + std::to_string(c.set) + " \n" + c.shown);
+        start("18 64 30 1 1 16 0 BROWSE\n21 1 60 3 0 1 2 PLAY\n", 0);
+        total_color_list = total_soft_label = total_valid_soft_label = 0;
+        write_resource("orvik.sys.cfg", "midi_preset=2\n");
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        dbg_set_msg_level(threshold);
+        pot_init();
+        write_resource("orvik.sys.cfg", "midi_preset=3\n");
+        cfg_apply_midi_preset();
+        load_midi_gadget();
+        list_init(TYPE_COLOR_LIST);
+        list_init(TYPE_SOFT_LABEL);
+        apply_preset();
+        for (const int status : {0x90, 0x80, 0x90, 0x90, 0x80, 0x80}) {
+            btn_check_pair(static_cast<u8>(status), 0x2B, 0);
+        }
+        btn_check_pair(0x80, 0x2C, 0);
+        btn_check_pair(0x90, 0x2C, 0);
+        btn_check_pair(0xB0, 0x2C, 0);
+        pass("80 2a 01 b0 40 43", "");
+        pass("b0 40 41 b0 40 40", "90 3c 01 90 01 02 91");
+        pass("", "01 02");
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), expected) << threshold;
     }
 }
 

@@ -1,5 +1,6 @@
 // The program itself: options that end it, and what it is started with.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -100,7 +101,7 @@ bool eventually(const Condition& condition) {
         if (condition()) {
             return true;
         }
-        usleep(10000);
+        poll(nullptr, 0, 10);
     }
     return false;
 }

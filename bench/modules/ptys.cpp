@@ -11,11 +11,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
-#include "midi.h"
-#include "uart_cf.h"
+#include "main.h"
 
 namespace fs = std::filesystem;
 
@@ -158,6 +158,24 @@ std::string board_got() {
 std::string host_got() {
     midi_flush();
     return receive(midi.master);
+}
+
+std::string pass(const std::string& from_board, const std::string& from_host) {
+    static const std::regex led("90 38 0[0-3] ?");
+    board_sends(from_board);
+    host_sends(from_host);
+    uart_pass();
+    midi_pass();
+    const std::string to_board = std::regex_replace(board_got(), led, "");
+    const std::string to_host = host_got();
+    std::string told = (to_host.empty() ? "" : "host " + to_host + " ") +
+                       (to_board.empty() ? "" : "board " + to_board + " ");
+    for (const int ring : {UART_OUT_BUF_ID, MIDI_IN_BUF_ID}) {
+        if (com_rx_len[ring] != 0) {
+            told += "ring" + std::to_string(ring) + " " + std::to_string(com_rx_len[ring]) + " ";
+        }
+    }
+    return told.substr(0, told.find_last_not_of(' ') + 1);
 }
 
 void hang_up_midi() {
