@@ -181,22 +181,24 @@ TEST_F(Engine, MessagesLeaveInTheOrderOfTheRecords) {
         "7f");
 }
 
-TEST_F(Engine, ResetForgetsEveryValue) {
+TEST_F(Engine, ResetForgetsEveryValueOfItsSide) {
     for (const int side : {BOARD, HOST}) {
-        for (t_pot_internal& pot : pots[side]) {
-            pot.vv = pot.vv_sent = pot.tick_sent = 7;
-            pot.pot_status = STATUS_POT_MOVE;
+        for (t_pot_internal* pot = pots[0]; pot != pots[2]; ++pot) {
+            pot->vv = pot->vv_sent = pot->tick_sent = 7;
+            pot->pot_status = STATUS_POT_MOVE;
         }
         pot_reset_vv(side);
         for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
+            const t_pot_internal& pot = pots[side][i];
             const bool relative = pot_is_relative_in(i);
-            EXPECT_EQ(pots[side][i].vv, relative ? 0x4000 : 0xFFFF);
-            EXPECT_EQ(pots[side][i].vv_sent, relative ? 0x4000 : 0xFFFF);
-            EXPECT_EQ(pots[side][i].tick_sent, relative ? 7 : 0);
+            EXPECT_EQ(pot.vv, relative ? 0x4000 : 0xFFFF);
+            EXPECT_EQ(pot.vv_sent, pot.vv);
+            EXPECT_EQ(pot.tick_sent, relative ? 7 : 0);
             EXPECT_TRUE(pot_status_stop(i, side));
+            EXPECT_EQ(pots[1 - side][i].vv, 7);
         }
     }
-    EXPECT_EQ(pots[BOARD][5].vv, NO_VALUE) << "the reset of a side touched the other";
+    reset();
     play(">");
 }
 
@@ -371,6 +373,14 @@ TEST(Platter, LeavesNothingOverWhenItRests) {
         }
         play(script);
     }
+    start("12 0 40 0 1 0 3 P\n14 0 42 0 1 0 0 T\n", 0);
+    play(R"(
+        board b0 0e 41           > host b0 2a 41
+                                 >
+        board b0 0c 41           > host b0 2a 41
+        board b0 0e 40           > host b0 2a 40
+        board b0 0c 41           >
+                                 > host b0 28 41)");
 }
 
 TEST_F(Engine, ThePowerSwitchActsOnReleaseAfterAPress) {
