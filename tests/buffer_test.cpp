@@ -1,6 +1,10 @@
 // Receive rings and the dispatcher: what bytes become, seen where they come out.
 #include "buffer.h"
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
 #include "play.h"
 
 namespace {
@@ -12,6 +16,14 @@ class Dispatch : public testing::Test {
   protected:
     void SetUp() override { start(MAPPING, 2); }
 };
+
+TEST(Scripts, Play) {
+    for (const auto& entry : std::filesystem::directory_iterator(TESTS "/scripts")) {
+        SCOPED_TRACE(entry.path());
+        std::ifstream script(entry.path());
+        play({std::istreambuf_iterator<char>(script), {}});
+    }
+}
 
 TEST(Ring, WrapsRefusesWhenFullAndKeepsTheSidesApart) {
     EXPECT_EQ(com_free(BOARD), 256);
@@ -38,40 +50,6 @@ TEST(Ring, WrapsRefusesWhenFullAndKeepsTheSidesApart) {
 }
 
 TEST_F(Dispatch, FramesEachStream) {
-    play(R"(
-        board 90 01 40 b0 05 40           > host b2 05 20 92 3c 7f
-        board 91 10 7f                    > ring0 2
-        board f7 fe 80 01 40              > host 82 3c 40
-        # broken off by the next message, and by a real-time byte
-        board 90 10 90 01 7f              > host 92 3c 7f
-        board b0 80 01 07                 > host 82 3c 07
-        board 90 f8 01 7f                 > ring0 2
-        board b0 05 f8 90 01 00           > host 92 3c 7f
-        # system exclusive
-        board f0 00 01 f7                 > host f0 00 01 f7
-        board f0 90 f8 f0 f7 90           > host f0 90 f8 f0 f7 ring0 1
-        board 01 40 f0 01 f7 f0 02 f7     > host f0 01 f7 f0 02 f7
-        board f0 f7                       > ring0 2
-        board f0                          > host f0 f7 ring0 1
-        board 01 02 90 01 40              > ring0 6
-        board f7 80 01 33                 > host f0 01 02 90 01 40 f7 82 3c 33
-        board f0 f7 80 01 34              > host f0 f7 82 3c 34
-        # the host's
-        host 92 3c 05                     > board 90 01 05
-        host 92 3c 06 82 3c 40            > board 90 01 00
-        host b2 32 64                     > board b0 09 35
-        host c2 3c 92 3c 06               > board 90 01 06
-        host 12 02 92 3c 07               > board 90 01 07
-        host f0 f7 92 3c 08               > board 90 01 08
-        host f0 7e                        > ring1 2
-        host 7f 06 01                     > ring1 5
-        host f7 92 3c 09                  > board f0 7e 7f 06 01 f7 90 01 09
-        host f0 7e 7f 06 01 00 f7         >
-        host f0 7e 7f 06 f7 92 3c 0a      > board 90 01 0a
-        host f0 7e 7f 06 02 f7            >
-        host f0 7e 7f 07 01 f7            >
-        host f0 7e 00 06 01 f7            >
-        host f0 7f 7f 06 01 f7            >)");
     play("host f0 " + repeat("11 ", 62) + "f7 92 3c 0b > board 90 01 0b\n" +  //
          "host f0 " + repeat("11 ", 63) + "f7 92 3c 0c > board 90 01 0c\n" + "host f0 " +
          repeat("11 ", 198) + "f7 92 3c 0d > board 90 01 0d\n");

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -235,73 +236,6 @@ TEST(Commands, ReturnTheStatusOfTheShell) {
     EXPECT_EQ(utl_run("exit 3"), 3 << 8);
 }
 
-// Every message, after its level, in the order in which they come below.
-const char* const MESSAGES = R"(30 read 18 64 30 1 1 16 0 BROWSE
-30 read 21 1 60 3 0 1 2 PLAY
-20  Set 0 to 3c cc_in and  1 app_cc
-10 got preset 2 
-30 read BROWSE 31
-10  get field grep -i BROWSE ../resources/orvik.midictl.cfg | cut -d' ' -f1 
-10  got 18 
-10 update 18 31 
-30 read NOBODY 1
-10  get field grep -i NOBODY ../resources/orvik.midictl.cfg | cut -d' ' -f1 
-10  got  
-10 got preset 3 
-10 no preset file ../resources/orvik.midictl.cfg3.txt.ok 
-30 Now load g_midi 
-30 modprobe g_midi idVendor= idProduct= iManufacturer="" iProduct="" 
-30 read ONE
-10 have key ONE in x:3 y:2 
-10 key_name ONE is in 0 
-10 color_name RED is in 1 
-10 color_name WHITE is in 0 
-10 invalid key_name TWO 
-100 2B note-on
-3 <2b ok>
-100 2B note-on
-3  <<<<<< 2b miss note-off >>>>>>> 
-3  <<<<<< 2b miss note-off >>>>>>> 
-3 <2b ok>
-3  <<<<<< 2c miss note-off >>>>>>> 
-100 2C note-on
-20 Got 6 with 0: 80 
-20 put 6 data in buffer 0 
-20 now process 6 data in buffer 0 
-20 uart btn 80 2a  1 
-20 now process 3 data in buffer 0 
-10 set move for 3 
-10  18 platter moves 
-20 Got 6 with 0: b0 
-20 put 6 data in buffer 0 
-20 now process 6 data in buffer 0 
-20 now process 3 data in buffer 0 
-10 send 0x40 here for 1 
-20 receive 3 from midi 
-20 put 3 data in buffer 1 
-20 receive 3 from midi 
-20 put 3 data in buffer 1 
-20 receive 1 from midi 
-20 put 1 data in buffer 1 
-20 now process 7 data in buffer 1 
-20 check channel no for midi in 
-20 POT: midi btn in 90 3c  1 
-10 check sl 60 1 
-10 want to show 0 label with 1 
-10 cmd echo -ne "\033[3;2H\033[1;31mA        \033[0m" > /dev/tty0 
-20  update btn 0 
-20 now process 4 data in buffer 1 
-20 check channel no for midi in 
-20 POT: midi btn in 90  1  2 
-10 check sl 1 2 
-20 invalid Led  1 
-20 receive 2 from midi 
-20 put 2 data in buffer 1 
-20 now process 3 data in buffer 1 
-20 check channel no for midi in 
-20  incorrect channel no for buf 1 
-)";
-
 TEST(Diagnostics, EachMessageHasItsLevel) {
     write_resource("orvik.midictl.cfg2.txt.ok", "BROWSE 31\nNOBODY 1\n");
     write_resource("orvik.color.cfg", "0 \\033[0;37m WHITE\n1 \\033[1;31m RED\n");
@@ -311,7 +245,7 @@ TEST(Diagnostics, EachMessageHasItsLevel) {
         static bool verbose = false;  // once on, it stays
         verbose = verbose || threshold == 100;
         std::string expected = " set level to " + std::to_string(threshold) + " \n";
-        std::istringstream lines(MESSAGES);
+        std::ifstream lines(TESTS "/messages.txt");  // each after its level
         for (std::string line; std::getline(lines, line);) {
             const int level = std::stoi(line);
             const int most = threshold == 100 ? 101 : threshold;

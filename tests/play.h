@@ -8,6 +8,7 @@
 #include <ctime>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "buffer.h"
 #include "config.h"
@@ -59,26 +60,44 @@ inline void start(const std::string& mapping, int channel) {
     midi_init();
 }
 
-// Lines of "board BYTES host BYTES > TOLD"; what is left out is empty. An empty line ends nothing.
+// Plays a script. Its lines: "mapping LINE" and, after all of them, "start CHANNEL"; then "board
+// BYTES host BYTES > TOLD" or "COUNT passes > TOLD", where what is left out is empty.
 inline void play(const std::string& script) {
     std::istringstream lines(script);
+    std::string mapping;
     for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with('#')) {
+            continue;
+        }
         const size_t arrow = line.find('>');
+        std::istringstream words(line.substr(0, arrow));
+        std::string sent[2];
+        std::string* to = &sent[BOARD];
+        int passes = 1;
+        for (std::string word; words >> word;) {
+            if (word == "mapping") {
+                mapping += line.substr(line.find(word) + word.size() + 1) + "\n";
+                break;
+            }
+            if (word == "start") {
+                words >> passes;
+                start(std::exchange(mapping, ""), passes);
+            } else if (word == "passes") {
+                passes = std::stoi(std::exchange(*to, ""));
+            } else if (word == "board" || word == "host") {
+                to = &sent[word == "board" ? BOARD : HOST];
+            } else {
+                *to += word + " ";
+            }
+        }
         if (arrow == std::string::npos) {
             continue;
         }
-        std::string sent[2];
-        int end = BOARD;
-        std::istringstream words(line.substr(0, arrow));
-        for (std::string word; words >> word;) {
-            if (word == "board" || word == "host") {
-                end = word == "board" ? BOARD : HOST;
-            } else {
-                sent[end] += word + " ";
-            }
+        std::string told;
+        for (; passes > 0; --passes) {
+            told += pass(sent[BOARD], sent[HOST]);
         }
-        const size_t told = line.find_first_not_of(' ', arrow + 1);
-        ASSERT_EQ(pass(sent[BOARD], sent[HOST]), told == std::string::npos ? "" : line.substr(told))
-            << line;
+        const size_t expected = line.find_first_not_of(' ', arrow + 1);
+        ASSERT_EQ(told, expected == std::string::npos ? "" : line.substr(expected)) << line;
     }
 }

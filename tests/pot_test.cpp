@@ -92,75 +92,16 @@ TEST_F(Engine, MappingLinesReachTheSidesTheyAddress) {
     }
 }
 
-TEST_F(Engine, ButtonsGoOutOnceForEachChange) {
-    play(R"(
-        board 90 05 33           > host 90 05 7f
-        board 90 05 00           >
-        board 80 05 10           > host 80 05 10
-        board 90 05 33 80 05 11  > host 80 05 11
-        board 90 2d 7f 90 3f 7f  >
-        board 90 2c 7f 90 40 7f  > host 90 2c 7f 90 40 7f)");
-}
-
-TEST_F(Engine, RecordsGoOutWithWhatTheyHold) {
-    start("21 1 60 1 1 0 0 PLAY\n22 130 200 2 1 0 0 LAMP\n5 5 181 0 0 0 0 P\n82 210 28 4 0 0 0 M\n",
-          0);
-    play(R"(
-                                        > host 40 3c 00 40 c8 00 board b0 01 00 40 82 00
-        board 90 01 40 80 02 11 b1 05 10 > host b0 b5 48 90 3c 7f 80 c8 11
-        host b0 1c 7f                    > board b0 d2 37)");
-}
-
-TEST_F(Engine, LedsFollowTheHost) {
-    start(
-        "21 1 60 3 0 1 2 PLAY\n22 2 61 2 0 0 2 LAMP\n23 3 60 2 0 0 2 SECOND\n25 5 62 2 0 0 9 E\n"
-        "80 69 89 2 0 0 2 LAST\n81 70 90 2 0 0 2 ALL\n82 71 91 2 0 0 2 METER_AS_LED\n",
-        0);
-    play(R"(
-        host 90 3c 05                             > board 90 01 05
-        host 90 3c 05                             >
-        host 80 3c 40                             > board 90 01 00
-        host 90 3d 05                             > board 90 02 05
-        host 80 3d 40                             > board 90 02 40
-        host 90 63 01 90 5b 01                    >
-        host 90 3e 01                             > board 90 05 01
-        host 90 3e 02                             > board 90 05 02
-        host 90 3c 7f                             > board 90 01 7f
-        host 90 59 02 90 3c 7f                    > board 90 45 02
-        host 90 5a 03                             > board 90 46 03
-        host 90 5a 03 90 3c 7f 90 59 02           > board 90 01 7f 90 45 02 90 46 03
-        host b0 5b 7f                             > board 00 47 37)");
-}
-
 TEST_F(Engine, MetersHaveEightLevelsAndTheirRate) {
     start("82 9 50 4 0 0 0 METER_A\n83 10 51 4 0 0 3 METER_B\n", 0);
     for (int value = 0; value < 128; ++value) {
         play("host b0 32 " + hex(value) + " >" +
              (value % 18 == 0 ? " board b0 09 " + hex(0x30 + value / 18) : ""));
     }
-    play(R"(
-        host b0 33 7f > board b0 0a 37
-        host b0 33 00 >
-                      >
-                      > board b0 0a 30
-        host b0 34 7f >)");
 }
 
 TEST_F(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
-    start("6 6 6 0 0 0 0 ZERO\n7 7 7 0 0 0 1 ONE\n8 8 8 0 0 0 3 THREE\n9 9 9 0 0 0 255 SLOW\n", 0);
-    idle_scans(BOARD, 254);
-    play(R"(
-        board b0 05 14 b0 06 14 b0 07 14 b0 08 14 b0 09 14 > host b0 05 0a b0 06 0a b0 07 0a b0 08 0a b0 09 0a
-        board b0 05 16 b0 06 16 b0 07 16 b0 08 16 b0 09 16 > host b0 06 0b b0 07 0b
-        board b0 05 18 b0 06 18 b0 07 18 b0 08 18 b0 09 18 > host b0 05 0c b0 06 0c b0 07 0c
-                                                           > host b0 08 0c
-        board b1 05 7f                                     > host b0 05 7f
-        board b0 05 00                                     > host b0 05 00
-        board b0 05 02                                     >
-                                                           > host b0 05 01)");
-    idle_scans(BOARD, 247);
-    EXPECT_EQ(host_got(), "");
-    play("> host b0 09 0c");
+    start("9 9 9 0 0 0 255 SLOW\n", 0);
     idle_scans(BOARD, 33000);
     EXPECT_EQ(pots[BOARD][9].tick_sent, MAX_TICK_SENT);
     EXPECT_EQ(pots[BOARD][21].tick_sent, 0) << "a button has no rate";
@@ -173,12 +114,6 @@ TEST_F(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
             EXPECT_FALSE(pot_absolute_0_7f_vv(index, HOST));
         }
     }
-}
-
-TEST_F(Engine, MessagesLeaveInTheOrderOfTheRecords) {
-    play(
-        ">\n>\nboard 90 02 01 b0 07 14 90 01 01 b0 03 14 > host b0 03 0a b0 07 0a 90 01 7f 90 02 "
-        "7f");
 }
 
 TEST_F(Engine, ResetForgetsEveryValueOfItsSide) {
@@ -200,29 +135,6 @@ TEST_F(Engine, ResetForgetsEveryValueOfItsSide) {
     }
     reset();
     play(">");
-}
-
-// A relative control is board controller 0x40, host controller 30.
-TEST_F(Engine, RelativeControlsSendScaledSteps) {
-    start("18 64 30 0 1 0 0 BROWSE\n", 0);
-    play(R"(
-        board b0 40 43           > host b0 1e 43
-        board b0 40 40           > host b0 1e 40
-        board b0 40 40           >
-        board b0 40 45 b0 40 3b  >
-        board b0 40 3d           > host b0 1e 3d
-        board b0 40 43 b0 40 40  > host b0 1e 43
-                                 > host b0 1e 40
-                                 >
-        board b0 40 7f           > host b0 1e 7f
-        board b0 40 7f b0 40 41  > host b0 1e 7f
-        board b0 40 41           > host b0 1e 41
-        board b0 40 01           > host b0 1e 01
-        board b0 40 00           > host b0 1e 01
-        board b0 40 3f           > host b0 1e 3f
-        board b0 40 7f b0 40 7f b0 40 40 > host b0 1e 7f
-                                 > host b0 1e 40
-                                 >)");
 }
 
 std::string units(int count) {
@@ -292,40 +204,8 @@ TEST(Channel, WhileNoneIsSetEverythingGoesOutOnChannelZero) {
         testing::ExitedWithCode(0), "midi_channel \"20\" refused: expected 0 to 15");
 }
 
-// Platters send as host controllers 0x28 and 0x29, their partners as 0x2a and 0x2b, on channel 4.
-TEST(Platter, AndItsPartnerAreOne) {
-    start("12 12 40 0 1 0 0 P1\n13 13 41 0 1 0 0 P2\n14 14 42 0 1 0 0 T1\n15 15 43 0 1 0 9 T2\n",
-          4);
-    play(R"(
-        # untouched it speaks for itself, without a message of rest
-        board b0 0c 43           > host b4 28 43
-        board b0 0c 40           >
-        board b0 0c 40           >
-        # the partner takes the steps while it moves, and ends with the platter's rest
-        board b0 0e 42           > host b4 2a 42
-        board b0 0c 43           > host b4 2a 43
-        board b0 0c 3e b0 0c 40  > host b4 2a 3e
-                                 > host b4 2a 40
-                                 >
-        board b0 0c 41           > host b4 28 41
-        # a partner that rests by itself says so
-        board b0 0e 42           > host b4 2a 42
-        board b0 0e 40           > host b4 2a 40
-        board b0 0c 42           > host b4 28 42
-        # the pairs do not know of each other, and the partner's rate does not hold its rest back
-        > )"
-         "\n>\n>\n>\n"
-         R"(
-        board b0 0f 3e           > host b4 2b 3e
-        board b0 0c 41           > host b4 28 41
-        board b0 0d 40           > host b4 2b 40
-        board b0 0c 40 b0 0d 40  >
-        board b0 0d 41           > host b4 29 41)");
-    for (const int id : {12, 14}) {
-        EXPECT_FALSE(PlatterIsMoving(id, BOARD) && id == 14);
-        EXPECT_EQ(pots[BOARD][id].vv, RELATIVE_MID_VALUE) << id;
-        EXPECT_EQ(pots[BOARD][id].vv_sent, RELATIVE_MID_VALUE) << id;
-    }
+TEST(Platter, IsOneOfTheBoard) {
+    start("", 0);
     pot_set_move_flag(15, HOST);
     EXPECT_TRUE(PlatterIsMoving(15, HOST));
     pots[HOST][15].vv = NO_VALUE;
@@ -334,53 +214,6 @@ TEST(Platter, AndItsPartnerAreOne) {
     process_touch_platter(18, BOARD);
     process_touch_platter(13, HOST);
     EXPECT_FALSE(pot_status_stop(18, BOARD) || pot_status_stop(15, HOST));
-}
-
-TEST(Platter, LeavesNothingOverWhenItRests) {
-    for (const int first : {12, 13}) {  // four units a step
-        const std::string id = std::to_string(first);
-        start(id + " 0 40 0 1 32 0 P\n" + std::to_string(first + 2) + " 0 42 0 1 32 0 T\n", 0);
-        std::string script = R"(
-            board b0 T 44            > host b0 2a 41
-            # a part-step of both is gone with the rest
-            board b0 P 45            > host b0 2a 41
-            board b0 P 40            > host b0 2a 40
-            board b0 T 43            >
-            board b0 T 41            > host b0 2a 41
-            board b0 P 43            >
-            board b0 P 40            > host b0 2a 40
-            board b0 P 43            >
-            board b0 P 41            > host b0 28 41
-            # pending at rest without touch
-            board b0 P 43            >
-            board b0 P 40            >
-            board b0 P 43            >
-            board b0 P 41            > host b0 28 41
-            board b0 T 43            >
-            board b0 P 3d b0 P 40    >
-            board b0 T 41            > host b0 2a 41
-            # the partner swallows what the platter would say, which counts as said
-            board b0 P 3c            > host b0 2a 3f
-            board b0 T 40            > host b0 2a 40
-                                     >
-            board b0 P 3d            >
-            board b0 P 3f            > host b0 28 3f)";
-        for (size_t at; (at = script.find(" P ")) != std::string::npos;) {
-            script.replace(at, 3, " " + hex(first) + " ");
-        }
-        for (size_t at; (at = script.find(" T ")) != std::string::npos;) {
-            script.replace(at, 3, " " + hex(first + 2) + " ");
-        }
-        play(script);
-    }
-    start("12 0 40 0 1 0 3 P\n14 0 42 0 1 0 0 T\n", 0);
-    play(R"(
-        board b0 0e 41           > host b0 2a 41
-                                 >
-        board b0 0c 41           > host b0 2a 41
-        board b0 0e 40           > host b0 2a 40
-        board b0 0c 41           >
-                                 > host b0 28 41)");
 }
 
 TEST_F(Engine, ThePowerSwitchActsOnReleaseAfterAPress) {
