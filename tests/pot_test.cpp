@@ -129,7 +129,7 @@ TEST_F(Engine, ResetForgetsEveryValueOfItsSide) {
             EXPECT_EQ(pot.vv, relative ? 0x4000 : 0xFFFF);
             EXPECT_EQ(pot.vv_sent, pot.vv);
             EXPECT_EQ(pot.tick_sent, relative ? 7 : 0);
-            EXPECT_TRUE(pot_status_stop(i, side));
+            EXPECT_EQ(pot.pot_status, 0U);
             EXPECT_EQ(pots[1 - side][i].vv, 7);
         }
     }
