@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
-#include <regex>
 #include <string>
 
 #include "play.h"
@@ -41,18 +40,19 @@ int board_number(int index) {
 
 // The bytes that a text stands for.
 std::string unescaped(const std::string& text) {
-    static const std::regex escape(R"(\\(?:x(..)|\*(\d+)\{(.)\}|([nrte]))|[^\\]+)");
     std::string bytes;
-    for (std::sregex_iterator i(text.begin(), text.end(), escape), end; i != end; ++i) {
-        const std::smatch& found = *i;
-        if (found[1].matched) {
-            bytes += static_cast<char>(std::stoi(found[1], nullptr, 16));
-        } else if (found[2].matched) {
-            bytes += std::string(std::stoul(found[2]), found[3].str()[0]);
-        } else if (found[4].matched) {
-            bytes += "\n\r\t\x04"[std::string("nrte").find(found[4])];
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\') {
+            bytes += text[i];
+        } else if (text[++i] == 'x') {
+            bytes += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else if (text[i] == '*') {
+            const size_t open = text.find('{', i);
+            bytes.append(std::stoul(text.substr(i + 1)), text[open + 1]);
+            i = open + 2;
         } else {
-            bytes += found.str();
+            bytes += "\n\r\t\x04"[std::string("nrte").find(text[i])];
         }
     }
     return bytes;
@@ -91,6 +91,9 @@ TEST(Mapping, AFileOfWhichNothingIsAppliedIsDescribed) {
                      8),
          NOTHING + "bytes 0, as in UTF-16\n"},
         {"\xFF\n5 5 5 0 0 0 2 A\n", NOTHING + "a byte 0xFF, which ends the file, at its start\n"},
+        {"#" + std::string(510, 'x') + "\r", NOTHING + "line ends of CR alone\n"},
+        {"#" + std::string(511, 'x') + "\r",
+         NOTHING + "only comments, empty lines and lines that were skipped\n"},
         {"# a\r5 5 5 0 0 0 2 A\r", NOTHING + "line ends of CR alone\n"},
         {"x\n", ":1: idx \"x\" is not a number; line skipped\n" + BASE + NOTHING +
                     "only comments, empty lines and lines that were skipped\n"},
@@ -231,6 +234,7 @@ TEST(Channel, OptionFirstThenTheSettingsFile) {
         int channel;
     } const cases[] = {{"midi_channel=3\n", -1, 3},
                        {"midi_channel= 7\n", -1, 7},
+                       {"midi_channel=0000000000000123\n", -1, 12},
                        {"midi_channel=259\n", -1, 3},
                        {"midi_channel=abc\n", -1, 0},
                        {"", -1, 0},

@@ -3,6 +3,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <fstream>
 #include <string>
@@ -160,6 +161,10 @@ TEST(MidiPort, AHangUpIsReportedOnce) {
     midi_push_buf("\x01", 1);
     midi_flush();
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "lost /dev/snd/midiC1D0: hung up\n");
+    unlink("/dev/snd/midiC1D0");
+    testing::internal::CaptureStdout();
+    midi_init();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "error in opening /dev/snd/midiC1D0 \n");
 }
 
 // Idle passes for one road until the board is told something.
@@ -236,6 +241,25 @@ TEST(Commands, ReturnTheStatusOfTheShell) {
     EXPECT_EQ(utl_run("exit 3"), 3 << 8);
 }
 
+TEST(Diagnostics, ADeviceIsLostOnceAndForGood) {
+    const struct {
+        int count, error;
+        const char* said;
+    } cases[] = {{-1, EAGAIN, ""},
+                 {-1, EINTR, ""},
+                 {-1, EBADF, ""},
+                 {-1, EIO, "lost X: errno 5\n"},
+                 {0, EAGAIN, "lost X: hung up\n"},
+                 {0, EIO, "lost X: hung up\n"}};
+    for (const auto& c : cases) {
+        dbg_device device{"X"};
+        testing::internal::CaptureStderr();
+        dbg_report_lost(&device, c.count, c.error);
+        dbg_report_lost(&device, c.count, c.error);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.said) << c.error;
+    }
+}
+
 TEST(Diagnostics, EachMessageHasItsLevel) {
     write_resource("orvik.midictl.cfg2.txt.ok", "BROWSE 31\nNOBODY 1\n");
     write_resource("orvik.color.cfg", "0 \\033[0;37m WHITE\n1 \\033[1;31m RED\n");
@@ -275,8 +299,11 @@ TEST(Diagnostics, EachMessageHasItsLevel) {
         pass("80 2a 01 b0 40 43", "");
         pass("b0 40 41 b0 40 40", "90 3c 01 90 01 02 91");
         pass("", "01 02");
+        pass("b0 40 42 b0 40 40", "");
+        const std::string told = pass("", "");  // a rest without a part-step is not logged
         testing::internal::GetCapturedStdout();
         EXPECT_EQ(testing::internal::GetCapturedStderr(), expected) << threshold;
+        EXPECT_EQ(told, "host b0 1f 40 ring1 2");
     }
 }
 

@@ -109,13 +109,14 @@ bool eventually(const Condition& condition) {
     return false;
 }
 
-// Sends until the host gets the answer: what comes before the line is open is lost.
+// Sends until the host gets the answer, and nothing else: what comes before the line is open is
+// lost.
 bool gets_through(const std::string& sent, const std::string& answer) {
     std::string got;
     return eventually([&] {
         board_sends(sent);
-        got += host_got() + " ";
-        return got.find(answer) != std::string::npos;
+        got += host_got();
+        return got == answer;
     });
 }
 

@@ -171,6 +171,42 @@ TEST_F(Engine, EveryZoomHasItsStepAndItsLimit) {
     }
 }
 
+TEST(Distance, IsPlainAndLeavesTheFlagAlone) {
+    const struct {
+        u16 from, to, distance;
+        int direction;
+    } cases[] = {{0x4001, 0x4000, 1, 1}, {0x4000, 0x4000, 0, 0}, {0x3FFF, 0x4000, 1, 0},
+                 {0xC001, 0x4000, 1, 1}, {0x4000, 0xC001, 1, 0}, {0x7FFF, 0x8000, 0x7FFF, 1}};
+    for (const auto& c : cases) {
+        u16 distance = 9;
+        EXPECT_EQ(u16_diff_dir(c.from, c.to, &distance), c.direction);
+        EXPECT_EQ(distance, c.distance);
+    }
+}
+
+TEST_F(Engine, TheComputationSaysWhetherAMessageGoesOut) {
+    pot_set_para(18, 0, 0, 0, 1, 0x10, 0);  // two units a step
+    const struct {
+        int vv, reference;
+        u32 status;
+        int result, value;
+    } cases[] = {
+        {0x4001, 0xFFFF, 0, 0, 9}, {0x4002, 0xFFFF, 0, 1, 0x41}, {0x4000, 0x4000, 1, 0, 9},
+        {0x4001, 0x4000, 1, 0, 9}, {0x3FFE, 0x4000, 0, 1, 0x3F}, {0x4080, 0x4000, 0, 1, 0x7F},
+        {0xC000, 0x4000, 0, 0, 9}, {0xC000, 0x4000, 1, 1, 0x40}, {0xC001, 0x4000, 1, 1, 0x40}};
+    for (const auto& c : cases) {
+        t_pot_internal& pot = pots[BOARD][18];
+        pot.vv = static_cast<u16>(c.vv);
+        pot.vv_sent = static_cast<u16>(c.reference);
+        pot.pot_status = c.status;
+        char value = 9;
+        EXPECT_EQ(calculate_pot_vv(18, BOARD, &value), c.result) << c.vv;
+        EXPECT_EQ(value, c.value) << c.vv;
+    }
+    char value;
+    EXPECT_EQ(calculate_pot_vv(5, BOARD, &value) + calculate_pot_vv(18, HOST, &value), 2);
+}
+
 TEST_F(Engine, StepsAndPositionsStayWithinSevenBits) {
     start("5 5 30 0 1 16 0 WITHOUT_REFERENCE\n18 64 31 0 0 0 0 STEPS_AS_POSITION\n", 0);
     pots[BOARD][5].vv = 0x4001;

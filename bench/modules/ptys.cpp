@@ -9,9 +9,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -161,15 +161,17 @@ std::string host_got() {
 }
 
 std::string pass(const std::string& from_board, const std::string& from_host) {
-    static const std::regex led("90 38 0[0-3] ?");
     board_sends(from_board);
     host_sends(from_host);
     uart_pass();
     midi_pass();
-    const std::string to_board = std::regex_replace(board_got(), led, "");
     const std::string to_host = host_got();
-    std::string told = (to_host.empty() ? "" : "host " + to_host + " ") +
-                       (to_board.empty() ? "" : "board " + to_board + " ");
+    std::string told = to_host.empty() ? "" : "host " + to_host + " ";
+    std::string to_board = board_got() + " ";
+    for (size_t led; (led = to_board.find("90 38 0")) != std::string::npos;) {
+        to_board.erase(led, strlen("90 38 00 "));
+    }
+    told += to_board.size() > 1 ? "board " + to_board : "";
     for (const int ring : {UART_OUT_BUF_ID, MIDI_IN_BUF_ID}) {
         if (com_rx_len[ring] != 0) {
             told += "ring" + std::to_string(ring) + " " + std::to_string(com_rx_len[ring]) + " ";
