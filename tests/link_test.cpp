@@ -1,30 +1,21 @@
 // The links over pseudo-terminals, the traffic LED, the deferred task's clock, diagnostics.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
+#include <fstream>
 #include <string>
+#include <vector>
 
-#include "buffer.h"
-#include "config.h"
 #include "debug.h"
 #include "led.h"
-#include "midi.h"
-#include "modules/ptys.h"
-#include "uart_cf.h"
+#include "play.h"
+#include "softlabel.h"
 #include "utility.h"
 
 namespace {
-
-std::string repeat(const std::string& text, int count) {
-    std::string repeated;
-    for (int i = 0; i < count; ++i) {
-        repeated += text;
-    }
-    return repeated;
-}
 
 TEST(SerialLink, IsPutIntoRawModeAt115200) {
     const int fd = cf_open("/dev/ttymxc1");
@@ -45,6 +36,8 @@ TEST(SerialLink, IsPutIntoRawModeAt115200) {
 
 TEST(SerialLink, ReceivesInPiecesThatTheRingCanTake) {
     cf_init();
+    cf_recv();
+    EXPECT_EQ(commands_called(), "usleep 50\n") << "nothing there";
     board_sends(repeat("01 ", 300));
     for (const int pending : {256, 256}) {  // the rest waits in the device while the ring is full
         cf_recv();
@@ -54,6 +47,7 @@ TEST(SerialLink, ReceivesInPiecesThatTheRingCanTake) {
     EXPECT_EQ(com_rx_len[UART_OUT_BUF_ID], 2);
     cf_recv();
     EXPECT_EQ(com_rx_len[UART_OUT_BUF_ID], 46);
+    EXPECT_EQ(commands_called(), "usleep 50\n");
 }
 
 TEST(SerialLink, AFailedOpenIsPrintedAndSendsStillMarkTraffic) {
@@ -86,6 +80,26 @@ TEST(Links, AreNotPassedOnToTheShell) {
     EXPECT_EQ(descriptors(), before);
 }
 
+TEST(Links, MayHaveTheDescriptorZero) {
+    close(STDIN_FILENO);
+    cf_close();
+    EXPECT_EQ(cf_open("/dev/ttymxc1"), 0);
+    EXPECT_EQ(cf_set_raw(), 0);
+    EXPECT_EQ(cf_send("\x90\x01\x02", 3), 3);
+    EXPECT_EQ(board_got(), "90 01 02");
+    cf_close();
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "left open";
+    EXPECT_EQ(cf_set_raw(), -1);
+    testing::internal::CaptureStdout();
+    midi_init();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    midi_push_byte(0x11);
+    EXPECT_EQ(host_got(), "11");
+    host_sends("12");
+    midi_recv();
+    EXPECT_EQ(com_rx_len[HOST], 1);
+}
+
 TEST(MidiPort, QueuesSixtyFourBytesAndCutsWhatDoesNotFit) {
     midi_push_buf("\x01\x02\x03", 3);
     EXPECT_EQ(host_got(), "") << "not open yet";
@@ -97,8 +111,11 @@ TEST(MidiPort, QueuesSixtyFourBytesAndCutsWhatDoesNotFit) {
     EXPECT_EQ(midi_push_byte(0x24), 0);
     EXPECT_EQ(midi_push_buf("\x25", 0), 0);
     EXPECT_EQ(host_got(), repeat("11 ", 62) + "21 22");
-    EXPECT_EQ(midi_push_buf("\x26", 1), 1);
+    EXPECT_EQ(midi_push_byte(0x26), 1);
     EXPECT_EQ(host_got(), "26");
+    midi_push_byte(0x27);
+    midi_reset_buf();
+    EXPECT_EQ(host_got(), "");
 }
 
 TEST(MidiPort, ReceivesEverythingInReadsOfThree) {
@@ -113,12 +130,12 @@ TEST(MidiPort, ReceivesEverythingInReadsOfThree) {
     dbg_set_msg_level(DBG_DEFAULT);
     EXPECT_EQ(com_rx_len[MIDI_IN_BUF_ID], 7);
     EXPECT_EQ(GetDataInRxBuf(6, MIDI_IN_BUF_ID), 7);
-    host_sends(repeat("11 ", 300));
+    host_sends("08 09 " + repeat("11 ", 300));  // so that one byte is left in the end
     midi_recv();
     EXPECT_EQ(com_rx_len[MIDI_IN_BUF_ID], 256);
     Com_ProcessComBuf(MIDI_IN_BUF_ID);
     midi_recv();
-    EXPECT_EQ(com_rx_len[MIDI_IN_BUF_ID], 2 + 51);
+    EXPECT_EQ(com_rx_len[MIDI_IN_BUF_ID], 2 + 53);
 }
 
 TEST(MidiPort, WhatAFullDeviceRefusesIsNotSentLater) {
@@ -144,6 +161,10 @@ TEST(MidiPort, AHangUpIsReportedOnce) {
     midi_push_buf("\x01", 1);
     midi_flush();
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "lost /dev/snd/midiC1D0: hung up\n");
+    unlink("/dev/snd/midiC1D0");
+    testing::internal::CaptureStdout();
+    midi_init();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "error in opening /dev/snd/midiC1D0 \n");
 }
 
 // Idle passes for one road until the board is told something.
@@ -181,6 +202,31 @@ TEST(TrafficLed, ShowsEachRoadAndGoesOutSeventeenPassesLater) {
     EXPECT_EQ(board_got(), "");
 }
 
+TEST(Task, AsksForAllPotsOnceForEachDelay) {
+    start("", 0);
+    const std::string query = "host f0 7e 7f 06 01 f7 > board f0 7e 7f 06 01 f7\n";
+    const auto after = [](clock_t microseconds, const std::string& script) {
+        processor_time += microseconds;
+        play(script);
+    };
+    after(0, ">");
+    after(60000000, ">\n>\n");
+    utl_set_task_mask(2);
+    after(60000000, ">\n>\n");
+    after(60000000, query);
+    after(60000000, ">\n" + query);  // the delay has just begun
+    after(3599999, ">\n" + query);
+    after(1, "> board 90 00 00\n>\n");
+    after(60000000, ">\n>\n");
+    after(60000000, query + ">\n");
+    after(3599999, ">\n");
+    utl_set_task_mask(0);
+    after(1, ">\n");
+    utl_set_task_mask(3);
+    after(0, "> board 90 00 00\n>\n");
+    after(60000000, ">\n>\n");
+}
+
 TEST(Task, TheClockMayWrap) {
     constexpr clock_t last =
         sizeof(clock_t) == 4 ? static_cast<clock_t>(INT_MAX) : static_cast<clock_t>(LONG_MAX);
@@ -191,24 +237,73 @@ TEST(Task, TheClockMayWrap) {
     EXPECT_EQ(utl_elapsed_ms(last - 1999, first + 1999), 3);
 }
 
-TEST(Diagnostics, TheThresholdAndTheVerboseSwitch) {
-    struct {
-        int set;
-        std::string shown;
-    } const cases[] = {{0, "0 "},
-                       {30, "0 3 10 20 30 "},
-                       {150, "0 3 10 20 30 80 "},
-                       {-1, ""},
-                       {100, "100 "},  // on top of the threshold before
-                       {20, "0 3 10 20 100 "}};
+TEST(Commands, ReturnTheStatusOfTheShell) {
+    EXPECT_EQ(utl_run("exit 3"), 3 << 8);
+}
+
+TEST(Diagnostics, ADeviceIsLostOnceAndForGood) {
+    const struct {
+        int count, error;
+        const char* said;
+    } cases[] = {{-1, EAGAIN, ""},
+                 {-1, EINTR, ""},
+                 {-1, EBADF, ""},
+                 {-1, EIO, "lost X: errno 5\n"},
+                 {0, EAGAIN, "lost X: hung up\n"},
+                 {0, EIO, "lost X: hung up\n"}};
     for (const auto& c : cases) {
+        dbg_device device{"X"};
         testing::internal::CaptureStderr();
-        dbg_set_msg_level(c.set);
-        for (const int level : {0, 3, 10, 20, 30, 80, 100}) {
-            dbg_pmesg(level, "%d ", level);
+        dbg_report_lost(&device, c.count, c.error);
+        dbg_report_lost(&device, c.count, c.error);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.said) << c.error;
+    }
+}
+
+TEST(Diagnostics, EachMessageHasItsLevel) {
+    write_resource("orvik.midictl.cfg2.txt.ok", "BROWSE 31\nNOBODY 1\n");
+    write_resource("orvik.color.cfg", "0 \\033[0;37m WHITE\n1 \\033[1;31m RED\n");
+    write_resource("orvik.softlabelpos.cfg", "3 2 ONE\n");
+    write_resource("orvik.miditxt.cfg0.txt.ok", "ONE a 60 RED WHITE\nTWO b 1 RED WHITE\n");
+    for (const int threshold : {-1, 2, 3, 9, 10, 19, 20, 29, 30, 99, 101, 100, 3}) {
+        static bool verbose = false;  // once on, it stays
+        verbose = verbose || threshold == 100;
+        std::string expected = " set level to " + std::to_string(threshold) + " \n";
+        std::ifstream lines(TESTS "/messages.txt");  // each after its level
+        for (std::string line; std::getline(lines, line);) {
+            const int level = std::stoi(line);
+            const int most = threshold == 100 ? 101 : threshold;
+            if (level == 100 ? verbose : level <= most) {
+                expected += line.substr(line.find(' ') + 1) + "\n";
+            }
         }
-        EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                  " set level to " + std::to_string(c.set) + " \n" + c.shown);
+        start("18 64 30 1 1 16 0 BROWSE\n21 1 60 3 0 1 2 PLAY\n", 0);
+        total_color_list = total_soft_label = total_valid_soft_label = 0;
+        write_resource("orvik.sys.cfg", "midi_preset=2\n");
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        dbg_set_msg_level(threshold);
+        pot_init();
+        write_resource("orvik.sys.cfg", "midi_preset=3\n");
+        cfg_apply_midi_preset();
+        load_midi_gadget();
+        list_init(TYPE_COLOR_LIST);
+        list_init(TYPE_SOFT_LABEL);
+        apply_preset();
+        for (const int status : {0x90, 0x80, 0x90, 0x90, 0x80, 0x80}) {
+            btn_check_pair(static_cast<u8>(status), 0x2B, 0);
+        }
+        btn_check_pair(0x80, 0x2C, 0);
+        btn_check_pair(0x90, 0x2C, 0);
+        btn_check_pair(0xB0, 0x2C, 0);
+        pass("80 2a 01 b0 40 43", "");
+        pass("b0 40 41 b0 40 40", "90 3c 01 90 01 02 91");
+        pass("", "01 02");
+        pass("b0 40 42 b0 40 40", "");
+        const std::string told = pass("", "");  // a rest without a part-step is not logged
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), expected) << threshold;
+        EXPECT_EQ(told, "host b0 1f 40 ring1 2");
     }
 }
 

@@ -1,5 +1,6 @@
 // The program itself: options that end it, and what it is started with.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -7,9 +8,12 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "modules/ptys.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -107,18 +111,19 @@ bool eventually(const Condition& condition) {
         if (condition()) {
             return true;
         }
-        usleep(10000);
+        poll(nullptr, 0, 10);
     }
     return false;
 }
 
-// Sends until the host gets the answer: what comes before the line is open is lost.
+// Sends until the host gets the answer, and nothing else: what comes before the line is open is
+// lost.
 bool gets_through(const std::string& sent, const std::string& answer) {
     std::string got;
     return eventually([&] {
         board_sends(sent);
-        got += host_got() + " ";
-        return got.find(answer) != std::string::npos;
+        got += host_got();
+        return got == answer;
     });
 }
 
@@ -142,8 +147,18 @@ TEST(Streams, ThatAreClosedOrBrokenCostNothing) {
 TEST(SerialLine, BelongsToTheFirstDaemon) {
     write_resource("orvik.midictl.cfg", "22 2 61 1 0 0 2 CUE\n");
     write_resource("orvik.sys.cfg", "");
-    const Daemon first(">../resources/first 2>&1");
+    for (const char* file : {"orvik.midictl.cfg0.txt", "orvik.miditxt.cfg0.txt", "orvik.color.cfg",
+                             "orvik.softlabelpos.cfg"}) {
+        write_resource(file, "");
+    }
+    const Daemon first("</dev/tty0 >../resources/first 2>&1");
     ASSERT_TRUE(gets_through("80 02 11", "80 3d 11")) << read_resource("first") << board_got();
+    for (const auto& entry :
+         fs::directory_iterator("/proc/" + std::to_string(first.pid()) + "/fd")) {
+        const std::string target = fs::read_symlink(entry).string();
+        EXPECT_TRUE(target.find("orvik") == std::string::npos && target != "/dev/null") << target;
+    }
+    EXPECT_EQ(read_resource("first").find("cannot start"), std::string::npos);
     const Daemon second("-m 1 >../resources/second 2>&1");
     const std::string refusal = "/dev/ttymxc1 is in use by process " + std::to_string(first.pid()) +
                                 ": stop that one first\n";

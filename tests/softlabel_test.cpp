@@ -6,8 +6,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <sstream>
 #include <string>
 
+#include "debug.h"
 #include "modules/ptys.h"
 
 namespace {
@@ -68,7 +71,7 @@ TEST(LabelLists, GoodFilesFillTheTables) {
     EXPECT_EQ(soft_label_array[1].cc, 44);
     EXPECT_EQ(soft_label_array[1].on_color_idx, -1) << "behind the slots that are searched";
     EXPECT_EQ(soft_label_array[1].off_color_idx, -1) << "colour names are compared exactly";
-    EXPECT_EQ(soft_label_array[2].cc, INVALID_CC) << "the second entry of a key is never reached";
+    EXPECT_EQ(soft_label_array[2].cc, 0xFF) << "the second entry of a key is never reached";
     EXPECT_STREQ(soft_label_array[3].label_name, "");
 }
 
@@ -97,9 +100,9 @@ TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
         {COLOR_FILE, "256 \\033[0m X", "index 256 is not 0 to 255" + skipped},
         {COLOR_FILE, "-1 \\033[0m X", "index -1 is not 0 to 255" + skipped},
         {COLOR_FILE, "x \\033[0m X", "index \"x\" is not a number" + skipped},
-        {COLOR_FILE, "3 \"; X", "escape sequence \";" + unsafe},
-        {COLOR_FILE, "3 $(x) X", "escape sequence $(x)" + unsafe},
-        {COLOR_FILE, "3 `x` X", "escape sequence `x`" + unsafe},
+        {COLOR_FILE, "3 x\"; X", "escape sequence x\";" + unsafe},
+        {COLOR_FILE, "3 x$(x) X", "escape sequence x$(x)" + unsafe},
+        {COLOR_FILE, "3 x`x` X", "escape sequence x`x`" + unsafe},
         {COLOR_FILE, "3 \\033[0m\\ X", "escape sequence \\033[0m\\" + unsafe},
         {COLOR_FILE, "3 \\033[0m " + name,
          "colour name cut to 31 characters: " + name.substr(0, 31) + "\n"},
@@ -226,14 +229,73 @@ TEST(LabelDrawing, AnUnknownColourIsSlotZeroAndNothingIsDrawnWithoutCustomisatio
     EXPECT_EQ(console_got(), "\x1B[3;2H\x1B[0;37mA        \x1B[0m");
     load(COLORS, POSITIONS, "");
     const std::string before = console_got();
-    EXPECT_EQ(sl_check_midi_input(0x90, INVALID_CC, 1), 1);
+    EXPECT_EQ(sl_check_midi_input(0x90, 0xFF, 1), 1);
     EXPECT_EQ(console_got(), before);
 }
 
 TEST(LabelDrawing, FixedSequences) {
-    EXPECT_STREQ(color_code(COLOR_OFF), "\\033[0m");
-    EXPECT_STREQ(color_code(0), "\\033[2;31m");
-    EXPECT_STREQ(color_code(5), "\\033[8;31m");
+    const char* const sequences[] = {"0m", "2;31m", "1;31m", "1;30m", "2;31m", "7;30m", "8;31m"};
+    for (int code = -1; code < 6; ++code) {
+        EXPECT_EQ(color_code(static_cast<byte>(code)), std::string("\\033[") + sequences[code + 1]);
+    }
+    EXPECT_STREQ(color_code(6), color_code(COLOR_OFF));
+}
+
+// `ps` prints these lines, one a call.
+std::string taken_over(const std::string& processes, const std::string& splash) {
+    write_resource("processes", processes);
+    write_resource("../commands/ps",
+                   "#!/bin/sh\necho ps >>../called\nhead -n 1 ../resources/processes\n"
+                   "sed -i 1d ../resources/processes\n");
+    const size_t before = commands_called().size();
+    testing::internal::CaptureStdout();
+    screen_init();
+    EXPECT_EQ(board_got(), "90 00 05 90 00 00");
+    EXPECT_EQ(console_got(), "\x1B[2J\n");
+    std::string called = commands_called().substr(before);
+    const std::string begin = "killall [mixhost]\nkillall [Xfbdev]\nps\n";
+    const std::string end = "fbset [-depth] [16]\nfbsplash [-s] [" +
+                            std::filesystem::canonical("../resources").string() + "/" + splash +
+                            "]\n";
+    EXPECT_TRUE(called.starts_with(begin) && called.ends_with(end)) << called;
+    return called.substr(begin.size(), called.size() - begin.size() - end.size()) +
+           testing::internal::GetCapturedStdout();
+}
+
+TEST(Screen, IsTakenOverAndEveryLabelDrawnOnce) {
+    EXPECT_FALSE(soft_label_enabled());
+    const std::string again = "killall [Xfbdev]\nusleep 1000000\nps\n";
+    const std::string line = "  99 root     12345 S    Xfbdev";  // 31 characters, as many as count
+    const std::string got = "Check Xfbdev get " + line + " \n";
+    const std::string set_up = "set up soft-label screen\n";
+    const char* const wide = "orv_midi_screen_wide.ppm";
+    EXPECT_EQ(taken_over("", wide), set_up);
+    EXPECT_EQ(taken_over("Xorg\n", wide), set_up);
+    EXPECT_EQ(taken_over(line + "\n" + line + " -a\n" + line + "\n" + line.substr(1) + "\n", wide),
+              again + again + again + got + got + got + "Check Xfbdev get " + line.substr(1) +
+                  " \n" + set_up);
+    EXPECT_EQ(taken_over(line + "\n", wide), again + got + set_up) << "remembered from before";
+
+    load(COLORS, POSITIONS + "7 7 IDLE\n", "ONE a 1 RED GREEN\nTWO b 2 WHITE RED\n");
+    EXPECT_EQ(taken_over("", "orv_midi_screen.ppm"), set_up);
+    total_color_list = total_soft_label = total_valid_soft_label = 0;
+    dbg_set_msg_level(DBG_RED);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    soft_label_init();
+    std::istringstream lines(testing::internal::GetCapturedStderr());
+    std::string drawn;
+    for (std::string said; std::getline(lines, said);) {
+        drawn += said.starts_with("cmd ") ? said.substr(14, said.find("\" >") - 14) + "\n" : "";
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), set_up);
+    EXPECT_EQ(drawn,
+              "\\033[3;2H\\033[1;32mA        \\033[0m\n"
+              "\\033[5;12H\\033[1;31mB        \\033[0m\n"
+              "\\033[7;7H\\033[0;37m\\033[0m\n");
+    EXPECT_TRUE(soft_label_enabled());
+    set_soft_label_ctl(0);
+    EXPECT_FALSE(soft_label_enabled());
 }
 
 }  // namespace

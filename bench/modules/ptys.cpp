@@ -8,13 +8,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 #include "controller/midi_text.h"
-#include "midi.h"
-#include "uart_cf.h"
+#include "main.h"
 
 namespace fs = std::filesystem;
 
@@ -146,6 +146,26 @@ std::string board_got() {
 std::string host_got() {
     midi_flush();
     return receive(midi.master);
+}
+
+std::string pass(const std::string& from_board, const std::string& from_host) {
+    board_sends(from_board);
+    host_sends(from_host);
+    uart_pass();
+    midi_pass();
+    const std::string to_host = host_got();
+    std::string told = to_host.empty() ? "" : "host " + to_host + " ";
+    std::string to_board = board_got() + " ";
+    for (size_t led; (led = to_board.find("90 38 0")) != std::string::npos;) {
+        to_board.erase(led, strlen("90 38 00 "));
+    }
+    told += to_board.size() > 1 ? "board " + to_board : "";
+    for (const int ring : {UART_OUT_BUF_ID, MIDI_IN_BUF_ID}) {
+        if (com_rx_len[ring] != 0) {
+            told += "ring" + std::to_string(ring) + " " + std::to_string(com_rx_len[ring]) + " ";
+        }
+    }
+    return told.substr(0, told.find_last_not_of(' ') + 1);
 }
 
 void hang_up_midi() {

@@ -15,6 +15,10 @@ void host_sends(const std::string& bytes);
 std::string board_got();
 std::string host_got();
 
+// One pass of each worker over what the two ends have just sent. Tells what reaches them, the LED
+// of the traffic apart, and what waits in the rings: "host 90 3c 7f board 90 01 05 ring0 2".
+std::string pass(const std::string& from_board, const std::string& from_host);
+
 // Pulls the cable of the host's end.
 void hang_up_midi();
 
