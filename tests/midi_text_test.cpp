@@ -8,7 +8,7 @@
 namespace bench {
 namespace {
 
-// The messages cut out of a stream, joined by " | "; what is pending stands behind "...".
+// The messages cut out of a stream, joined by " | "; what is pending comes after "...".
 std::string cut(const std::string& stream) {
     Splitter splitter;
     std::string text;

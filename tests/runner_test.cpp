@@ -120,14 +120,14 @@ TEST(Filling, IsAccountedFor) {
         {"all there was room for", End::Board, {first, second}, true, 2},
         {"one more", End::Board, {first, second, third}, true, 3},
         {"the last one cut", End::Board, {first, second, cut}, true, 3},
-        {"another behind it", End::Board, {first, second, cut, first}, true, 3},
+        {"another after it", End::Board, {first, second, cut, first}, true, 3},
         {"less than there was room for", End::Board, {first, cut}, false, 0},
         {"one missing", End::Board, {second, third}, false, 0},
         {"one missing, lights", End::Host, {second, third}, false, 0},
         {"none lost", End::Board, {first, second, third, fourth}, false, 0},
         {"presses out of order", End::Board, {second, first}, false, 0},
         {"lights out of order", End::Host, {second, first}, true, 2},
-        {"the traffic light cut", End::Host, {first, second, {0x90, 0x38}}, true, 3},
+        {"the traffic LED cut", End::Host, {first, second, {0x90, 0x38}}, true, 3},
     };
     for (const auto& [name, from, came, good, messages] : cases) {
         Filling sent = filling;

@@ -69,7 +69,7 @@ TEST(LabelLists, GoodFilesFillTheTables) {
     EXPECT_EQ(soft_label_array[0].x_pos, 3);
     EXPECT_EQ(soft_label_array[0].y_pos, 2);
     EXPECT_EQ(soft_label_array[1].cc, 44);
-    EXPECT_EQ(soft_label_array[1].on_color_idx, -1) << "behind the slots that are searched";
+    EXPECT_EQ(soft_label_array[1].on_color_idx, -1) << "beyond the slots that are searched";
     EXPECT_EQ(soft_label_array[1].off_color_idx, -1) << "colour names are compared exactly";
     EXPECT_EQ(soft_label_array[2].cc, 0xFF) << "the second entry of a key is never reached";
     EXPECT_STREQ(soft_label_array[3].label_name, "");

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int PASSES = 1000;
 constexpr int RATE = 4;       // fewest passes between two messages of the pot
-constexpr int WARM_UP = 100;  // the traffic light goes out, and nothing is loaded any more
+constexpr int WARM_UP = 100;  // the traffic LED goes out and everything is in the caches
 
 // Counts passes alone: what is sent and taken in between is not the daemon's.
 void count(const char* what, void (*pass)(), void (*before)()) {

@@ -101,7 +101,7 @@ void Scroll::back(int lines, const std::string& filter) {
 // --- Counters ---
 
 void Counters::take(const Event& event, const Setup& setup) {
-    if (!event.is_message() || is_traffic_light(event)) {
+    if (!event.is_message() || is_traffic_led(event)) {
         return;
     }
     std::deque<milliseconds>& times = times_[event.place == Place::Board ? 0 : 1][event.to_daemon];
@@ -156,8 +156,7 @@ bool Monitor::take(const Controller& controller) {
             findings.add(finding);
             log.add({event.text, event.place, false, finding.tone});
         }
-        if (event.place != Place::Log && event.place != Place::Console &&
-            !is_traffic_light(event)) {
+        if (event.place != Place::Log && event.place != Place::Console && !is_traffic_led(event)) {
             wire.add(
                 {stamped(event, controller.mapping()), event.place, event.to_daemon, Tone::Plain});
         }

@@ -15,7 +15,7 @@ int text_width(std::string_view text);
 // are indented.
 std::vector<std::string> wrapped(std::string_view text, int width, int indent);
 
-// The text with gaps of one blank, but for those among its first `head` bytes.
+// The text with gaps of one blank, except among its first `head` bytes.
 std::string tightened(std::string_view text, std::size_t head);
 
 // A name in at most so many columns: vowels within its words go, from the end. Nothing if that is

@@ -365,7 +365,7 @@ bool has_waiting() {
 // One byte ends what a system exclusive message may still hold up; then all must arrive.
 void check_healthy_messages(u8 pick) {
     const size_t waiting = fuzz::board.waiting.size() + fuzz::host.waiting.size();
-    for (size_t i = 0; i <= waiting && has_waiting(); ++i) {  // a byte a pass, but for the first
+    for (size_t i = 0; i <= waiting && has_waiting(); ++i) {  // a byte a pass, except in the first
         idle_passes(1);
     }
     if (has_waiting()) {
