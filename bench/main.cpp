@@ -61,7 +61,7 @@ constexpr Option OPTIONS[] = {
      "a program that runs the daemon, for another machine's binary"},
     {"screen", "FILE", [](Options& to, const char* value) { to.screen_file = value; },
      "write the screen as it is at the end, an SVG picture of its text"},
-    {"no-traffic", nullptr, [](Options& to, const char*) { to.hidden.traffic_light = true; },
+    {"no-traffic", nullptr, [](Options& to, const char*) { to.hidden.traffic_led = true; },
      "leave the changes of the traffic LED out"},
     {"quiet", nullptr, [](Options& to, const char*) { to.quiet = true; },
      "print failures and results only"},

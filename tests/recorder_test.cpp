@@ -36,7 +36,7 @@ TEST_F(Recording, PutsWhatCameBehindItsOwnStep) {
     play("press", BOARD, {0x90, 1, 127}, 21);
     play("light", HOST, {0x90, 60, 9}, 21);
     come(HOST, {0x90, 60, 127}, 21);
-    come(BOARD, {0x90, TRAFFIC_LIGHT, 3}, -1);
+    come(BOARD, {0x90, TRAFFIC_LED, 3}, -1);
     come(BOARD, {0x90, 1, 9}, 21);
     play("meter", HOST, {0xB0, 28, 127}, 82);
     come(BOARD, {0xB0, 80, 0x37}, 82);

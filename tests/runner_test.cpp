@@ -127,7 +127,7 @@ TEST(Filling, IsAccountedFor) {
         {"none lost", End::Board, {first, second, third, fourth}, false, 0},
         {"presses out of order", End::Board, {second, first}, false, 0},
         {"lights out of order", End::Host, {second, first}, true, 2},
-        {"the traffic light cut", End::Host, {first, second, {0x90, 0x38}}, true, 3},
+        {"the traffic LED cut", End::Host, {first, second, {0x90, 0x38}}, true, 3},
     };
     for (const auto& [name, from, came, good, messages] : cases) {
         Filling sent = filling;

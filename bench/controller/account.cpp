@@ -18,7 +18,7 @@ bool is_controller(const Control& control, End from) {
 
 bool is_note(const Control& control, End from) {
     const bool light = control.is_note_light() && control.index != FORGET_INDEX &&
-                       control.board_sees != TRAFFIC_LIGHT;
+                       control.board_sees != TRAFFIC_LED;
     return from == End::Board ? control.sends_notes() : light;
 }
 
@@ -181,7 +181,7 @@ bool Account::take_extra(const Bytes& message) {
     queries_arrived_ += is_identity_request(message) ? 1 : 0;
     const bool wants_pots = message == Bytes{NOTE_ON, 0, 0} && queries_ > 0;
     return is_identity_request(message) || wants_pots ||
-           (message.size() == 3 && message[0] == NOTE_ON && message[1] == TRAFFIC_LIGHT);
+           (message.size() == 3 && message[0] == NOTE_ON && message[1] == TRAFFIC_LED);
 }
 
 // What is under way of the control that the message is of.

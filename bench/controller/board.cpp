@@ -77,7 +77,7 @@ std::vector<Bytes> Board::receive(const Bytes& message) {
     if (message[0] == NOTE_ON && message[1] == 0) {
         return receive_note_0(message[2]);
     }
-    if (message[0] == NOTE_ON && message[1] == TRAFFIC_LIGHT) {
+    if (message[0] == NOTE_ON && message[1] == TRAFFIC_LED) {
         traffic_ = message[2];
     } else if (const Control* control = mapping_.seen_by_board(message[0], message[1])) {
         const int zero = control->kind == Kind::Meter ? METER_ZERO : 0;

@@ -10,13 +10,13 @@
 
 namespace bench {
 
-constexpr std::uint8_t TRAFFIC_LIGHT = 0x38;  // board note of the light that shows the traffic
-constexpr std::uint8_t POWER_SWITCH = 0x60;   // board note of the power switch, no mapped button
-constexpr std::uint8_t REST = 0x40;           // a relative control's value at rest
-constexpr int MOST_UNITS = 63;                // of a relative control in one message
-constexpr std::uint8_t METER_ZERO = 0x30;     // what the board gets for a meter's level 0
-constexpr int METER_TOP = 7;                  // a meter's highest level
-constexpr int METER_WIDTH = 18;               // values of the host to a level
+constexpr std::uint8_t TRAFFIC_LED = 0x38;   // board note of the traffic LED
+constexpr std::uint8_t POWER_SWITCH = 0x60;  // board note of the power switch, no mapped button
+constexpr std::uint8_t REST = 0x40;          // a relative control's value at rest
+constexpr int MOST_UNITS = 63;               // of a relative control in one message
+constexpr std::uint8_t METER_ZERO = 0x30;    // what the board gets for a meter's level 0
+constexpr int METER_TOP = 7;                 // a meter's highest level
+constexpr int METER_WIDTH = 18;              // values of the host to a level
 // Note 0 towards the board stands for the daemon's requests: by velocity.
 constexpr std::uint8_t SCREEN_TAKEN = 0x00;  // at any other time: all pots wanted
 constexpr std::uint8_t SCREEN_TAKING = 0x05;

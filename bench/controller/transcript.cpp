@@ -42,8 +42,8 @@ std::string to_board(const Bytes& message, const Control* control) {
             }
         }
     }
-    if (message[0] == NOTE_ON && message[1] == TRAFFIC_LIGHT) {
-        return std::string("traffic light: ") + TRAFFIC[value & 3];
+    if (message[0] == NOTE_ON && message[1] == TRAFFIC_LED) {
+        return std::string("traffic LED: ") + TRAFFIC[value & 3];
     }
     if (control == nullptr) {
         return describe(message);
@@ -68,9 +68,9 @@ std::string visible(const Bytes& bytes) {
 
 }  // namespace
 
-bool is_traffic_light(const Event& event) {
+bool is_traffic_led(const Event& event) {
     return event.came_to(End::Board) && event.bytes.size() == 3 && event.bytes[0] == NOTE_ON &&
-           event.bytes[1] == TRAFFIC_LIGHT;
+           event.bytes[1] == TRAFFIC_LED;
 }
 
 std::string words_for(const Event& event, const Mapping& mapping) {
@@ -112,7 +112,7 @@ Transcript::Transcript(const Mapping& mapping, Hidden hidden, bool quiet)
 void Transcript::print(const std::vector<Event>& events) {
     for (; printed_ < events.size(); ++printed_) {
         const Event& event = events[printed_];
-        const bool hidden = quiet_ || (hidden_.traffic_light && is_traffic_light(event));
+        const bool hidden = quiet_ || (hidden_.traffic_led && is_traffic_led(event));
         if (!hidden) {
             std::puts(transcript_line(event, mapping_).c_str());
         }

@@ -15,8 +15,8 @@
 
 namespace bench {
 
-// A change of the light that shows the traffic, which the daemon sends unasked.
-bool is_traffic_light(const Event& event);
+// A change of the traffic LED, which the daemon sends unasked.
+bool is_traffic_led(const Event& event);
 
 // What an event means, in words; for a line of text the text itself.
 std::string words_for(const Event& event, const Mapping& mapping);
@@ -27,7 +27,7 @@ std::string transcript_line(const Event& event, const Mapping& mapping);
 
 // What is left out of a transcript.
 struct Hidden {
-    bool traffic_light = false;
+    bool traffic_led = false;
 };
 
 // Prints events to standard output as they come.

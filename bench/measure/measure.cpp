@@ -145,7 +145,7 @@ struct Usage {
     std::uint64_t board = 0, host = 0;  // the two workers' processor time, in nanoseconds
 };
 
-// The workers are created in this order, behind a first thread that has ended.
+// The workers are created in this order, after a first thread that has ended.
 Usage usage_of(const Bridge& bridge) {
     const std::map<pid_t, std::uint64_t> times = thread_times(bridge.pid());
     if (times.size() < 2) {

@@ -18,7 +18,7 @@ namespace {
 
 constexpr int PASSES = 1000;
 constexpr int RATE = 4;       // fewest passes between two messages of the pot
-constexpr int WARM_UP = 100;  // the traffic light goes out, and nothing is loaded any more
+constexpr int WARM_UP = 100;  // the traffic LED goes out, and nothing is loaded any more
 
 void board_pass() {
     led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 0);

@@ -91,7 +91,7 @@ void Scroll::back(int lines, const std::string& filter) {
 // --- Counters ---
 
 void Counters::take(const Event& event, const Setup& setup) {
-    if (!event.is_message() || is_traffic_light(event)) {
+    if (!event.is_message() || is_traffic_led(event)) {
         return;
     }
     std::deque<milliseconds>& times = times_[event.place == Place::Board ? 0 : 1][event.to_daemon];
@@ -144,8 +144,7 @@ bool Monitor::take(const Controller& controller) {
         if (event.place == Place::Log || event.place == Place::World) {
             log.add({event.text, event.place, false});
         }
-        if (event.place != Place::Log && event.place != Place::Console &&
-            !is_traffic_light(event)) {
+        if (event.place != Place::Log && event.place != Place::Console && !is_traffic_led(event)) {
             wire.add({stamped(event, controller.mapping()), event.place, event.to_daemon});
         }
     }

@@ -66,7 +66,7 @@ void Writer::collect(const std::vector<Played>& played) {
     auto next = played.begin();
     for (std::size_t i = 0; i < events_.size(); ++i) {
         const Event& event = events_[i];
-        if (!event.is_message() || is_traffic_light(event)) {
+        if (!event.is_message() || is_traffic_led(event)) {
             continue;
         }
         const Key key =

@@ -15,7 +15,7 @@ struct Played {
     std::size_t end = 0;
 };
 
-// The steps of a scenario that plays the same and expects the same: behind each step what came of
+// The steps of a scenario that plays the same and expects the same: after each step what came of
 // it. What may come otherwise the next time (readings that merged, steps of a control that moved on
 // before the last ones had come) is left out.
 std::string recording(const std::vector<Played>& played, const std::vector<Event>& events,

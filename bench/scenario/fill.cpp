@@ -96,7 +96,7 @@ FillingResult account(const Filling& filling, const std::vector<Bytes>& came) {
     std::size_t cut = 0;
     if (whole < sent && whole < came.size()) {
         const Bytes& part = came[whole];
-        cut = (filling.from == End::Host && begins_with({NOTE_ON, TRAFFIC_LIGHT, 0}, part)) ||
+        cut = (filling.from == End::Host && begins_with({NOTE_ON, TRAFFIC_LED, 0}, part)) ||
               std::any_of(awaited.begin(), awaited.end(), [&](std::size_t place) {
                   return begins_with(filling.messages[place], part);
               });

@@ -99,7 +99,7 @@ const Event* Runner::next_event(Place place) {
     std::size_t& next = next_[slot(place)];
     for (; next < events.size(); ++next) {
         const Event& event = events[next];
-        const bool shown = watches_traffic || !is_traffic_light(event);
+        const bool shown = watches_traffic || !is_traffic_led(event);
         if (event.place == place && !event.to_daemon && shown) {
             return &event;
         }
