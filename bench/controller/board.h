@@ -10,7 +10,7 @@
 
 namespace bench {
 
-constexpr std::uint8_t TRAFFIC_LED = 0x38;   // board note
+constexpr std::uint8_t TRAFFIC_LED = 0x38;   // board note of the traffic LED
 constexpr std::uint8_t POWER_SWITCH = 0x60;  // board note of the power switch, no mapped button
 constexpr std::uint8_t REST = 0x40;          // a relative control's value at rest
 constexpr int MOST_UNITS = 63;               // of a relative control in one message

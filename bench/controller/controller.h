@@ -61,7 +61,7 @@ class Controller {
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
 
-    // Moves bytes all ways, waiting at most so long for the first; new events are at the end of
+    // Moves bytes all ways, waiting at most that long for the first; new events are at the end of
     // events(). What was written to the serial line before a platform call stands before the call.
     void step(milliseconds timeout);
 

@@ -15,7 +15,7 @@
 
 namespace bench {
 
-// A change of the light that shows the traffic, which the daemon sends unasked.
+// A change of the traffic LED, which the daemon sends unasked.
 bool is_traffic_led(const Event& event);
 
 // What an event means, in words; for a line of text the text itself.

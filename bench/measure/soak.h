@@ -10,7 +10,7 @@ namespace bench {
 
 struct SoakPlan {
     std::int64_t count = 10'000'000;  // messages each way
-    int seconds = 0;                  // not 0: for so long, at most `count`
+    int seconds = 0;                  // not 0: for that long, at most `count`
     int query_every = 10'000;         // a status query after that many messages of the host
 };
 

@@ -24,7 +24,7 @@ struct MonitorLine {
 class Scroll {
   public:
     void add(MonitorLine line);
-    // The lines that hold the filter, in capitals or not, at most so many, the newest last.
+    // The lines that hold the filter, in either case, at most that many, the newest last.
     std::vector<const MonitorLine*> view(int height, const std::string& filter) const;
     // Goes back by so many of them, forward if negative; it stays there until follow().
     void back(int lines, const std::string& filter);
