@@ -10,7 +10,6 @@
 namespace {
 
 const char* const MAPPING = "5 5 5 0 0 0 0 POT\n21 1 60 3 0 1 2 PLAY_A\n82 9 50 4 0 0 0 METER_A\n";
-const std::string QUERY = "f0 7e 7f 06 01 f7";
 
 class Dispatch : public testing::Test {
   protected:
@@ -18,11 +17,14 @@ class Dispatch : public testing::Test {
 };
 
 TEST(Scripts, Play) {
+    int played = 0;
     for (const auto& entry : std::filesystem::directory_iterator(TESTS "/scripts")) {
         SCOPED_TRACE(entry.path());
         std::ifstream script(entry.path());
         play({std::istreambuf_iterator<char>(script), {}});
+        ++played;
     }
+    EXPECT_GT(played, 0);
 }
 
 TEST(Ring, WrapsRefusesWhenFullAndKeepsTheSidesApart) {
@@ -97,21 +99,13 @@ TEST_F(Dispatch, ARingFullOfUnterminatedSystemExclusiveIsFreed) {
     play("board 11 11 f7 90 01 05 host 11 11 f7 92 3c 05 > host 92 3c 7f board 90 01 05");
 }
 
-TEST_F(Dispatch, TheIdentityRequestMakesTheBoardSideReportAfresh) {
-    play(
-        "board b0 05 40 90 01 40 > host b2 05 20 92 3c 7f\n"
-        "board b0 05 40 90 01 40 >\n"
-        "host " +
-        QUERY + " > board " + QUERY +
-        "\n"
-        "board b0 05 40 90 01 40 > host b2 05 20 92 3c 7f\n"
-        "board b0 05 40 90 01 40 >\n");
+TEST_F(Dispatch, AnIdentityRequestBetweenStoreAndScanLosesNoPress) {
     com_put_buf("\x80\x01\x40", 3, BOARD);
     Com_ProcessComBuf(BOARD);
     com_initiate_pot_rpt();
     pot_check_all(BOARD);
-    EXPECT_EQ(host_got(), "82 3c 40") << "lost between store and scan";
-    play("board 80 01 40 > host 82 3c 40");
+    EXPECT_EQ(host_got(), "82 3c 40");
+    play("board 80 01 40 > host 82 3c 40\nboard 80 01 40 >");
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <string>
 
 #include "play.h"
@@ -38,43 +37,15 @@ int board_number(int index) {
     return pots[BOARD][index].cc_out;
 }
 
-// The bytes that a text stands for.
-std::string unescaped(const std::string& text) {
-    std::string bytes;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\') {
-            bytes += text[i];
-        } else if (text[++i] == 'x') {
-            bytes += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else if (text[i] == '*') {
-            const size_t open = text.find('{', i);
-            bytes.append(std::stoul(text.substr(i + 1)), text[open + 1]);
-            i = open + 2;
-        } else {
-            bytes += "\n\r\t\x04"[std::string("nrte").find(text[i])];
-        }
-    }
-    return bytes;
-}
-
 TEST(Mapping, FormsOfARecordAndWhatIsSaid) {
-    std::ifstream cases(TESTS "/mappings.txt");
-    for (std::string line; std::getline(cases, line);) {
-        const size_t second = line.find(" | ");
-        if (second == std::string::npos) {
-            continue;
-        }
-        const size_t third = line.find('|', second + 2);
-        std::string text = "# head\n8 8 80 0 0 0 2 H\n" + unescaped(line.substr(0, second)) +
-                           "6 6 60 0 0 0 2 B\n9 9 90 0 0 0 2 E\n";
-        const std::string message = unescaped(line.substr(third + 1));
+    for (const auto& row : table("mappings.txt")) {
+        const std::string text =
+            "# head\n8 8 80 0 0 0 2 H\n" + row[0] + "6 6 60 0 0 0 2 B\n9 9 90 0 0 0 2 E\n";
         EXPECT_EQ(load(text.substr(0, text.find('\x04'))),
-                  message.empty() ? "" : BASE + ":3:" + message + "\n");
-        EXPECT_EQ(std::to_string(board_number(5)) + " " + std::to_string(board_number(6)) + " ",
-                  line.substr(second + 3, third - second - 3))
-            << line;
-        EXPECT_EQ(board_number(8), 80) << line;
+                  row[2].empty() ? "" : BASE + ":3: " + row[2] + "\n");
+        EXPECT_EQ(std::to_string(board_number(5)) + " " + std::to_string(board_number(6)), row[1])
+            << row[0];
+        EXPECT_EQ(board_number(8), 80) << row[0];
     }
 }
 
@@ -128,17 +99,6 @@ TEST(Files, AnythingButARegularFileIsNamedAndTakenAsMissing) {
         unlink(path.c_str());
     }
 }
-TEST(Mapping, WithoutBaseFileTheProgramEndsWithStatusZero) {
-    load("");
-    ASSERT_EXIT(
-        {
-            unlink(BASE.c_str());
-            dup2(STDERR_FILENO, STDOUT_FILENO);
-            cfg_init();
-        },
-        testing::ExitedWithCode(0), "error in open ../resources/orvik.midictl.cfg\n");
-}
-
 TEST(Preset, ChangesTheHostNumbersOfTheControlsItNames) {
     const std::string base =
         "# PLAY_C is no control\n5 5 50 0 1 0 9 VOLUME\n21 1 60 3 0 1 2 PLAY_AB\n"

@@ -81,6 +81,7 @@ TEST(Links, AreNotPassedOnToTheShell) {
 }
 
 TEST(Links, MayHaveTheDescriptorZero) {
+    testing::internal::CaptureStdout();
     close(STDIN_FILENO);
     cf_close();
     EXPECT_EQ(cf_open("/dev/ttymxc1"), 0);
@@ -90,7 +91,6 @@ TEST(Links, MayHaveTheDescriptorZero) {
     cf_close();
     EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "left open";
     EXPECT_EQ(cf_set_raw(), -1);
-    testing::internal::CaptureStdout();
     midi_init();
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     midi_push_byte(0x11);
@@ -151,16 +151,20 @@ TEST(MidiPort, WhatAFullDeviceRefusesIsNotSentLater) {
     EXPECT_EQ(host_got(), "21");
 }
 
-TEST(MidiPort, AHangUpIsReportedOnce) {
+TEST(Links, AHangUpIsReportedOnce) {
     midi_init();
+    cf_init();
     testing::internal::CaptureStderr();
-    midi_recv();
-    hang_up_midi();
-    midi_recv();
-    midi_recv();
+    for (const int waits : {1, 2, 3}) {
+        midi_recv();
+        cf_recv();
+        EXPECT_EQ(commands_called(), repeat("usleep 50\n", waits));
+        hang_up();
+    }
     midi_push_buf("\x01", 1);
     midi_flush();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "lost /dev/snd/midiC1D0: hung up\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "lost /dev/snd/midiC1D0: hung up\nlost /dev/ttymxc1: hung up\n");
     unlink("/dev/snd/midiC1D0");
     testing::internal::CaptureStdout();
     midi_init();
@@ -188,7 +192,7 @@ TEST(TrafficLed, ShowsEachRoadAndGoesOutSeventeenPassesLater) {
     led_show_traffic();
     EXPECT_EQ(board_got(), "90 01 02 90 38 01") << "the LED message is no traffic itself";
     EXPECT_EQ(passes_until_shown(0), 17);
-    led_set_traffic_flag(TRAFFIC_FLAG_MIDI_OUT, 1);
+    midi_push_buf("", 0);
     led_show_traffic();
     cf_send("\x90\x01\x02", 3);
     led_show_traffic();

@@ -137,10 +137,11 @@ TEST(Streams, ThatAreClosedOrBrokenCostNothing) {
         }
         board_got();
         host_got();
-        const Daemon daemon(streams);
-        ASSERT_TRUE(gets_through("90 02 40", "90 3d 7f")) << streams;
+        const Daemon daemon(std::string("-m 3 ") + streams);
+        ASSERT_TRUE(gets_through("90 02 40", "93 3d 7f")) << streams;
         EXPECT_TRUE(board_got().starts_with("90 00 05 90 00 00 90 38 ")) << streams;
-        EXPECT_TRUE(gets_through("80 02 11", "80 3d 11")) << streams;
+        EXPECT_TRUE(gets_through("80 02 11", "83 3d 11")) << streams;
+        EXPECT_NE(commands_called().find("modprobe [g_midi]"), std::string::npos);
     }
 }
 

@@ -1,6 +1,7 @@
 // The control engine: table, handlers, scan, value computation and platters.
 #include "pot.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -62,31 +63,24 @@ TEST_F(Engine, MappingLinesReachTheSidesTheyAddress) {
     is(BOARD, 5, {0, 44, 0, 1, 0, 0, 44});
     EXPECT_EQ(pots[BOARD][5].vv, RELATIVE_MID_VALUE);
     EXPECT_EQ(pots[BOARD][5].vv_sent, NO_VALUE);
-    // Both ends of the stretches that have one record, or two.
-    struct {
-        int index;
-        bool board, host;
-    } const cases[] = {{0, true, false},        {20, true, false},         {21, true, true},
-                       {71, true, true},        {72, false, true},         {84, false, true},
-                       {85, false, false},      {-1, false, false},        {92, false, false},
-                       {1 << 30, false, false}, {-(1 << 30), false, false}};
-    for (const auto& c : cases) {
-        start("", 0);
-        t_pot_internal before[2][TOTAL_CTL_NUM];
-        memcpy(before, pots, sizeof pots);
+    start("", 0);
+    t_pot_internal before[2][TOTAL_CTL_NUM];
+    memcpy(before, pots, sizeof pots);
+    for (const int index : {-(1 << 30), -1, 0, 20, 21, 71, 72, 84, 85, 92, 93, 1 << 30}) {
+        const bool board = index >= 0 && index <= 71;
+        const bool host = index >= 21 && index <= 84;
         testing::internal::CaptureStderr();
-        pot_set_para(c.index, 1, 99, 3, 1, 5, 6);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                  c.board || c.host ? ""
-                                    : "configuration index " + std::to_string(c.index) +
-                                          " ignored: expected 0 to 84\n");
-        if (c.board) {
-            is(BOARD, c.index, {1, 99, pot_is_relative_in(c.index), 1, 3, 5, 6});
-            pots[BOARD][c.index] = before[BOARD][c.index];
+        pot_set_para(index, 1, 99, 3, 1, 5, 6);
+        const std::string refusal =
+            "configuration index " + std::to_string(index) + " ignored: expected 0 to 84\n";
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), board || host ? "" : refusal);
+        if (board) {
+            is(BOARD, index, {1, 99, pot_is_relative_in(index), 1, 3, 5, 6});
+            pots[BOARD][index] = before[BOARD][index];
         }
-        if (c.host) {
-            is(HOST, c.index - 21, {99, 1, 0, 1, 3, 5, 6});
-            pots[HOST][c.index - 21] = before[HOST][c.index - 21];
+        if (host) {
+            is(HOST, index - 21, {99, 1, 0, 1, 3, 5, 6});
+            pots[HOST][index - 21] = before[HOST][index - 21];
         }
         EXPECT_EQ(memcmp(before, pots, sizeof pots), 0) << "another record changed";
     }
@@ -172,15 +166,11 @@ TEST_F(Engine, EveryZoomHasItsStepAndItsLimit) {
 }
 
 TEST(Distance, IsPlainAndLeavesTheFlagAlone) {
-    const struct {
-        u16 from, to, distance;
-        int direction;
-    } cases[] = {{0x4001, 0x4000, 1, 1}, {0x4000, 0x4000, 0, 0}, {0x3FFF, 0x4000, 1, 0},
-                 {0xC001, 0x4000, 1, 1}, {0x4000, 0xC001, 1, 0}, {0x7FFF, 0x8000, 0x7FFF, 1}};
-    for (const auto& c : cases) {
+    for (const int position : {0, 0x3FFF, 0x4000, 0x4001, 0x7FFF}) {
         u16 distance = 9;
-        EXPECT_EQ(u16_diff_dir(c.from, c.to, &distance), c.direction);
-        EXPECT_EQ(distance, c.distance);
+        EXPECT_EQ(u16_diff_dir(static_cast<u16>(position | 0x8000), 0x4000, &distance),
+                  position > 0x4000);
+        EXPECT_EQ(distance, std::abs(position - 0x4000));
     }
 }
 

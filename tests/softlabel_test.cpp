@@ -1,7 +1,6 @@
 // Soft labels: the lists, the screen take-over, drawing, and the host notes that draw.
 #include "softlabel.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,7 +10,7 @@
 #include <string>
 
 #include "debug.h"
-#include "modules/ptys.h"
+#include "play.h"
 
 namespace {
 
@@ -87,48 +86,25 @@ TEST(LabelLists, MissingFilesLeaveThemEmpty) {
     EXPECT_EQ(open_list_cfg(99), nullptr);
 }
 
-TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
-    const std::string skipped = "; line skipped\n";
-    const std::string unsafe = " has a quote, dollar, backquote or final backslash; line skipped\n";
-    const std::string name(40, 'k');
-    const std::string thirty = "\\033[0;37m\\033[0;37m\\033[0;37m";
-    struct {
-        const char* file;
-        std::string line;
-        std::string said;
-    } const cases[] = {
-        {COLOR_FILE, "256 \\033[0m X", "index 256 is not 0 to 255" + skipped},
-        {COLOR_FILE, "-1 \\033[0m X", "index -1 is not 0 to 255" + skipped},
-        {COLOR_FILE, "x \\033[0m X", "index \"x\" is not a number" + skipped},
-        {COLOR_FILE, "3 x\"; X", "escape sequence x\";" + unsafe},
-        {COLOR_FILE, "3 x$(x) X", "escape sequence x$(x)" + unsafe},
-        {COLOR_FILE, "3 x`x` X", "escape sequence x`x`" + unsafe},
-        {COLOR_FILE, "3 \\033[0m\\ X", "escape sequence \\033[0m\\" + unsafe},
-        {COLOR_FILE, "3 \\033[0m " + name,
-         "colour name cut to 31 characters: " + name.substr(0, 31) + "\n"},
-        {COLOR_FILE, "3 " + thirty + "\\033[0m X",
-         "escape sequence cut to 31 characters: " + thirty + "\\\n" + COLOR_FILE +
-             ":1: escape sequence " + thirty + "\\" + unsafe},
-        {COLOR_FILE, "3\n\\033[0m\n\nX", "fields missing here: the record continues in line 4\n"},
-        {POSITION_FILE, "3 THREE", "column \"THREE\" is not a number" + skipped},
-        {POSITION_FILE, "3\nTHREE", "column \"THREE\" is not a number; lines 1 to 2 skipped\n"},
-        {POSITION_FILE, "3 " + name + " 1",
-         "column \"" + name.substr(0, 32) + "\" is not a number" + skipped},
-        {CUSTOM_FILE, "ONE x y RED RED", "note number \"y\" is not a number" + skipped},
-        {CUSTOM_FILE, "ONE x 1 RED\nRED", "fields missing here: the record continues in line 2\n"},
-        {CUSTOM_FILE, "ONE " + name + name + " 7 RED RED",
-         "label text cut to 63 characters: " + std::string(63, 'k') + "\n"},
-    };
-    for (const auto& c : cases) {
-        const auto with = [&c](const char* file, const std::string& text) {
-            return (file == c.file ? c.line + "\n" : "") + text;
+TEST(LabelLists, FormsOfARecordAndWhatIsSaid) {
+    for (const auto& row : table("labels.txt")) {
+        const int type = std::stoi(row[0]);
+        const char* const file = type == 1 ? COLOR_FILE : type == 2 ? POSITION_FILE : CUSTOM_FILE;
+        const auto with = [&](int list, const std::string& text) {
+            return (list == type && row[3] != "-" ? row[1] + "\n" : "") + text;
         };
-        const std::string said = load(with(COLOR_FILE, COLORS), with(POSITION_FILE, POSITIONS),
-                                      with(CUSTOM_FILE, "ONE a 1 RED GREEN\nTWO b 2 RED GREEN\n"));
-        EXPECT_EQ(said, std::string(c.file) + ":1: " + c.said) << c.line;
-        EXPECT_STREQ(soft_label_array[0].key_name, "ONE") << c.line;
-        EXPECT_EQ(soft_label_array[0].cc, 1) << c.line;
-        EXPECT_EQ(soft_label_array[1].on_color_idx, 1) << c.line;
+        EXPECT_EQ(load(with(1, COLORS), with(2, POSITIONS),
+                       with(3, "ONE a 1 RED GREEN\nTWO b 2 RED GREEN\n")),
+                  row[3].size() < 2 ? "" : std::string(file) + ":1: " + row[3] + "\n");
+        EXPECT_STREQ(soft_label_array[0].key_name, "ONE") << row[1];
+        EXPECT_EQ(soft_label_array[0].cc, 1) << row[1];
+        EXPECT_EQ(soft_label_array[1].on_color_idx, 1) << row[1];
+        write_resource("record", row[1]);
+        cfg_reader reader{cfg_open("../resources/record"), "record"};
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(list_add_item(type, &reader), std::stoi(row[2])) << row[1];
+        testing::internal::GetCapturedStderr();
+        fclose(reader.fp);
     }
     std::string many;
     for (int i = 0; i < 26; ++i) {
@@ -139,37 +115,6 @@ TEST(LabelLists, ABadLineIsReportedAndCostsNothingElse) {
     EXPECT_EQ(said, std::string(POSITION_FILE) +
                         ":25: there are 24 positions already; line skipped\n" + POSITION_FILE +
                         ":26: there are 24 positions already; line skipped\n");
-}
-
-TEST(LabelLists, ReadersReturnTheFieldsThatTheyRead) {
-    struct {
-        int type;
-        const char* text;
-        int result;
-    } const cases[] = {
-        {TYPE_COLOR_LIST, "7 \\033[0m X", 3},
-        {TYPE_COLOR_LIST, "7 \\033[0m", 2},
-        {TYPE_COLOR_LIST, "300 \\033[0m X", 0},
-        {TYPE_COLOR_LIST, "7 \" X", 0},
-        {TYPE_COLOR_LIST, "x", 0},
-        {TYPE_COLOR_LIST, "", -1},
-        {TYPE_SOFT_LABEL, "1 2 KEY", 3},
-        {TYPE_SOFT_LABEL, "1 x KEY", 1},
-        {TYPE_SOFT_LABEL, "\t\n", -1},
-        {TYPE_SOFT_LABEL_CUSTOMIZED, "ONE a 1 RED RED", 5},
-        {TYPE_SOFT_LABEL_CUSTOMIZED, "ONE a 1", 3},
-        {TYPE_SOFT_LABEL_CUSTOMIZED, "NO a 1 RED RED", 0},
-        {99, "1 2 KEY", -1},
-    };
-    load(COLORS, POSITIONS, "");
-    for (const auto& c : cases) {
-        write_resource("record", c.text);
-        cfg_reader reader = cfg_read_from(cfg_open("../resources/record"), "record");
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(list_add_item(c.type, &reader), c.result) << c.text;
-        testing::internal::GetCapturedStderr();
-        fclose(reader.fp);
-    }
 }
 
 TEST(LabelDrawing, ShowsExactlyTheCharactersThatWereWritten) {

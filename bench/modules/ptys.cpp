@@ -168,10 +168,12 @@ std::string pass(const std::string& from_board, const std::string& from_host) {
     return told.substr(0, told.find_last_not_of(' ') + 1);
 }
 
-void hang_up_midi() {
-    close(midi.slave);
-    close(midi.master);
-    midi = Pty();
+void hang_up() {
+    for (Pty* const pty : {&serial, &midi}) {
+        close(pty->slave);
+        close(pty->master);
+        *pty = Pty();
+    }
 }
 
 void write_resource(const std::string& name, const std::string& content) {

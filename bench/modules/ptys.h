@@ -19,8 +19,8 @@ std::string host_got();
 // of the traffic apart, and what waits in the rings: "host 90 3c 7f board 90 01 05 ring0 2".
 std::string pass(const std::string& from_board, const std::string& from_host);
 
-// Pulls the cable of the host's end.
-void hang_up_midi();
+// Pulls the cables of both ends.
+void hang_up();
 
 // Writes ../resources/NAME. The directory starts out empty.
 void write_resource(const std::string& name, const std::string& content);
