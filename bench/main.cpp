@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -80,16 +81,23 @@ constexpr Option OPTIONS[] = {
 };
 // clang-format on
 
+// Called with words that mean nothing to it.
+struct Misuse : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 int result(bool good, const std::string& what) {
     std::printf("%s %s\n", good ? "ok" : "FAILED", what.c_str());
     return good ? GOOD : FAILED;
 }
 
 int play(const std::string& file, const Options& options) {
+    if (std::filesystem::is_directory(file)) {
+        throw Misuse(file + " is a directory: name its scenarios, as in " + file + "/*.scn");
+    }
     std::ifstream in(file, std::ios::binary);
     if (!in) {
-        std::fprintf(stderr, "ctlbench: cannot read %s\n", file.c_str());
-        return MISUSED;
+        throw Misuse("cannot read " + file);
     }
     const std::string text(std::istreambuf_iterator<char>(in), {});
     Outcome outcome;
@@ -166,13 +174,8 @@ std::string usage() {
            "\nExit status: 0 if every expectation held, 1 if not, 2 if a file or option is bad.\n";
 }
 
-int misused(const std::string& problem) {
-    std::fprintf(stderr, "ctlbench: %s\n\n%s", problem.c_str(), usage().c_str());
-    return MISUSED;
-}
-
-// False if one of them is bad, which getopt_long() has said.
-bool read_options(std::vector<char*> arguments, Options& options) {
+// Throws Misuse at an option that is none.
+void read_options(std::vector<char*> arguments, Options& options) {
     const auto end = std::find(arguments.begin(), arguments.end(), std::string_view("--"));
     if (end != arguments.end()) {
         options.world.options.assign(end + 1, arguments.end());
@@ -187,15 +190,16 @@ bool read_options(std::vector<char*> arguments, Options& options) {
     const int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
     int place = 0;
+    opterr = 0;
     for (int found;
          (found = getopt_long(count, arguments.data(), "", known.data(), &place)) != -1;) {
         if (found != 1) {
-            return false;
+            throw Misuse(std::string(arguments[static_cast<std::size_t>(optind - 1)]) +
+                         ": no such option, or one that lacks its value");
         }
         OPTIONS[place].take(options, optarg);
     }
     options.files.assign(arguments.begin() + optind, arguments.begin() + count);
-    return true;
 }
 
 int run(const std::vector<char*>& arguments) {
@@ -203,34 +207,41 @@ int run(const std::vector<char*>& arguments) {
     options.world.daemon = CTLBENCH_DAEMON;
     options.world.resources = CTLBENCH_RESOURCES;
     options.measure.relay = CTLBENCH_RELAY;
-    if (!read_options(arguments, options)) {
-        std::fprintf(stderr, "\n%s", usage().c_str());
-        return MISUSED;
-    }
+    read_options(arguments, options);
     if (options.help) {
         std::fputs(usage().c_str(), stdout);
         return GOOD;
     }
     if (options.soak.count <= 0 || options.soak.seconds < 0) {
-        return misused("--count and --seconds: expected a number of 1 to 999999999");
+        throw Misuse("--count and --seconds: expected a number of 1 to 999999999");
     }
     const std::string name = options.files.empty() ? "" : options.files.front();
     const auto* const command =
         std::find_if(std::begin(COMMANDS), std::end(COMMANDS),
                      [&](const Command& known) { return known.name == name; });
     if (command == std::end(COMMANDS)) {
-        return misused(name.empty() ? "what is it to do?" : "unknown command " + name);
+        throw Misuse(name.empty() ? "no command given" : name + ": no such command");
     }
     options.files.erase(options.files.begin());
     const bool plays = command->run == run_play;
     if (options.files.empty() == plays) {
-        return misused(name + (plays ? ": no scenario given" : " takes no file"));
+        throw Misuse(name + (plays ? ": no scenario given" : " takes no file"));
     }
     if (!std::filesystem::is_directory(options.world.resources)) {
-        return misused("there is no directory " + options.world.resources);
+        throw Misuse("there is no directory " + options.world.resources);
     }
+    return command->run(options);
+}
+
+int run_guarded(const std::vector<char*>& arguments) {
     try {
-        return command->run(options);
+        return run(arguments);
+    } catch (const Misuse& misuse) {
+        std::fprintf(stderr,
+                     "usage: ctlbench COMMAND [FILE...] [OPTION...] [-- DAEMON_OPTION...]\n"
+                     "ctlbench --help lists commands and options\nctlbench: %s\n",
+                     misuse.what());
+        return MISUSED;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "ctlbench: %s\n", error.what());
         return FAILED;
@@ -245,5 +256,5 @@ int main(int argc, char** argv) {
     if (platform_status != -1) {
         return platform_status;
     }
-    return bench::run(std::vector<char*>(argv, argv + argc));
+    return bench::run_guarded(std::vector<char*>(argv, argv + argc));
 }

@@ -2,6 +2,7 @@
 
 #include <vterm.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 
@@ -137,6 +138,15 @@ std::string Screen::text(int row) const {
 std::string Screen::colors(const Cell& cell) {
     const auto& [foreground, background] = appearing(cell);
     return std::string(foreground.name) + " on " + background.name;
+}
+
+bool Screen::are_colors(const std::string& words) {
+    const auto is_color = [](const std::string& word) {
+        return std::any_of(std::begin(COLORS), std::end(COLORS),
+                           [&](const ConsoleColor& color) { return color.name == word; });
+    };
+    const std::size_t on = words.find(" on ");
+    return on != words.npos && is_color(words.substr(0, on)) && is_color(words.substr(on + 4));
 }
 
 std::string Screen::svg() const {

@@ -42,6 +42,8 @@ class Screen {
 
     // "bright red on black": a cell's colours in words.
     static std::string colors(const Cell& cell);
+    // True for words that colors() may return.
+    static bool are_colors(const std::string& words);
 
     // What is written on the screen as an SVG picture, to be laid over the splash image.
     std::string svg() const;

@@ -9,6 +9,7 @@ constexpr milliseconds TICK(20);
 constexpr milliseconds START_PATIENCE(60000);
 constexpr milliseconds SETTLING(100);
 constexpr std::size_t LAST_MESSAGES = 5;
+constexpr std::size_t MOST_BYTES = 16;
 
 std::size_t slot(Place place) {
     return static_cast<std::size_t>(place);
@@ -159,15 +160,36 @@ int Runner::take_until(Place place, milliseconds patience,
 void Runner::expect_message(End end, const Pattern& pattern, milliseconds patience) {
     const Event* const event = await_event(at(end), patience);
     if (event == nullptr) {
-        fail(describe(pattern),
+        fail(words_for(end, pattern),
              "nothing within " + std::to_string(patience.count()) + " ms" + last_messages(end));
     }
     if (!matches(pattern, event->bytes)) {
-        fail(describe(pattern), hex(event->bytes, 16) + "   " +
-                                    words_for(*event, controller_.mapping()) + last_messages(end));
+        fail(words_for(end, pattern), hex(event->bytes, MOST_BYTES) + "   " +
+                                          bench::words_for(*event, controller_.mapping()) +
+                                          last_messages(end));
     }
     take(*event);
     hold();
+}
+
+// What is expected, in the words in which it would be printed if it came.
+std::string Runner::words_for(End end, const Pattern& pattern) const {
+    Event event{.place = at(end)};
+    std::string text;
+    for (const std::optional<std::uint8_t>& byte : pattern) {
+        text += byte ? hex({*byte}) + " " : ".. ";
+        event.bytes.push_back(byte.value_or(0));
+    }
+    const bool whole = std::find(pattern.begin(), pattern.end(), std::nullopt) == pattern.end();
+    if (!whole || event.bytes.size() < 2) {
+        return trimmed(text);
+    }
+    const Mapping& mapping = controller_.mapping();
+    const Control* const control = end == End::Host
+                                       ? mapping.seen_by_host(event.bytes[0], event.bytes[1])
+                                       : mapping.seen_by_board(event.bytes[0], event.bytes[1]);
+    event.control = control != nullptr ? control->index : -1;
+    return hex(event.bytes, MOST_BYTES) + "   " + bench::words_for(event, mapping);
 }
 
 std::string Runner::last_messages(End end) const {

@@ -66,6 +66,8 @@ class Runner {
     void expect_message(End end, const Pattern& pattern, milliseconds patience);
     // "\n  last messages there: ..."
     std::string last_messages(End end) const;
+    // "90 3c ..", and what it says if it is a whole message.
+    std::string words_for(End end, const Pattern& pattern) const;
     // Passes over what has come; whether more of it comes does not matter if `for_good`.
     void pass_over(End end, bool for_good);
     // Begins anew with the first event there.

@@ -32,9 +32,7 @@ class FileReader {
     std::string lines(const std::string& end, bool is_hex);
 
   private:
-    [[noreturn]] void fail(const NotAsExpected& error) const {
-        throw ScenarioError(scenario_.file + ":" + std::to_string(number_) + ": " + error.why);
-    }
+    [[noreturn]] void fail(const NotAsExpected& error) const;
     bool next_line() {
         ++number_;
         return static_cast<bool>(std::getline(in_, line_));
@@ -44,6 +42,7 @@ class FileReader {
     std::istringstream in_;
     std::string line_;
     int number_ = 0;
+    std::vector<int> ends_of_files_;  // numbers of the last lines of "file"
     Scenario scenario_;
 };
 
@@ -82,6 +81,25 @@ void read_file_lines(FileReader& file, Words& words) {
     }
 }
 
+void read_resources(FileReader& file, Words& words) {
+    const std::string directory = file.beside(words.text());
+    if (!std::filesystem::is_directory(directory)) {
+        throw NotAsExpected{"; there is no directory " + directory};
+    }
+    file.world().resources = directory;
+}
+
+// The copy that an earlier start has made of a file may be removed too.
+void read_remove(WorldConfig& world, Words& words) {
+    constexpr std::string_view COPY = ".ok";
+    const std::string name = words.word();
+    const bool copy = name.ends_with(COPY);
+    if (!resource_reader(world)(copy ? name.substr(0, name.size() - COPY.size()) : name)) {
+        throw NotAsExpected{"; up to this line there is no file " + name};
+    }
+    world.removed.push_back(name);
+}
+
 void read_mode(WorldConfig& world, Words& words) {
     const std::string name = words.word();
     const std::string digits = words.word();
@@ -101,12 +119,12 @@ constexpr SetupLine SETUP_LINES[] = {
      "the daemon's command line"},
     {"without", "serial | midi | command NAME", [](File& f, Words& words) { read_without(f.world(), words); },
      "that device or command does not exist; the shell's own, such as `echo`, cannot be taken away"},
-    {"resources", "DIRECTORY", [](File& f, Words& words) { f.world().resources = f.beside(words.text()); },
+    {"resources", "DIRECTORY", read_resources,
      "where the daemon's resources are copied from, relative to the scenario"},
     {"file", "NAME [crlf | cut | hex]", read_file_lines,
      "lays a file over them; its lines follow, indented by four blanks. `crlf`: with CR LF line ends; `cut`: without the end "
      "of the last line; `hex`: of bytes in hexadecimal, and of nothing else"},
-    {"remove", "NAME", [](File& f, Words& words) { f.world().removed.push_back(words.word()); },
+    {"remove", "NAME", [](File& f, Words& words) { read_remove(f.world(), words); },
      "takes a file out of them"},
     {"directory", "NAME", [](File& f, Words& words) { f.world().directories.push_back(words.word()); },
      "puts a directory in a file's place"},
@@ -160,7 +178,19 @@ std::string FileReader::lines(const std::string& end, bool is_hex) {
             content += std::exchange(empty_lines, "") + line_.substr(INDENT.size()) + end;
         }
     }
+    ends_of_files_.push_back(number_);
     return content;
+}
+
+void FileReader::fail(const NotAsExpected& error) const {
+    const auto after_file = std::find(ends_of_files_.begin(), ends_of_files_.end(), number_ - 1);
+    std::string why = error.why;
+    if (line_.find(" #") != std::string::npos) {
+        why += "; a comment needs a line of its own";
+    } else if (after_file != ends_of_files_.end()) {
+        why += "; the lines of a file are indented by four blanks";
+    }
+    throw ScenarioError(scenario_.file + ":" + std::to_string(number_) + ": " + why);
 }
 
 Scenario FileReader::read(const std::vector<std::string>& more_options) {
@@ -179,6 +209,7 @@ Scenario FileReader::read(const std::vector<std::string>& more_options) {
         StepReader reader(setup);
         for (Step& step : scenario_.steps) {
             number_ = step.line;
+            line_ = step.text;
             if (step.text.starts_with("##")) {
                 step.act = [text = trimmed(step.text.substr(2))](Runner& run) {
                     run.transcript().heading(text);

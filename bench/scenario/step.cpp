@@ -42,21 +42,6 @@ bool matches(const Pattern& pattern, const Bytes& message) {
                       });
 }
 
-std::string describe(const Pattern& pattern) {
-    Bytes bytes;
-    std::string text;
-    for (const std::optional<std::uint8_t>& byte : pattern) {
-        text += text.empty() ? "" : " ";
-        text += byte ? hex({*byte}) : "..";
-        bytes.push_back(byte.value_or(0));
-    }
-    constexpr std::size_t LONGEST = 19;
-    if (std::find(pattern.begin(), pattern.end(), std::nullopt) != pattern.end()) {
-        return text;
-    }
-    return (text.size() > LONGEST ? hex(bytes, 6) : text) + "   " + describe(bytes);
-}
-
 Step StepReader::read(const std::string& text) {
     const std::string first = trimmed(text).empty() ? "" : Words(text).word();
     for (const Verb& verb : verbs()) {

@@ -17,8 +17,6 @@ namespace bench {
 using Pattern = std::vector<std::optional<std::uint8_t>>;
 
 bool matches(const Pattern& pattern, const Bytes& message);
-// "90 3c ..", and what it says if it is a whole message.
-std::string describe(const Pattern& pattern);
 
 constexpr int MAX_TIME = 600000;  // milliseconds, of a step
 

@@ -75,9 +75,9 @@ void until(Runner& run, const Awaited& awaited) {
         return matches(awaited.pattern, event.bytes);
     });
     if (passed < 0) {
-        fail(describe(awaited.pattern), "not among " + std::to_string(-1 - passed) + " messages" +
-                                            after(awaited.patience) +
-                                            run.last_messages(awaited.end));
+        fail(run.words_for(awaited.end, awaited.pattern),
+             "not among " + std::to_string(-1 - passed) + " messages" + after(awaited.patience) +
+                 run.last_messages(awaited.end));
     }
 }
 
@@ -260,7 +260,12 @@ Shown shown(StepReader& reader) {
     const milliseconds patience = reader.patience(MESSAGE_PATIENCE);
     const int row = words.number(1, SCREEN_ROWS), column = words.number(1, SCREEN_COLUMNS);
     const std::string text = words.quoted();
-    return {patience, row, column, text, words.more() ? words.text() : ""};
+    const std::string color = words.more() ? words.text() : "";
+    if (!color.empty() && !Screen::are_colors(color)) {
+        throw NotAsExpected{"; \"" + color + "\" is no COLOR: black, red, green, yellow, blue, " +
+                            "magenta, cyan or white, bright or not, as in bright red on black"};
+    }
+    return {patience, row, column, text, color};
 }
 
 void expect_screen(Runner& run, const Shown& expected) {
