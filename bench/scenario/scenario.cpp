@@ -5,8 +5,6 @@
 #include <sstream>
 #include <utility>
 
-#include "scenario/runner.h"
-
 namespace bench {
 namespace {
 
@@ -179,14 +177,8 @@ Scenario FileReader::read(const std::vector<std::string>& more_options) {
         StepReader reader(setup);
         for (Step& step : scenario_.steps) {
             number_ = step.line;
-            if (step.text.starts_with("##")) {
-                step.act = [text = trimmed(step.text.substr(2))](Runner& run) {
-                    run.transcript().heading(text);
-                };
-            } else {
-                step = reader.read(step.text);
-                step.line = number_;
-            }
+            step = reader.read(step.text);
+            step.line = number_;
         }
     } catch (const NotAsExpected& error) {
         fail(error);
