@@ -48,6 +48,14 @@ TEST(Scenario, SaysWhereALineIsWrong) {
         {"log line x", "expected log line \"TEXT\""},
         {"file x hex\n    1g", "expected bytes in hexadecimal"},
         {"file x\n   y", "expected lines of a file indented by four blanks"},
+        {"file x\ny",
+         "expected a step; ctlbench steps lists them; the lines of a file are indented"},
+        {"board press PLAY_A # it",
+         "expected board press CONTROL [VELOCITY]; a comment needs a line"},
+        {"resources nowhere", "expected resources DIRECTORY; there is no directory tests/nowhere"},
+        {"remove y", "expected remove NAME; up to this line there is no file y"},
+        {"screen expect 3 2 \"X\" pink",
+         "expected screen expect ROW COLUMN \"TEXT\" [COLOR] [within"},
     };
     for (const auto& [step, message] : cases) {
         const std::string line = std::string(step).find('\n') == std::string::npos ? "7" : "8";
@@ -102,17 +110,19 @@ TEST(Scenario, SetsTheWorldUp) {
     WorldConfig defaults;
     defaults.options = {"-v"};
     const WorldConfig world =
-        parse_scenario("dir/t.scn",
-                       "options -d 20\nwithout serial\nresources ../other\nremove a\n"
-                       "file b crlf\n    # x\n    \n    y\nxfbdev ignores 1\nxfbdev lingers 900\n"
+        parse_scenario(SCENARIOS_DIR "/t.scn",
+                       "options -d 20\nwithout serial\nresources ../../resources\n"
+                       "remove orvik.color.cfg\nremove orvik.miditxt.cfg0.txt.ok\nfile b crlf\n    "
+                       "# x\n    \n    y\nxfbdev ignores 1\nxfbdev lingers 900\n"
                        "file c cut\n    x\n    y\nfile d hex\n    78 00\n    ff\ndirectory e\n"
                        "without command ps\nmode c 640\nmode . 555\n"
                        "exit expect 1\n",
                        defaults)
             .world;
     EXPECT_EQ(world.options, (std::vector<std::string>{"-d", "20", "-v"}));
-    EXPECT_EQ(world.resources, "dir/../other");
-    EXPECT_EQ(world.removed, (std::vector<std::string>{"a"}));
+    EXPECT_EQ(world.resources, SCENARIOS_DIR "/../../resources");
+    EXPECT_EQ(world.removed,
+              (std::vector<std::string>{"orvik.color.cfg", "orvik.miditxt.cfg0.txt.ok"}));
     EXPECT_EQ(world.files.at("b"), "# x\r\n\r\ny\r\n");
     EXPECT_EQ(world.files.at("c"), "x\ny");
     EXPECT_EQ(world.files.at("d"), std::string("x\0\xff", 3));

@@ -5,8 +5,6 @@
 #include <sstream>
 #include <utility>
 
-#include "scenario/runner.h"
-
 namespace bench {
 namespace {
 
@@ -187,7 +185,7 @@ void FileReader::fail(const NotAsExpected& error) const {
     std::string why = error.why;
     if (line_.find(" #") != std::string::npos) {
         why += "; a comment needs a line of its own";
-    } else if (after_file != ends_of_files_.end()) {
+    } else if (after_file != ends_of_files_.end() && why.starts_with("expected a step")) {
         why += "; the lines of a file are indented by four blanks";
     }
     throw ScenarioError(scenario_.file + ":" + std::to_string(number_) + ": " + why);
@@ -210,14 +208,8 @@ Scenario FileReader::read(const std::vector<std::string>& more_options) {
         for (Step& step : scenario_.steps) {
             number_ = step.line;
             line_ = step.text;
-            if (step.text.starts_with("##")) {
-                step.act = [text = trimmed(step.text.substr(2))](Runner& run) {
-                    run.transcript().heading(text);
-                };
-            } else {
-                step = reader.read(step.text);
-                step.line = number_;
-            }
+            step = reader.read(step.text);
+            step.line = number_;
         }
     } catch (const NotAsExpected& error) {
         fail(error);

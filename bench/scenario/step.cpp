@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "scenario/runner.h"
-
 namespace bench {
 namespace {
 
@@ -49,13 +47,13 @@ Step StepReader::read(const std::string& text) {
         if (!take_subject(first, verb) || !words.take(verb.words)) {
             continue;
         }
-        sending_.reset();
+        sending.reset();
         try {
             Action act = verb.read(*this);
             if (words.more()) {
                 throw NotAsExpected();
             }
-            return {.text = text, .when = verb.when, .act = std::move(act), .sending = sending_};
+            return {.text = text, .when = verb.when, .act = std::move(act), .sending = sending};
         } catch (const NotAsExpected& error) {
             const bool what = std::string_view(verb.rest).starts_with(WHAT);
             const std::string subject = *verb.subjects == '\0' ? "" : first + " ";
@@ -103,14 +101,6 @@ std::optional<Bytes> StepReader::named_message() {
 milliseconds StepReader::patience(milliseconds otherwise) {
     const std::optional<int> given = words.take_last("within", 1, MAX_TIME);
     return given ? milliseconds(*given) : otherwise;
-}
-
-Action StepReader::send(std::vector<Bytes> messages) {
-    if (messages.empty() || messages.front().empty()) {
-        throw NotAsExpected();
-    }
-    sending_ = {end(), std::move(messages)};
-    return [sending = *sending_](Runner& runner) { runner.send(sending.end, sending.messages); };
 }
 
 Pattern StepReader::pattern() {

@@ -55,6 +55,8 @@ class StepReader {
     Words words{""};
     std::vector<End> ends;
     End end() const { return ends.front(); }
+    // To be set by those that do nothing but send.
+    std::optional<Sending> sending;
 
     const Control& control();
     Pattern pattern();
@@ -63,9 +65,6 @@ class StepReader {
     std::optional<Bytes> named_message();
     // The time of a "within" at the end of the line. To be taken before any text.
     milliseconds patience(milliseconds otherwise);
-    // Makes the step one that sends.
-    Action send(std::vector<Bytes> messages);
-
     // Whose gestures these are.
     const Host& host() const { return host_; }
 
@@ -77,7 +76,6 @@ class StepReader {
     const Mapping& mapping_;
     Board board_;
     Host host_;
-    std::optional<Sending> sending_;
 };
 
 struct Verb {

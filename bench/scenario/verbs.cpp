@@ -48,9 +48,17 @@ Awaited awaited(StepReader& reader) {
     return {reader.end(), patience, reader.pattern()};
 }
 
-Action send(StepReader& reader) {
+Action send(StepReader& reader, const std::vector<Bytes>& messages) {
+    if (messages.empty() || messages.front().empty()) {
+        throw NotAsExpected();
+    }
+    reader.sending = {reader.end(), messages};
+    return [sending = *reader.sending](Runner& run) { run.send(sending.end, sending.messages); };
+}
+
+Action send_bytes(StepReader& reader) {
     const std::optional<Bytes> named = reader.named_message();
-    return reader.send({named ? *named : parse_hex(reader.words.text()).value_or(Bytes())});
+    return send(reader, {named ? *named : parse_hex(reader.words.text()).value_or(Bytes())});
 }
 
 void expect(Runner& run, const Awaited& awaited) {
@@ -312,6 +320,10 @@ void hang_up(Runner& run, const Link& link) {
     run.pump(milliseconds(0));
 }
 
+void heading(Runner& run, const std::string& text) {
+    run.transcript().heading(text);
+}
+
 constexpr int NEEDED = -1;  // a number that has to stand there
 
 int value_of(StepReader& reader, int otherwise) {
@@ -322,18 +334,18 @@ int value_of(StepReader& reader, int otherwise) {
 Action gesture(StepReader& reader, std::vector<Bytes> (*make)(const Control&, int),
                int otherwise = NEEDED) {
     const Control& control = reader.control();
-    return reader.send(make(control, value_of(reader, otherwise)));
+    return send(reader, make(control, value_of(reader, otherwise)));
 }
 
 Action command(StepReader& reader, Bytes (Host::*make)(const Control&, int) const,
                int otherwise = NEEDED) {
     const Control& control = reader.control();
-    return reader.send({(reader.host().*make)(control, value_of(reader, otherwise))});
+    return send(reader, {(reader.host().*make)(control, value_of(reader, otherwise))});
 }
 
 Action spin(StepReader& reader) {
     const Control& platter = reader.control();
-    return reader.send(Board::spin(platter, reader.words.number(-100000, 100000)));
+    return send(reader, Board::spin(platter, reader.words.number(-100000, 100000)));
 }
 
 using Reader = StepReader;
@@ -349,7 +361,7 @@ constexpr Verb VERBS[] = {
      "moves a pot or fader, 0 to 127"},
     {"board", "spin", "CONTROL UNITS", LINES_OPEN, spin,
      "moves a platter, its partner or the encoder; negative: the other way"},
-    {"board", "rest", "CONTROL", LINES_OPEN, [](Reader& r) { return r.send(Board::rest(r.control())); },
+    {"board", "rest", "CONTROL", LINES_OPEN, [](Reader& r) { return send(r, Board::rest(r.control())); },
      "lets it come to rest"},
     {"host", "light", "CONTROL VALUE", LINES_OPEN, [](Reader& r) { return command(r, &Host::light); },
      "a note-on for an LED"},
@@ -357,7 +369,7 @@ constexpr Verb VERBS[] = {
      "a note-off for it"},
     {"host", "meter", "CONTROL VALUE", LINES_OPEN, [](Reader& r) { return command(r, &Host::meter); },
      "a control change for a meter"},
-    {"board, host", "send", "BYTES | sysex SIZE [open] | identity request | identity reply", LINES_OPEN, send,
+    {"board, host", "send", "BYTES | sysex SIZE [open] | identity request | identity reply", LINES_OPEN, send_bytes,
      "bytes in hexadecimal, written in one piece; a system-exclusive message of that many bytes, `open` without its last; "
      "the Identity Request or Reply"},
     {"host", "expect report", "[within MS]", LINES_OPEN, [](Reader& r) { return with(r.patience(REPORT_PATIENCE), expect_report); },
@@ -393,6 +405,8 @@ constexpr Verb VERBS[] = {
      "prints the screen"},
     {"exit", "expect", "STATUS [within MS]", When::Ended, expect_exit,
      "the daemon ends; without this step that fails a scenario at once"},
+    {"", "##", "TEXT", AT_ONCE, [](Reader& r) { return with(r.words.text(), heading); },
+     "a heading, which is printed"},
     {"", "wait", "MS", AT_ONCE, [](Reader& r) -> Action { return [time = time_of(r)](Runner& run) { run.pass_time(time); }; },
      "lets that time pass"},
     {"", "hang up serial", "", LINES_OPEN, [](Reader&) { return with(Link::Serial, hang_up); },
