@@ -58,21 +58,22 @@ TEST_F(Dispatch, FramesEachStream) {
 }
 
 TEST_F(Dispatch, EveryFirstByteHasItsRoute) {
+    start(MAPPING, 15);
     for (int first = 0; first < 256; ++first) {
         const std::string byte = hex(first);
-        const std::string from_board = first >> 4 == 0xB ? "host b2 05 " + hex(63 + first % 2 * 64)
-                                       : first == 0x90   ? "host 92 05 7f"
-                                       : first == 0x80   ? "host 82 05 7e"
+        const std::string from_board = first >> 4 == 0xB ? "host bf 05 " + hex(63 + first % 2 * 64)
+                                       : first == 0x90   ? "host 9f 05 7f"
+                                       : first == 0x80   ? "host 8f 05 7e"
                                                          : "ring0 2";
-        const std::string from_host = first == 0x92   ? "board 90 01 05"
-                                      : first == 0x82 ? "board 90 01 00"
-                                      : first == 0xB2 ? "board b0 09 30"
+        const std::string from_host = first == 0x9F   ? "board 90 01 05"
+                                      : first == 0x8F ? "board 90 01 00"
+                                      : first == 0xBF ? "board b0 09 30"
                                                       : "ring1 2";
         if (first != 0xF0) {
             reset();
             play("board " + byte + " 05 7e > " + from_board);
             reset();
-            play("host " + byte + (first == 0xB2 ? " 32 05 > " : " 3c 05 > ") + from_host);
+            play("host " + byte + (first == 0xBF ? " 32 05 > " : " 3c 05 > ") + from_host);
         }
     }
 }
