@@ -184,28 +184,23 @@ bool Account::take_extra(const Bytes& message) {
            (message.size() == 3 && message[0] == NOTE_ON && message[1] == TRAFFIC_LED);
 }
 
-// What is under way of the control that the message is of.
-std::deque<Account::UnderWay>* Account::find_under_way(const Bytes& message) {
+bool Account::take_expected(const Bytes& message, Clock::time_point now) {
     const bool known = message.size() == 3 && (message[1] & 0x80) == 0;
     const int index = known ? by_slot_[slot(message)] : -1;
-    return index >= 0 ? &sources_[static_cast<std::size_t>(index)].under_way : nullptr;
-}
-
-bool Account::take_expected(const Bytes& message, Clock::time_point now) {
-    std::deque<UnderWay>* const under_way = find_under_way(message);
-    if (under_way == nullptr) {
+    if (index < 0) {
         return false;
     }
-    const auto found = std::find_if(under_way->begin(), under_way->end(),
+    std::deque<UnderWay>& under_way = sources_[static_cast<std::size_t>(index)].under_way;
+    const auto found = std::find_if(under_way.begin(), under_way.end(),
                                     [&](const UnderWay& one) { return one.message == message; });
-    if (found == under_way->end()) {
+    if (found == under_way.end()) {
         return false;
     }
     if (latencies_.size() < MOST_LATENCIES) {
         latencies_.push_back(static_cast<std::uint32_t>((now - found->at).count()));
     }
-    const auto left_out = found - under_way->begin();
-    under_way->erase(under_way->begin(), found + 1);
+    const auto left_out = found - under_way.begin();
+    under_way.erase(under_way.begin(), found + 1);
     merged_ += left_out;
     under_way_ -= left_out + 1;
     ++arrived_;

@@ -108,7 +108,6 @@ class Account {
         std::deque<UnderWay> under_way;
     };
 
-    std::deque<UnderWay>* find_under_way(const Bytes& message);
     bool take_expected(const Bytes& message, Clock::time_point now);
     bool take_extra(const Bytes& message);
     static std::size_t slot(const Bytes& message);

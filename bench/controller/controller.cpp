@@ -109,8 +109,8 @@ Controller::Controller(const WorldConfig& config)
       world_(std::make_unique<World>(config)),
       serial_(std::make_unique<Line>()),
       midi_(std::make_unique<Line>()) {
-    if (world_->midi_fd() >= 0) {
-        midi_opened_ = std::make_unique<OpenWatch>(world_->midi_fd());
+    if (fd(End::Host) >= 0) {
+        midi_opened_ = std::make_unique<OpenWatch>(fd(End::Host));
     }
 }
 
@@ -295,11 +295,11 @@ void Controller::set_reading(End end, bool reading) {
 }
 
 bool Controller::taken(End end) const {
-    return flushed(end) && !is(POLLIN, far_fd(end));
+    return flushed(end) && !is(POLLIN, world_->far_fd(end));
 }
 
 bool Controller::full(End end) const {
-    return !is(POLLOUT, far_fd(end));
+    return !is(POLLOUT, world_->far_fd(end));
 }
 
 bool Controller::drained(End end) const {
@@ -317,10 +317,10 @@ void Controller::end_unfinished(End end) {
 bool Controller::ready() const {
     termios settings;
     // The daemon sets the speed when it has opened the line, and with it drops what came before.
+    const int board = fd(End::Board);
     const bool serial =
-        world_->serial_fd() < 0 ||
-        (tcgetattr(world_->serial_fd(), &settings) == 0 && cfgetospeed(&settings) == B115200);
-    const bool midi = world_->midi_fd() < 0 || midi_opened_->opened();
+        board < 0 || (tcgetattr(board, &settings) == 0 && cfgetospeed(&settings) == B115200);
+    const bool midi = fd(End::Host) < 0 || midi_opened_->opened();
     return serial && midi;
 }
 
@@ -329,16 +329,15 @@ int Controller::hand_over(End end) {
     return fd(end);
 }
 
-void Controller::hang_up(Link link) {
-    const End end = link == Link::Serial ? End::Board : End::Host;
+void Controller::hang_up(End end) {
     read_line(end);
-    if (link == Link::Midi) {
+    if (end == End::Host) {
         midi_opened_.reset();
     }
-    world_->hang_up(link);
+    world_->hang_up(end);
     line(end) = Line();
     add({.place = Place::World,
-         .text = link == Link::Serial ? "serial line pulled" : "MIDI device pulled"});
+         .text = end == End::Board ? "serial line pulled" : "MIDI device pulled"});
 }
 
 }  // namespace bench

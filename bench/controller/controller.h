@@ -19,15 +19,6 @@ namespace bench {
 
 using std::chrono::milliseconds;
 
-// The two ends that messages go between.
-enum class End { Board, Host };
-
-constexpr End other(End end) {
-    return end == End::Board ? End::Host : End::Board;
-}
-constexpr const char* name(End end) {
-    return end == End::Board ? "board" : "host";
-}
 std::string way(End from);  // "board → host"
 
 // Where something happens. World: the daemon's end, and lines that are pulled.
@@ -83,7 +74,7 @@ class Controller {
     void end_unfinished(End end);
     // The daemon has opened every line that there is.
     bool ready() const;
-    void hang_up(Link link);
+    void hang_up(End end);
     // Leaves a line to the caller: step() goes on to look after everything else. Returns its
     // descriptor, -1 if there is none.
     int hand_over(End end);
@@ -110,10 +101,7 @@ class Controller {
     void read_platform();
     void notice_exit();
     Line& line(End end) const { return end == End::Board ? *serial_ : *midi_; }
-    int fd(End end) const { return end == End::Board ? world_->serial_fd() : world_->midi_fd(); }
-    int far_fd(End end) const {
-        return end == End::Board ? world_->far_serial_fd() : world_->far_midi_fd();
-    }
+    int fd(End end) const { return world_->fd(end); }
 
     std::chrono::steady_clock::time_point start_;
     Setup setup_;

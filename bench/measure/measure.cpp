@@ -51,15 +51,6 @@ constexpr Subject SUBJECTS[] = {{"ctlbridge", nullptr},
                                 {"blocking relay", "blocking"}};
 constexpr std::size_t BUSY_RELAY = 1;
 
-WorldConfig world_for(const Subject& subject, const WorldConfig& config, const MeasurePlan& plan) {
-    WorldConfig world = config;
-    if (subject.relay != nullptr) {
-        world.daemon = plan.relay;
-        world.options = {subject.relay};
-    }
-    return world;
-}
-
 enum class Load { Idle, Line };
 
 // By load, way and place in SUBJECTS.
@@ -88,7 +79,12 @@ const Account& run_one(Bridge& bridge, End from, const Plan& plan, const std::st
 void measure_latency(std::size_t subject, const WorldConfig& config, const MeasurePlan& plan,
                      Distributions& found) {
     const auto& [name, relay] = SUBJECTS[subject];
-    Bridge bridge(world_for(SUBJECTS[subject], config, plan), relay != nullptr);
+    WorldConfig world = config;
+    if (relay != nullptr) {
+        world.daemon = plan.relay;
+        world.options = {relay};
+    }
+    Bridge bridge(world, relay != nullptr);
     const auto note = [&](Load load, const Account& account) {
         Latencies& all = found[{load, account.from(), subject}];
         all.insert(all.end(), account.latencies().begin(), account.latencies().end());

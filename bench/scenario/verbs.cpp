@@ -315,8 +315,8 @@ Action expect_exit(StepReader& reader) {
     };
 }
 
-void hang_up(Runner& run, const Link& link) {
-    run.controller().hang_up(link);
+void hang_up(Runner& run, const End& end) {
+    run.controller().hang_up(end);
     run.pump(milliseconds(0));
 }
 
@@ -409,9 +409,9 @@ constexpr Verb VERBS[] = {
      "a heading, which is printed"},
     {"", "wait", "MS", AT_ONCE, [](Reader& r) -> Action { return [time = time_of(r)](Runner& run) { run.pass_time(time); }; },
      "lets that time pass"},
-    {"", "hang up serial", "", LINES_OPEN, [](Reader&) { return with(Link::Serial, hang_up); },
+    {"", "hang up serial", "", LINES_OPEN, [](Reader&) { return with(End::Board, hang_up); },
      "pulls the cable to the board"},
-    {"", "hang up midi", "", LINES_OPEN, [](Reader&) { return with(Link::Midi, hang_up); },
+    {"", "hang up midi", "", LINES_OPEN, [](Reader&) { return with(End::Host, hang_up); },
      "pulls the cable to the host"},
     {"board, host", "stops reading", "", LINES_OPEN, [](Reader& r) { return with(r.end(), stop_reading); },
      "leaves what comes there where it is"},

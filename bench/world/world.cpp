@@ -171,8 +171,8 @@ void World::answer_platform() {
     caller_.reset();
 }
 
-void World::hang_up(Link link) {
-    (link == Link::Serial ? serial_ : midi_) = Pty();
+void World::hang_up(End end) {
+    (end == End::Board ? serial_ : midi_) = Pty();
 }
 
 pid_t World::daemon_pid() const {

@@ -12,7 +12,15 @@
 
 namespace bench {
 
-enum class Link { Serial, Midi };
+// The two ends that messages go between: the board at the serial line, the host at the MIDI device.
+enum class End { Board, Host };
+
+constexpr End other(End end) {
+    return end == End::Board ? End::Host : End::Board;
+}
+constexpr const char* name(End end) {
+    return end == End::Board ? "board" : "host";
+}
 
 // A pseudo-terminal. The slave is held open too: before the daemon opens it and after it has ended,
 // the master is not to see a hang-up.
@@ -30,12 +38,10 @@ class World {
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
-    // The outer ends, all non-blocking, -1 where a link is missing or hung up.
-    int serial_fd() const { return serial_.master.get(); }  // the board's end
-    int midi_fd() const { return midi_.master.get(); }      // the host's end
-    // The daemon's ends of these two, as they are held open out here; -1 where there is none.
-    int far_serial_fd() const { return serial_.slave.get(); }
-    int far_midi_fd() const { return midi_.slave.get(); }
+    // The outer ends, all non-blocking, -1 where a line is missing or hung up.
+    int fd(End end) const { return (end == End::Board ? serial_ : midi_).master.get(); }
+    // The daemon's end of it, as it is held open out here; -1 where there is none.
+    int far_fd(End end) const { return (end == End::Board ? serial_ : midi_).slave.get(); }
     int console_fd() const { return console_.master.get(); }  // what is written to /dev/tty0
     int log_fd() const { return log_.get(); }            // the daemon's standard output and error
     int platform_fd() const { return platform_.get(); }  // readable when a platform call waits
@@ -47,7 +53,7 @@ class World {
     void answer_platform();
 
     // Hangs the line up as a pulled cable would: the daemon's descriptor sees the end of file.
-    void hang_up(Link link);
+    void hang_up(End end);
 
     // The daemon's process number as the machine outside counts; -1 if it does not run.
     pid_t daemon_pid() const;
