@@ -213,23 +213,6 @@ TEST_F(Engine, StepsAndPositionsStayWithinSevenBits) {
     play("board b0 40 3f > host b0 1f 7f");  // position 0x3FFF
 }
 
-TEST(Channel, WhileNoneIsSetEverythingGoesOutOnChannelZero) {
-    ASSERT_EQ(cfg_midi_channel_no(), INVALID_NUM) << "run by ctest, a process for each test";
-    ASSERT_EXIT(
-        {
-            write_resource("orvik.midictl.cfg", "");
-            write_resource("orvik.sys.cfg", "midi_channel=20\n");
-            pot_init();
-            midi_init();
-            btn_process_pkg(0x90, 1, 1, BOARD);
-            pot_process_pkg(0xB1, 5, 0x7F, BOARD);
-            pot_check_all(BOARD);
-            const bool refused = cfg_midi_channel_no() == INVALID_NUM;
-            exit(refused && host_got() == "b0 05 7f 90 01 7f" ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "midi_channel \"20\" refused: expected 0 to 15");
-}
-
 TEST(Platter, IsOneOfTheBoard) {
     start("", 0);
     pot_set_move_flag(15, HOST);
