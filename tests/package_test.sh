@@ -1,27 +1,52 @@
 #!/bin/sh
-# package_test.sh TARBALL: installs it into a root of its own, runs the init script with a stand-in
-# for the daemon, upgrades over edited files and uninstalls, with nothing but BusyBox.
+# package_test.sh TARBALL: installs the package on a device that has nothing but BusyBox, with a
+# stand-in for the daemon; starts and stops it, upgrades over edited files, breaks off at every step,
+# and uninstalls. The device is in namespaces of its own: it ends with this script, however that
+# ends, and has no process and no file of the machine in its reach.
+# shellcheck disable=SC2317  # functions are called by check
 set -u
 
-tarball=$(readlink -f "$1") || exit 2
-busybox=$(command -v busybox) || exit 2
-work=$(mktemp -d)
-failed=0
+case ${2-} in
+'') # on the machine
+    tarball=$(readlink -f "$1") || exit 2
+    user=
+    [ "$(id -u)" -eq 0 ] || user=--map-root-user
+    # shellcheck disable=SC2086  # empty or an option
+    setpriv --pdeathsig KILL unshare $user --mount --pid --fork --kill-child sh "$0" "$tarball" make &
+    wait $!
+    exit
+    ;;
+make) # in the namespaces
+    device=/mnt
+    mount -t tmpfs none $device || exit 2
+    mkdir $device/bin
+    cp "$0" "$(command -v busybox)" $device/bin || exit 2
+    tar -xzf "$1" -C $device || exit 2
+    readelf -A $device/ctlbridge-*/bin/ctlbridge >$device/attributes
+    cd $device && mkdir -p dev proc tmp var/run var/log opt etc/init.d etc/default
+    for dir in lib lib64 usr/lib usr/lib64; do # what BusyBox is linked with
+        if [ -L /$dir ]; then
+            cp -P /$dir $dir
+        elif [ -d /$dir ]; then
+            mkdir -p $dir && mount --rbind /$dir $dir || exit 2
+        fi
+    done
+    : >dev/null
+    mount --bind /dev/null dev/null && mount -t proc proc proc || exit 2
+    chroot . /bin/busybox --install -s /bin
+    exec chroot . /bin/env -i PATH=/bin /bin/sh "/bin/${0##*/}" "$1" device
+    ;;
+esac
 
-clean_up() {
-    [ ! -f "$work/root/etc/init.d/ctlbridge" ] || sh "$work/root/etc/init.d/ctlbridge" stop >/dev/null
-    rm -rf "$work"
-}
-trap clean_up EXIT
-trap 'exit 1' HUP INT TERM
+failed=0
 check() { # WHAT COMMAND...
     what=$1
     shift
-    if "$@" >"$work/out" 2>&1; then
+    if "$@" >/out 2>&1; then
         echo "ok: $what"
     else
         echo "FAILED: $what"
-        cat "$work/out"
+        cat /out
         failed=1
     fi
 }
@@ -34,116 +59,307 @@ status_is() { # STATUS COMMAND...
 says() { # TEXT COMMAND...
     text=$1
     shift
-    "$@" >"$work/said" 2>&1
-    cat "$work/said"
-    grep -qF "$text" "$work/said"
+    "$@" >/said 2>&1
+    cat /said
+    grep -qF "$text" /said
 }
 not() { ! "$@"; }
 eventually() { # COMMAND...
-    for _ in 1 2 3 4 5 6 7 8 9 10; do
+    for _ in $(seq 20); do
         "$@" && return
-        sleep 1
+        /bin/sleep 1
     done
     return 1
 }
 at_most() { [ "$(wc -c <"$1")" -le "$2" ]; }
+daemons() { ps -o pid,args | awk '/ctlbridge -m 3$/ { print $1 }'; }
+running() { [ "$(daemons | wc -l)" -eq "$1" ]; }
+contents() { # of all that may be installed
+    find /opt /etc | sort
+    find /opt /etc -type l -exec readlink {} \; | sort
+    find /opt /etc -type f -exec md5sum {} + | sort -k 2
+}
+refused() { # TEXT COMMAND...: fails and says why, and all is as it was
+    { contents; daemons; } >/before
+    says "$@" || return
+    shift
+    ! "$@" || return
+    { contents; daemons; } | diff /before -
+}
 
-mkdir "$work/commands" "$work/root"
-for command in $("$busybox" --list); do
-    ln -s "$busybox" "$work/commands/$command"
-done
-ln -s "$(command -v readelf)" "$work/commands/readelf" 2>/dev/null
-PATH=$work/commands
-export PATH
-cd "$work" || exit 2
-root=$work/root
-
-# ---- The tarball
-tar -xzf "$tarball"
-package=$(echo "$work"/ctlbridge-*)
-name=$(basename "$package")
+# ---- The package, into the root file system of a device that is mounted here
+package=$(echo /ctlbridge-*)
+name=${package#/}
 version=$(cat "$package/VERSION")
 check "name and version agree" [ "${name%-*}" = "ctlbridge-$version" ]
 check "no copies that the daemon makes" [ -z "$(find "$package" -name '*.ok*')" ]
 check "manual pages carry the version" grep -q "$version" "$package/share/man/man1/ctlbridge.1"
 if [ "${name##*-}" = armv6 ]; then
     check "at most 640 kB" at_most "$package/bin/ctlbridge" 655360
-    readelf -A "$package/bin/ctlbridge" >"$work/attributes"
-    check "ARMv6 and nothing newer" grep -qx "  Tag_CPU_arch: v6" "$work/attributes"
-    check "soft-float calls" not grep -q "VFP_args" "$work/attributes"
+    check "ARMv6 and nothing newer" grep -qx "  Tag_CPU_arch: v6" /attributes
+    check "soft-float calls" not grep -q "VFP_args" /attributes
 fi
+mkdir "/a root"
+export ROOT="/a root"
+check "installs" says "ctlbridge $version is installed in /a root/opt/ctlbridge" "$package/install.sh"
+check "tells nobody to start it here" not grep -q init.d /said
+check "boot finds the init script" [ -x "$ROOT/etc/init.d/S90ctlbridge" ]
+check "installs again in silence about edits" not says ": kept" "$package/install.sh"
+check "uninstalls" says "is uninstalled" "$ROOT/opt/ctlbridge/install.sh" uninstall
+check "nothing is left" [ -z "$(find "$ROOT" ! -type d)" ]
+unset ROOT
 
-# ---- Install
-install() { ROOT=$root sh "$package/install.sh" "$@"; }
-home=$root/opt/ctlbridge
-init=$root/etc/init.d/ctlbridge
-mapping=$home/resources/orvik.midictl.cfg
-check "installs" says "ctlbridge $version is installed" install
-check "the daemon can be run" [ -x "$home/bin/ctlbridge" ]
-check "boot finds the init script" [ -x "$root/etc/init.d/S90ctlbridge" ]
-check "installs again in silence about edits" not says "edited" install
-
-# ---- Init script, with something in the daemon's place that talks a lot and dies of SIGTERM
-cp "$home/bin/ctlbridge" "$work/daemon"
-cat >"$home/bin/ctlbridge" <<'EOF'
+# ---- Two versions, which cannot be written to. The stand-in does what it is told.
+resources=/opt/ctlbridge/resources
+init=/etc/init.d/ctlbridge
+log=/var/log/ctlbridge.log
+mkfifo /tell
+exec 3<>/tell # so that telling does not wait
+for v in 1 2; do
+    cp -a "$package" /v$v
+    rm /v$v/resources/*.ppm /v$v/share/man/man5/*
+    for file in midictl sys color softlabelpos; do
+        echo "# version $v" >>/v$v/resources/orvik.$file.cfg
+    done
+    cat >/v$v/bin/ctlbridge <<END
 #!/bin/sh
-pwd
-echo "options: $*" >&2
-[ "$1" != -x ] || exit 1
-seq 1 500
-while :; do sleep 1; done
-EOF
-cat >"$root/etc/default/ctlbridge" <<EOF
-DIR=$home
-TTY=$work/none
-LOG=$work/log
-LOG_BYTES=1500
-PIDFILE=$work/pid
-PATH=$PATH
+# version $v
+exec 3<>/tell
+: >/alive
+[ "\$2" != 9 ] || exit
+while read -r line <&3; do eval "\$line"; done
+END
+done
+mv /v2/resources/orvik.miditxt.cfg0.txt /v2/resources/another.txt
+for v in 1 2; do
+    mount -o bind /v$v /v$v
+    mount -o remount,ro,bind /v$v
+done
+mkdir /quick /step
+cat >/quick/sleep <<'END'
+#!/bin/sh
+# A second, or until the stand-in is there.
+for _ in $(seq 20); do
+    [ ! -e /alive ] || break
+    usleep 50000
+done
+rm -f /alive
+END
+cat >/step/mv <<'END'
+#!/bin/sh
+# At step AT, and before the command, what runs in /group is killed, or the command fails.
+read -r n </n
+echo $((n + 1)) >/n
+if [ "$n" = "$AT" ]; then
+    : >/hit
+    read -r group </group
+    case "$HOW ${0##*/}" in
+    "FAIL setsid" | "FAIL rm") ;;
+    FAIL*) exit 1 ;;
+    *) kill -"$HOW" "-$group" ;;
+    esac
+fi
+exec /bin/busybox "${0##*/}" "$@"
+END
+printf '#!/bin/sh\nexec /bin/sleep 1\n' >/quick/stty
+chmod 755 /quick/* /step/mv
+for command in chmod ln mkdir rm rmdir sed setsid sync; do
+    ln -s mv /step/$command
+done
+PATH=/quick:/bin
+while read -r prefix; do
+    check "refuses PREFIX=$prefix" refused "PREFIX must be" env PREFIX="$prefix" /v1/install.sh
+done <<'END'
+opt
+/
+/opt/a b
+/opt/a&b
+/opt/a'b
+/opt/$a
+/opt/a|b
+/opt/a*
+/opt/[a]
+END
+
+# ---- Start and stop
+check "tells how to start it" says "start it with $init start" /v1/install.sh
+check "refuses a second PREFIX" refused "installed in /opt/ctlbridge" env PREFIX=/opt/b /v1/install.sh
+cat >/etc/default/ctlbridge <<'END'
+# mine
+PATH=${STEPS-}/quick:/bin
 OPTIONS="-m 3"
-EOF
+LOG_BYTES=${LOG_BYTES_NOW-1500}
+TTY=${TTY_NOW-/dev/none}
+PATIENCE=${PATIENCE_NOW-0}
+END
 check "stop when stopped" status_is 0 "$init" stop
-check "start" says "ctlbridge started" "$init" start
-first=$(cat "$work/pid")
+check "start" says "ctlbridge started, process" "$init" start
+first=$(daemons)
 check "start once more" says "runs already, process $first" "$init" start
-check "status by the boot link" says "process $first" "$root/etc/init.d/S90ctlbridge" status
-check "the newest line is in the log" eventually grep -qx 500 "$work/log"
-check "the log is bounded" at_most "$work/log" 1500
-check "so is the old one" at_most "$work/log.1" 1500
-check "no line is lost between them" [ "$(cat "$work/log.1" "$work/log" | tail -n 500)" = "$(seq 1 500)" ]
+check "status by the boot link" says "process $first" /etc/init.d/S90ctlbridge status
+echo 'pwd >/where; seq 1 500' >&3
+check "the newest line is in the log" eventually grep -qx 500 $log
+check "the log is bounded" at_most $log 1500
+check "so is the old one" at_most $log.1 1500
+check "no line is lost between them" [ "$(cat $log.1 $log | tail -n 500)" = "$(seq 1 500)" ]
+check "it works in bin" [ "$(cat /where)" = /opt/ctlbridge/bin ]
 check "restart" "$init" restart
-check "restart makes a new process" [ "$first" != "$(cat "$work/pid")" ]
-check "the old one is gone" not kill -0 "$first"
-rm -f "$work/log.1"
-echo LOG_BYTES=100000 >>"$root/etc/default/ctlbridge"
-check "restart with a larger log" "$init" restart
-check "works in bin" eventually grep -qx "$home/bin" "$work/log"
-check "options reach the daemon" grep -qx "options: -m 3" "$work/log"
-check "a missing line is reported" grep -q "no serial line $work/none" "$work/log"
+check "restart makes a new process" [ "$first" != "$(daemons)" ]
+check "a start tells what is missing" says "no serial line /dev/none" env PATIENCE_NOW=1 "$init" restart
+check "and how much" grep -q "^1 of the messages in $log" /said
+check "the log tells of each start" grep -q "^== .* ctlbridge $version, options: -m 3" $log
 check "stop" status_is 0 "$init" stop
 check "status when stopped" status_is 3 "$init" status
-check "a stale process id" sh -c "echo $$ >'$work/pid'; ! '$init' status"
-echo 'OPTIONS=-x' >>"$root/etc/default/ctlbridge"
-check "a daemon that ends at once is reported" status_is 1 "$init" start
-mv "$work/daemon" "$home/bin/ctlbridge"
-
-# ---- Upgrade: one edited, one edited that changed, one that changed, one removed
-echo "# mine" >>"$mapping"
-echo "# mine" >>"$home/resources/orvik.sys.cfg"
-rm "$home/resources/orvik.miditxt.cfg0.txt"
-for file in orvik.sys.cfg orvik.color.cfg; do
-    echo "# newer" >>"$package/resources/$file"
+for calls in "30 start" "8 restart"; do
+    for _ in $(seq "${calls% *}"); do
+        "$init" "${calls#* }" >/dev/null &
+    done
+    wait
+    check "$calls at once: one daemon" running 1
 done
-check "upgrade tells of the edited file" says "orvik.sys.cfg was edited: kept, the new one" install
-check "edited files are untouched" [ "$(grep -l "# mine" "$home"/resources/*.cfg | wc -l)" -eq 2 ]
-check "the new settings are beside them" grep -q "# newer" "$home/resources/orvik.sys.cfg.new"
-check "an unedited file is new" grep -q "# newer" "$home/resources/orvik.color.cfg"
-check "a removed file stays away" [ ! -e "$home/resources/orvik.miditxt.cfg0.txt" ]
+"$init" stop >/dev/null
+TTY_NOW=/dev/null "$init" start >/dev/null & # where stty takes its time
+usleep 300000
+kill -9 $!
+TTY_NOW=/dev/null "$init" start
+/bin/sleep 2
+check "a killed start and the next one: one daemon" running 1
 
-# ---- Uninstall, by the installed copy
-touch "$home/resources/orvik.midictl.cfg0.txt.ok"
-check "uninstall tells of the edited file" env ROOT="$root" sh "$home/install.sh" uninstall
-left=$(find "$root" -type f | sed "s|$root||" | sort | tr '\n' ' ')
-check "only edited files are left: $left" [ "$left" = "/etc/default/ctlbridge \
-/opt/ctlbridge/resources/orvik.midictl.cfg /opt/ctlbridge/resources/orvik.sys.cfg " ]
+# ---- What it needs is missing
+for files in 2 9; do # room for no LOG; for some of its lines
+    "$init" stop >/dev/null
+    mount -t tmpfs -o size=128k,nr_inodes=$files none /var/log
+    : >/var/log/all
+    LOG_BYTES_NOW=100000 "$init" start >/dev/null
+    echo 'echo earlier; yes >/var/log/all; seq 1 40000; : >/lost; read -r _ <&3; echo; echo later' >&3
+    eventually [ -e /lost ]
+    rm /lost /var/log/all
+    echo >&3
+    check "logging comes back, $files files" eventually grep -qx later $log
+    check "what the disk had room for is kept" status_is $((files == 2)) grep -qx earlier $log
+    umount -l /var/log
+done
+"$init" stop >/dev/null
+mount -t tmpfs -o ro none /var/run
+check "no lock: says so" says "cannot write /var/run" "$init" start
+check "but starts" running 1
+check "finds it again" says "runs already" "$init" start
+check "and stops it" says "stopped" "$init" stop
+check "no daemon is left" running 0
+umount /var/run
+sed -i 's/-m 3/-m 9/' /etc/default/ctlbridge
+check "a daemon that ends at once is reported" status_is 1 "$init" start
+sed -i 's/-m 9/-m 3/' /etc/default/ctlbridge
+
+# ---- What the owner does to version 1, and what becomes of it
+state() { # NAME: what there is now
+    mkdir -p "/states/$1"
+    cp -a /opt /etc "/states/$1"
+    contents >"/states/$1.contents"
+}
+is_state() { # NAME...: one of these, with the daemon running if it is 1 or 2
+    contents >/now
+    for state; do
+        cmp -s /now "/states/$state.contents" || continue
+        case $state in
+        [12]) running 1 ;;
+        *) running 0 ;;
+        esac
+        return
+    done
+    diff "/states/$1.contents" /now
+}
+back_to() { # NAME
+    for dir in /opt /etc; do
+        rm -rf "$dir"
+    done
+    cp -a "/states/$1/." /
+    if [ ! -x "$init" ]; then
+        daemons | xargs -r kill -9
+    elif ! running 1; then
+        "$init" start >/dev/null
+    fi
+}
+for file in midictl sys; do
+    echo "# mine" >>$resources/orvik.$file.cfg
+done
+echo "# mine" >$resources/orvik.sys.cfg.new
+mv $resources/orvik.color.cfg /etc/colours
+ln -s /etc/colours $resources/orvik.color.cfg
+rm $resources/orvik.midictl.cfg0.txt
+mkdir $resources/orvik.midictl.cfg0.txt.ok
+touch $resources/orvik.miditxt.cfg0.txt.ok
+state 1
+"$init" start >/dev/null
+check "upgrade tells of what was edited" says "orvik.midictl.cfg was edited: kept, the new one" /v2/install.sh
+for said in "orvik.sys.cfg was edited: kept, and so is $resources/orvik.sys.cfg.new" \
+    "orvik.color.cfg is a symbolic link: kept, the new one" "orvik.midictl.cfg0.txt was removed"; do
+    check "and: $said" grep -q "$said" /said
+done
+check "edited files are untouched" [ "$(grep -l "# mine" $resources/*.cfg $resources/*.new | wc -l)" -eq 3 ]
+check "the new one is beside" grep -q "# version 2" $resources/orvik.midictl.cfg.new
+check "an unedited file is new" grep -q "# version 2" $resources/orvik.softlabelpos.cfg
+check "a removed file stays away" [ ! -e $resources/orvik.midictl.cfg0.txt ]
+check "what there is no more goes, with its copy" not ls $resources/orvik.miditxt*
+state 2
+check "the upgraded daemon runs" running 1
+daemons | xargs kill
+check "and obeys a signal" eventually running 0
+check "uninstall tells of the edited file" says "orvik.sys.cfg.new was edited: kept" /opt/ctlbridge/install.sh uninstall
+check "only the owner's files are left" [ "$(find /opt /etc /var/run ! -type d | sort | xargs)" = "/etc/colours \
+/etc/default/ctlbridge $resources/orvik.color.cfg $resources/orvik.midictl.cfg $resources/orvik.sys.cfg \
+$resources/orvik.sys.cfg.new" ]
+check "the link is one" [ "$(readlink $resources/orvik.color.cfg)" = /etc/colours ]
+state none
+check "installs over them" /v2/install.sh
+state again
+
+# ---- In the midst of it the disk is full
+back_to 1
+mount -t tmpfs -o size=192k none /opt
+cp -a /states/1/opt/. /opt
+for room in 0 8 16; do
+    head -c ${room}k /bin/busybox >/opt/room
+    cat /bin/busybox >/opt/all 2>/dev/null
+    rm /opt/room # leaves that much
+    check "the disk has room for $room kB" refused "not installed" /v2/install.sh
+    rm /opt/all
+done
+umount -l /opt
+
+# ---- Broken off at each step
+broken() { # HOW FROM TO COMMAND...
+    how=$1 from=$2 to=$3 at=1
+    shift 3
+    steps=/step:
+    [ "$how" != FAIL ] || steps= # in the init script nothing fails
+    while :; do
+        back_to "$from"
+        rm -f /hit
+        echo 1 >/n
+        STEPS=$steps HOW=$how AT=$at PATH=/step:$PATH /bin/setsid sh -c 'echo $$ >/group; exec "$@"' sh "$@"
+        [ -e /hit ] || break
+        echo "broken off at step $at"
+        also=$from
+        if [ "$how" = KILL ]; then
+            "$@" || return
+            also=$to
+        fi
+        is_state "$to" "$also" || return
+        at=$((at + 1))
+    done
+    [ "$at" -gt 5 ]
+}
+while read -r how from to command; do
+    # shellcheck disable=SC2086  # COMMAND is a list of words
+    check "$how at each step of $command, from $from" broken "$how" "$from" "$to" $command
+done <<END
+KILL none again /v2/install.sh
+FAIL 1 2 /v2/install.sh
+TERM 1 2 /v2/install.sh
+KILL 1 2 /v2/install.sh
+TERM 1 none /v2/install.sh uninstall
+KILL 1 none /v2/install.sh uninstall
+KILL 1 1 $init restart
+END
 exit $failed
