@@ -1,9 +1,9 @@
 #include "world/process.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <vector>
 
@@ -12,12 +12,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// All but the first: the daemon's has ended, and tells nothing any more.
 std::vector<pid_t> threads(pid_t pid) {
     std::vector<pid_t> numbers;
     std::error_code error;
     const fs::path tasks = fs::path("/proc") / std::to_string(pid) / "task";
     for (const fs::directory_entry& entry : fs::directory_iterator(tasks, error)) {
-        numbers.push_back(std::stoi(entry.path().filename().string()));
+        const pid_t number = std::stoi(entry.path().filename().string());
+        if (number != pid) {
+            numbers.push_back(number);
+        }
     }
     return numbers;
 }
@@ -26,11 +30,9 @@ fs::path of_thread(pid_t pid, pid_t thread) {
     return fs::path("/proc") / std::to_string(pid) / "task" / std::to_string(thread);
 }
 
-// By its last thread: the daemon's first one has ended, and tells nothing any more.
 fs::path of_process(pid_t pid) {
-    const std::vector<pid_t> numbers = threads(pid);
-    return of_thread(pid,
-                     numbers.empty() ? pid : *std::max_element(numbers.begin(), numbers.end()));
+    const std::vector<pid_t> others = threads(pid);
+    return of_thread(pid, others.empty() ? pid : others.front());
 }
 
 // The rest of the line that begins with a key.

@@ -17,7 +17,7 @@ int private_kb(pid_t pid);
 // Open descriptors.
 int open_descriptors(pid_t pid);
 
-// Processor time of each of its threads in nanoseconds, by thread number.
+// Processor time of each of its threads but the first in nanoseconds, by thread number.
 std::map<pid_t, std::uint64_t> thread_times(pid_t pid);
 
 // The number that a thread of it goes by in its own world.
