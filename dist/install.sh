@@ -134,7 +134,7 @@ stop_daemon() {
     fi
 }
 
-# Starts what was stopped. A hang-up does not reach the new session; in this one signals, which
+# Starts what was stopped. A hang-up does not reach what setsid runs; here signals, which
 # the daemon would go on to ignore, only make it try once more.
 start_daemon() {
     if [ -n "$ROOT" ] || [ ! -e "$stopped" ]; then

@@ -4,32 +4,11 @@
 
 #include <map>
 
-#include "controller/host.h"
-
 namespace bench {
 namespace {
 
 int index_of(const Control* control) {
     return control == nullptr ? -1 : control->index;
-}
-
-TEST(Mapping, DefaultNumbers) {
-    const Mapping mapping;
-    const struct {
-        int index, board_sends, host_sees, host_sends;
-    } cases[] = {{0, 0x00, 0, -1},  {17, 0x11, 17, -1}, {18, 0x40, 18, -1}, {20, 0x42, 20, -1},
-                 {21, 0x01, 1, 1},  {64, 0x2C, 44, 44}, {65, 0x40, 64, 64}, {70, 0x45, 69, 69},
-                 {71, 0x46, 70, 0}, {72, -1, -1, 0},    {83, -1, -1, 0}};
-    for (const auto& [index, board_sends, host_sees, host_sends] : cases) {
-        const Control& control = mapping.at(index);
-        EXPECT_EQ(control.board_sends, board_sends) << index;
-        EXPECT_EQ(control.host_sees, host_sees) << index;
-        EXPECT_EQ(control.host_sends, host_sends) << index;
-        EXPECT_EQ(control.board_sees, host_sends) << index;
-    }
-    EXPECT_EQ(index_of(mapping.sent_by_host(0x90, 0)), 71);    // the lowest of those with number 0
-    EXPECT_EQ(index_of(mapping.seen_by_board(0xB0, 64)), 65);  // untyped lights: control changes
-    EXPECT_EQ(index_of(mapping.seen_by_board(0x90, 64)), -1);
 }
 
 TEST(Mapping, RecordsOfTheBaseMapping) {
@@ -118,17 +97,6 @@ TEST(Setup, PresetAndChannel) {
     EXPECT_EQ(setup_of(files, {"-d", "20", "-m5"}).channel, 5);
     EXPECT_EQ(setup_of({{"orvik.sys.cfg", "midi_channel=20\n"}}).channel, -1);
     EXPECT_EQ(setup_of({}).channel, 0);
-}
-
-TEST(Host, DrivesLightsAndMeters) {
-    Mapping mapping;
-    mapping.apply_base("21 1 60 3 0 1 2 PLAY_A\n82 80 28 4 0 0 2 METER_A\n0 0 7 0 0 0 2 VOLUME\n");
-    const Host host(mapping, 2);
-    EXPECT_EQ(hex(host.light(*mapping.find("PLAY_A"), 5)), "92 3c 05");
-    EXPECT_EQ(hex(host.dark(*mapping.find("PLAY_A"))), "82 3c 00");
-    EXPECT_EQ(hex(host.meter(*mapping.find("METER_A"), 100)), "b2 1c 64");
-    EXPECT_TRUE(host.light(*mapping.find("METER_A"), 1).empty());
-    EXPECT_TRUE(host.light(*mapping.find("VOLUME"), 1).empty());
 }
 
 }  // namespace
