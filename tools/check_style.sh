@@ -20,14 +20,14 @@ check() { # WHAT COMMAND...
     fi
 }
 
-list() { git ls-files --cached --others --exclude-standard -- "$@"; }
-
 strict='-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
     -Wduplicated-cond -Wlogical-op -Wnull-dereference'
 # shellcheck disable=SC2046,SC2086  # lists of words
 {
-    check "format" clang-format --dry-run -Werror $(list '*.cpp' '*.h')
-    check "shell scripts" shellcheck -x --severity=warning --exclude=SC2033 $(list '*.sh' .ci/run run test prove dist/ctlbridge.init)
+    check "format" \
+        clang-format --dry-run -Werror $(find src bench tests -name "*.cpp" -o -name "*.h")
+    check "shell scripts" shellcheck -x --severity=warning --exclude=SC2033 \
+        .ci/run run test prove dist/ctlbridge.init $(find dist resources tests tools -name "*.sh")
     check "no dynamic memory in the daemon" \
         sh -c '! grep -nE "(= |return )new\>|\<[mc]alloc\(|std::(string|vector|map|function)\>" src/*'
     for file in src/*.cpp; do
