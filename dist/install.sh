@@ -21,15 +21,16 @@ ROOT=${ROOT:-}
 ROOT=${ROOT%/}
 PREFIX=${PREFIX:-/opt/ctlbridge}
 PREFIX=${PREFIX%/}
-from=$(cd "$(dirname "$0")" && pwd)
+from=$(cd "$(dirname "$0")" >/dev/null && pwd)
 record=$ROOT$PREFIX/installed.md5 # what the installed version brought along
-past=$record.past                 # what versions did whose installation was cut off
+past=$record.past                 # what runs that were cut off were to bring along or take away
+gone=$record.gone                 # the record of the version that is being uninstalled
 stopped=$record.stopped           # there while the daemon is stopped and to be started again
 init=/etc/init.d/ctlbridge
 link=/etc/init.d/S90ctlbridge
 staged= # names whose NAME.part is ready
 placed= # those of them that have been renamed, or are just being
-left=no # whether something could not be removed
+left=no # yes when something could not be removed or put back
 
 say() { echo "$*" || true; } # the terminal may be gone
 
@@ -44,10 +45,10 @@ sum() {
 }
 
 # Every path that is recorded anywhere.
-paths() { cat "$record" "$record.part" "$record.part.old" "$past" 2>/dev/null | cut -c35- | sort -u; }
+paths() { cat "$record"* 2>/dev/null | cut -c35- | sort -u; }
 
 # True when some version brought along path $2 with sum $1.
-known() { grep -qsxF "$1  $2" "$record" "$record.part" "$record.part.old" "$past"; }
+known() { grep -qsxF "$1  $2" "$record"*; }
 
 # True when the installed version brought along path $1.
 installed() { cut -c35- "$record" 2>/dev/null | grep -qxF "$1"; }
@@ -173,10 +174,11 @@ remove_directories() {
 
 begin() {
     mkdir -p "$ROOT$PREFIX"
-    for cut_off in "$record.part" "$record.part.old"; do
+    for cut_off in "$record.part" "$record.part.old" "$gone"; do
         [ ! -f "$cut_off" ] || cat "$cut_off" >>"$past"
     done
     clear_up
+    rm -f "$gone"
     [ ! -f "$record" ] || ln "$record" "$record.part.old"
 }
 
@@ -297,7 +299,11 @@ uninstall() {
         return
     fi
     trap '' HUP INT TERM PIPE
-    stop_daemon
+    # From here on it is not installed: what is missing is not missing by the owner's choice.
+    [ ! -f "$record" ] || mv -f "$record" "$gone"
+    if [ -z "$ROOT" ] && [ -x "$init" ]; then
+        "$init" stop || true
+    fi
     for path in $(paths); do
         [ "$path" = "$PREFIX/install.sh" ] || remove_path "$path"
     done
@@ -308,7 +314,7 @@ uninstall() {
     clear_up
     rm -f "$ROOT"/var/run/ctlbridge.lock.*
     # At once, so that it can be run again for as long as there is something to do.
-    rm -f "$record" "$past" "$stopped" "$ROOT$PREFIX/install.sh"
+    rm -f "$record"* "$ROOT$PREFIX/install.sh"
     remove_directories
     say "ctlbridge is uninstalled"
 }

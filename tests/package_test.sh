@@ -117,7 +117,7 @@ mkfifo /tell
 exec 3<>/tell # so that telling does not wait
 for v in 1 2; do
     cp -a "$package" /v$v
-    rm /v$v/resources/*.ppm /v$v/share/man/man5/*
+    rm -r /v$v/resources/*.ppm /v$v/share
     for file in midictl sys color softlabelpos; do
         echo "# version $v" >>/v$v/resources/orvik.$file.cfg
     done
@@ -138,8 +138,8 @@ done
 mkdir /quick /step
 cat >/quick/sleep <<'END'
 #!/bin/sh
-# A second, or until the stand-in is there.
-for _ in $(seq 20); do
+# Two seconds, or until the stand-in is there.
+for _ in $(seq 40); do
     [ ! -e /alive ] || break
     usleep 50000
 done
@@ -192,7 +192,8 @@ LOG_BYTES=${LOG_BYTES_NOW-1500}
 TTY=${TTY_NOW-/dev/none}
 PATIENCE=${PATIENCE_NOW-0}
 END
-check "stop when stopped" status_is 0 "$init" stop
+ln -s another-boot.1.7 /var/run/ctlbridge.lock.call.7
+check "stop when stopped, and another boot's lock is there" status_is 0 "$init" stop
 check "start" says "ctlbridge started, process" "$init" start
 first=$(daemons)
 check "start once more" says "runs already, process $first" "$init" start
@@ -221,7 +222,8 @@ done
 TTY_NOW=/dev/null "$init" start >/dev/null & # where stty takes its time
 usleep 300000
 kill -9 $!
-TTY_NOW=/dev/null "$init" start
+TTY_NOW=/dev/null "$init" start >/dev/null
+eventually running 1
 /bin/sleep 2
 check "a killed start and the next one: one daemon" running 1
 
@@ -257,13 +259,13 @@ state() { # NAME: what there is now
     cp -a /opt /etc "/states/$1"
     contents >"/states/$1.contents"
 }
-is_state() { # NAME...: one of these, with the daemon running if it is 1 or 2
+is_state() { # NAME...: one of these, and the daemon runs in 1 and 2, not in none
     contents >/now
     for state; do
         cmp -s /now "/states/$state.contents" || continue
         case $state in
         [12]) running 1 ;;
-        *) running 0 ;;
+        none) running 0 ;;
         esac
         return
     done
@@ -328,38 +330,39 @@ done
 umount -l /opt
 
 # ---- Broken off at each step
-broken() { # HOW FROM TO COMMAND...
-    how=$1 from=$2 to=$3 at=1
-    shift 3
+broken() { # HOW FROM TO AFTER PROGRAM WORD
+    how=$1 from=$2 to=$3 after=$4 program=$5 word=$6 at=1
     steps=/step:
     [ "$how" != FAIL ] || steps= # in the init script nothing fails
     while :; do
         back_to "$from"
         rm -f /hit
         echo 1 >/n
-        STEPS=$steps HOW=$how AT=$at PATH=/step:$PATH /bin/setsid sh -c 'echo $$ >/group; exec "$@"' sh "$@"
+        STEPS=$steps HOW=$how AT=$at PATH=/step:$PATH /bin/setsid sh -c 'echo $$ >/group; exec "$@"' sh "$program" "$word"
         [ -e /hit ] || break
         echo "broken off at step $at"
-        also=$from
-        if [ "$how" = KILL ]; then
-            "$@" || return
-            also=$to
+        if [ "$after" != - ]; then
+            "$program" "$after" || return
+            is_state "$to" 2 || return
+        else
+            is_state "$to" "$from" || return
         fi
-        is_state "$to" "$also" || return
         at=$((at + 1))
     done
     [ "$at" -gt 5 ]
 }
-while read -r how from to command; do
-    # shellcheck disable=SC2086  # COMMAND is a list of words
-    check "$how at each step of $command, from $from" broken "$how" "$from" "$to" $command
+while read -r how from to after program word; do
+    check "$how at each step of $word, then $after: from $from to $to" \
+        broken "$how" "$from" "$to" "$after" "$program" "$word"
 done <<END
-KILL none again /v2/install.sh
-FAIL 1 2 /v2/install.sh
-TERM 1 2 /v2/install.sh
-KILL 1 2 /v2/install.sh
-TERM 1 none /v2/install.sh uninstall
-KILL 1 none /v2/install.sh uninstall
-KILL 1 1 $init restart
+KILL none again install /v2/install.sh install
+FAIL 1 2 - /v2/install.sh install
+TERM 1 2 - /v2/install.sh install
+KILL 1 2 install /v2/install.sh install
+KILL 1 none uninstall /v2/install.sh install
+TERM 1 none - /v2/install.sh uninstall
+KILL 1 none uninstall /v2/install.sh uninstall
+KILL 1 again install /v2/install.sh uninstall
+KILL 1 1 restart $init restart
 END
 exit $failed
