@@ -60,6 +60,8 @@ constexpr Option OPTIONS[] = {
      "its resources, for scenarios that name none of their own"},
     {"emulator", "PATH", [](Options& to, const char* value) { to.world.emulator = value; },
      "a program that runs the daemon, for another machine's binary"},
+    {"machine", nullptr, [](Options& to, const char*) { to.world.machine = CTLBENCH_MACHINE; },
+     "on an emulated machine, and the daemon that is installed there unless one is named"},
     {"screen", "FILE", [](Options& to, const char* value) { to.screen_file = value; },
      "write the screen as it is at the end, an SVG picture of its text"},
     {"no-traffic", nullptr, [](Options& to, const char*) { to.hidden.traffic_led = true; },
@@ -204,10 +206,12 @@ void read_options(std::vector<char*> arguments, Options& options) {
 
 int run(const std::vector<char*>& arguments) {
     Options options;
-    options.world.daemon = CTLBENCH_DAEMON;
     options.world.resources = CTLBENCH_RESOURCES;
     options.measure.relay = CTLBENCH_RELAY;
     read_options(arguments, options);
+    if (options.world.daemon.empty() && options.world.machine.empty()) {
+        options.world.daemon = CTLBENCH_DAEMON;
+    }
     if (options.help) {
         std::fputs(usage().c_str(), stdout);
         return GOOD;

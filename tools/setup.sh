@@ -42,5 +42,6 @@ build() {
 
 BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev'
 FUZZ_PACKAGES='clang libclang-rt-14-dev'
+MACHINE_PACKAGES='qemu-system-arm device-tree-compiler g++-arm-linux-gnueabi make cpio bzip2 xz-utils'
 MEASURE_PACKAGES='valgrind gnuplot-nox'
 TEST_PACKAGES="g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"

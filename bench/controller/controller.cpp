@@ -1,11 +1,7 @@
 #include "controller/controller.h"
 
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/inotify.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,7 +18,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t READ_SIZE = 4096;
 // A line that nobody holds open is not asked all the time.
 constexpr milliseconds HUNG_UP_PAUSE(20);
-constexpr milliseconds SETTLING(20);  // of a worker that has just opened its device
 
 bool has_input(const pollfd& polled) {
     return (polled.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
@@ -52,37 +47,6 @@ struct Controller::Line {
     bool handed_over = false;
 };
 
-// Sees when somebody opens the far end of a pseudo-terminal. The far end is kept open here, so that
-// it is not hung up before.
-class OpenWatch {
-  public:
-    explicit OpenWatch(int master) {
-        peer_ = ioctl(master, TIOCGPTPEER, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-        notify_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-        const std::string path = "/proc/self/fd/" + std::to_string(peer_);
-        working_ = peer_ >= 0 && inotify_add_watch(notify_, path.c_str(), IN_OPEN) >= 0;
-    }
-    ~OpenWatch() {
-        close(peer_);
-        close(notify_);
-    }
-    OpenWatch(const OpenWatch&) = delete;
-    OpenWatch& operator=(const OpenWatch&) = delete;
-
-    bool opened() {
-        std::array<char, READ_SIZE> events;
-        if (!opened_at_ && (!working_ || read(notify_, events.data(), events.size()) > 0)) {
-            opened_at_ = Clock::now();
-        }
-        return opened_at_ && Clock::now() - *opened_at_ >= SETTLING;
-    }
-
-  private:
-    int peer_ = -1, notify_ = -1;
-    bool working_ = false;
-    std::optional<Clock::time_point> opened_at_;
-};
-
 ReadFile resource_reader(const WorldConfig& config) {
     return [&config](const std::string& name) -> std::optional<std::string> {
         const auto mode = config.modes.find(name);
@@ -106,13 +70,9 @@ Controller::Controller(const WorldConfig& config)
       setup_(read_setup(resource_reader(config), config.options)),
       board_(setup_.mapping),
       host_(setup_.mapping, setup_.channel),
-      world_(std::make_unique<World>(config)),
+      world_(make_world(config)),
       serial_(std::make_unique<Line>()),
-      midi_(std::make_unique<Line>()) {
-    if (fd(End::Host) >= 0) {
-        midi_opened_ = std::make_unique<OpenWatch>(fd(End::Host));
-    }
-}
+      midi_(std::make_unique<Line>()) {}
 
 Controller::~Controller() = default;
 
@@ -148,7 +108,7 @@ void Controller::step(milliseconds timeout) {
                                      {world_->log_fd(), POLLIN, 0},
                                      {world_->console_fd(), POLLIN, 0}}};
     const bool ended = exit_status_.has_value();
-    if (ended) {  // their ends are all hung up
+    if (ended && machine() == nullptr) {  // their ends are all hung up
         polled[2].fd = polled[3].fd = polled[4].fd = -1;
     }
     poll(polled.data(), polled.size(), static_cast<int>(timeout.count()));
@@ -314,16 +274,6 @@ void Controller::end_unfinished(End end) {
     }
 }
 
-bool Controller::ready() const {
-    termios settings;
-    // The daemon sets the speed when it has opened the line, and with it drops what came before.
-    const int board = fd(End::Board);
-    const bool serial =
-        board < 0 || (tcgetattr(board, &settings) == 0 && cfgetospeed(&settings) == B115200);
-    const bool midi = fd(End::Host) < 0 || midi_opened_->opened();
-    return serial && midi;
-}
-
 int Controller::hand_over(End end) {
     line(end).handed_over = true;
     return fd(end);
@@ -331,9 +281,6 @@ int Controller::hand_over(End end) {
 
 void Controller::hang_up(End end) {
     read_line(end);
-    if (end == End::Host) {
-        midi_opened_.reset();
-    }
     world_->hang_up(end);
     line(end) = Line();
     add({.place = Place::World,

@@ -42,8 +42,6 @@ struct Event {
     bool came_to(End end) const { return place == at(end) && !to_daemon; }
 };
 
-class OpenWatch;
-
 class Controller {
   public:
     // Starts the world. Throws std::runtime_error with what the machine refused.
@@ -73,13 +71,15 @@ class Controller {
     // Makes an event of what has come of an unfinished message.
     void end_unfinished(End end);
     // The daemon has opened every line that there is.
-    bool ready() const;
+    bool ready() const { return world_->ready(); }
     void hang_up(End end);
     // Leaves a line to the caller: step() goes on to look after everything else. Returns its
     // descriptor, -1 if there is none.
     int hand_over(End end);
     // The daemon's process number; -1 if it has ended.
     pid_t daemon_pid() const { return world_->daemon_pid(); }
+    // The world, if it is an emulated machine, else null.
+    Machine* machine() { return world_->machine(); }
     // The daemon's exit status (128 + signal if killed) once it has ended and its log was read.
     std::optional<int> exit_status() const { return exit_status_; }
 
@@ -110,7 +110,6 @@ class Controller {
     Screen screen_;
     std::unique_ptr<World> world_;
     std::unique_ptr<Line> serial_, midi_;
-    std::unique_ptr<OpenWatch> midi_opened_;
     std::string log_rest_;
     std::vector<Event> events_;
     std::optional<int> exit_status_;

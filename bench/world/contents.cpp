@@ -37,6 +37,8 @@ constexpr const char* CHECKED[] = {"orvik.midictl.cfg0.txt", "orvik.miditxt.cfg0
 constexpr const char* DIRECTORIES[] = {"/dev/pts", "/dev/snd", "/etc", "/proc",
                                        "/run",     "/tmp",     HOME,   RESOURCES};
 
+}  // namespace
+
 std::string read_file(const std::string& path) {
     const Fd file(check(open(path.c_str(), O_RDONLY | O_CLOEXEC), "cannot read " + path));
     std::string content;
@@ -48,54 +50,14 @@ std::string read_file(const std::string& path) {
     return content;
 }
 
+namespace {
+
 std::string resource_path(const std::string& name) {
     const fs::path path = fs::path(name).lexically_normal();
     if (path.is_absolute() || !path.has_filename() || *path.begin() == "..") {
         throw std::runtime_error("\"" + name + "\" is no name of a file below the resources");
     }
     return RESOURCES + path.string();
-}
-
-void add_resources(Contents& contents, const WorldConfig& config) {
-    std::error_code error;
-    fs::recursive_directory_iterator entries(config.resources, error);
-    if (error) {
-        throw std::runtime_error("cannot read the directory " + config.resources + ": " +
-                                 error.message());
-    }
-    for (const fs::directory_entry& entry : entries) {
-        if (entry.is_regular_file() && entry.path().extension() != ".ok") {
-            const auto mode = static_cast<mode_t>(entry.status().permissions());
-            const std::string name = entry.path().lexically_relative(config.resources).string();
-            contents.files[RESOURCES + name] = {mode & 0777, read_file(entry.path().string())};
-        }
-    }
-    for (const char* const name : CHECKED) {  // the copies that an earlier start has left
-        if (const auto source = contents.files.find(RESOURCES + std::string(name));
-            source != contents.files.end()) {
-            contents.files[source->first + ".ok"].content = source->second.content;
-        }
-    }
-    for (const std::string& name : config.removed) {
-        contents.files.erase(RESOURCES + name);
-    }
-    for (const auto& [name, content] : config.files) {
-        contents.files[resource_path(name)].content = content;
-    }
-    for (const std::string& name : config.directories) {
-        contents.directories.push_back(resource_path(name));
-        contents.files.erase(contents.directories.back());
-    }
-    for (const auto& [name, mode] : config.modes) {
-        if (const auto file = contents.files.find(resource_path(name));
-            file != contents.files.end()) {
-            file->second.mode = mode;
-        } else if (name == ".") {
-            contents.resources_mode = mode;
-        } else {
-            throw std::runtime_error("there is no file \"" + name + "\" to change the mode of");
-        }
-    }
 }
 
 void add_busybox(Contents& contents) {
@@ -147,6 +109,48 @@ void add_daemon(Contents& contents, const WorldConfig& config) {
 }
 
 }  // namespace
+
+void add_resources(Contents& contents, const WorldConfig& config) {
+    std::error_code error;
+    fs::recursive_directory_iterator entries(config.resources, error);
+    if (error) {
+        throw std::runtime_error("cannot read the directory " + config.resources + ": " +
+                                 error.message());
+    }
+    for (const fs::directory_entry& entry : entries) {
+        if (entry.is_regular_file() && entry.path().extension() != ".ok") {
+            const auto mode = static_cast<mode_t>(entry.status().permissions());
+            const std::string name = entry.path().lexically_relative(config.resources).string();
+            contents.files[RESOURCES + name] = {mode & 0777, read_file(entry.path().string())};
+        }
+    }
+    for (const char* const name : CHECKED) {  // the copies that an earlier start has left
+        if (const auto source = contents.files.find(RESOURCES + std::string(name));
+            source != contents.files.end()) {
+            contents.files[source->first + ".ok"].content = source->second.content;
+        }
+    }
+    for (const std::string& name : config.removed) {
+        contents.files.erase(RESOURCES + name);
+    }
+    for (const auto& [name, content] : config.files) {
+        contents.files[resource_path(name)].content = content;
+    }
+    for (const std::string& name : config.directories) {
+        contents.directories.push_back(resource_path(name));
+        contents.files.erase(contents.directories.back());
+    }
+    for (const auto& [name, mode] : config.modes) {
+        if (const auto file = contents.files.find(resource_path(name));
+            file != contents.files.end()) {
+            file->second.mode = mode;
+        } else if (name == ".") {
+            contents.resources_mode = mode;
+        } else {
+            throw std::runtime_error("there is no file \"" + name + "\" to change the mode of");
+        }
+    }
+}
 
 // Everything is read out here: inside, a root of another user's files may read less.
 Contents contents_for(const WorldConfig& config, const Devices& devices) {

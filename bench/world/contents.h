@@ -17,10 +17,16 @@ constexpr const char* RESOURCES = "/opt/ctlbridge/resources/";
 constexpr mode_t PROGRAM_MODE = 0755;
 constexpr mode_t FILE_MODE = 0644;
 
+// How the daemon is started in an emulated machine: as elsewhere; on a serial line that nobody has
+// set up; as on an old kernel; by its init script at boot.
+enum class Start { Plainly, Untouched, Old, Script };
+
 // What a world is made of. Paths are those of the machine outside.
 struct WorldConfig {
-    std::string daemon;                // the ctlbridge binary
+    std::string daemon;                // the ctlbridge binary; empty: the one of the machine
     std::vector<std::string> options;  // its command line
+    std::string machine;               // directory of an emulated machine; empty: namespaces
+    Start start = Start::Plainly;
     std::string emulator;              // runs the daemon if not empty: qemu-arm-static
     std::string resources;             // directory whose copy the daemon finds at ../resources
     std::map<std::string, std::string> files;  // laid over the copy: name below resources, content
@@ -59,6 +65,12 @@ struct Contents {
     std::vector<Bind> devices;
     std::vector<std::string> command;  // the daemon's words
 };
+
+// The whole of a file. Throws if it cannot be read.
+std::string read_file(const std::string& path);
+
+// Adds the daemon's resources as they are asked for.
+void add_resources(Contents& contents, const WorldConfig& config);
 
 // Reads everything that the world is to hold. Throws what cannot be read.
 Contents contents_for(const WorldConfig& config, const Devices& devices);

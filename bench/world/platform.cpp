@@ -58,10 +58,11 @@ int play_command(int argc, char** argv) {
     return EXIT_SUCCESS;
 }
 
-int play_killall(int argc, char** argv) {
+// The command itself is BusyBox's.
+int play_real_command(int argc, char** argv) {
     tell(joined(argc, argv));
     std::vector<char*> words(argv, argv + argc + 1);
-    std::string applet = "killall";
+    std::string applet = name_of(argv[0]);
     words[0] = applet.data();
     execv(PLATFORM_BUSYBOX, words.data());
     perror(PLATFORM_BUSYBOX);
@@ -94,33 +95,6 @@ int play_mixhost(int, char**) {
     return EXIT_SUCCESS;
 }
 
-// Starts a program with default signal dispositions and nothing but standard descriptors open:
-// `output`, or /dev/null if it is -1.
-pid_t spawn(std::vector<std::string> words, int output, const sigset_t& blocked) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDWR, 0);
-    for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
-        posix_spawn_file_actions_adddup2(&actions, output < 0 ? STDIN_FILENO : output, standard);
-    }
-    sigset_t all;
-    sigfillset(&all);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setsigmask(&attributes, &blocked);
-    pid_t pid = -1;
-    const int error = posix_spawn(&pid, words[0].c_str(), &actions, &attributes,
-                                  pointers_to(words).data(), environ);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) {
-        throw std::runtime_error("cannot start " + words[0] + " in the world: " + strerror(error));
-    }
-    return pid;
-}
-
 constexpr int FIXED_WORDS = 5;  // of init's command line, before the daemon's own
 
 InitOrders read_orders(int argc, char** argv) {
@@ -129,17 +103,6 @@ InitOrders read_orders(int argc, char** argv) {
             .xfbdev_ignores = std::atoi(argv[3]),
             .xfbdev_lingers = milliseconds(std::atoi(argv[4])),
             .command = std::vector<std::string>(argv + FIXED_WORDS, argv + argc)};
-}
-
-// Starts all that runs in the world and returns the daemon's process.
-pid_t start_processes(const InitOrders& orders) {
-    sigset_t none;
-    sigemptyset(&none);
-    spawn({XFBDEV, std::to_string(orders.xfbdev_ignores),
-           std::to_string(orders.xfbdev_lingers.count())},
-          -1, set_of(SIGTERM));
-    spawn({MIXHOST}, -1, none);
-    return spawn(orders.command, orders.log, none);
 }
 
 void reap(pid_t daemon, int control) {
@@ -180,7 +143,8 @@ int play_init(int argc, char** argv) {
     sigprocmask(SIG_SETMASK, &child, nullptr);
     signal(SIGCHLD, SIG_DFL);  // ignored, it would take the statuses away
     try {
-        const pid_t daemon = start_processes(orders);
+        start_others(orders.xfbdev_ignores, orders.xfbdev_lingers);
+        const pid_t daemon = spawn(orders.command, orders.log);
         log.reset();
         send_report(orders.control, Report::Started);
         watch(daemon, orders.control);
@@ -199,15 +163,16 @@ constexpr Part PARTS[] = {
     {PLATFORM_INIT, play_init},      {XFBDEV, play_xfbdev},
     {MIXHOST, play_mixhost},         {"/bin/modprobe", play_command},
     {"/bin/fbset", play_command},    {"/bin/fbsplash", play_command},
-    {"/bin/poweroff", play_command}, {"/bin/killall", play_killall},
+    {"/bin/poweroff", play_command}, {"/bin/killall", play_real_command},
 };
 
 }  // namespace
 
-int platform_main(int argc, char** argv) {
+int platform_main(int argc, char** argv, bool commands_are_real) {
     for (const Part& part : PARTS) {
         if (argc > 0 && name_of(argv[0]) == name_of(part.path)) {
-            return part.play(argc, argv);
+            const bool real = commands_are_real && part.play == play_command;
+            return (real ? play_real_command : part.play)(argc, argv);
         }
     }
     return -1;
@@ -219,6 +184,38 @@ std::vector<std::string> platform_paths() {
         paths.emplace_back(part.path);
     }
     return paths;
+}
+
+pid_t spawn(std::vector<std::string> words, int output, int blocked_signal) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDWR, 0);
+    for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
+        posix_spawn_file_actions_adddup2(&actions, output < 0 ? STDIN_FILENO : output, standard);
+    }
+    const sigset_t blocked = set_of(blocked_signal);
+    sigset_t all;
+    sigfillset(&all);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setsigmask(&attributes, &blocked);
+    pid_t pid = -1;
+    const int error = posix_spawn(&pid, words[0].c_str(), &actions, &attributes,
+                                  pointers_to(words).data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) {
+        throw std::runtime_error("cannot start " + words[0] + " in the world: " + strerror(error));
+    }
+    return pid;
+}
+
+void start_others(int xfbdev_ignores, milliseconds xfbdev_lingers) {
+    spawn({XFBDEV, std::to_string(xfbdev_ignores), std::to_string(xfbdev_lingers.count())}, -1,
+          SIGTERM);
+    spawn({MIXHOST}, -1);
 }
 
 std::vector<char*> pointers_to(std::vector<std::string>& words) {

@@ -3,6 +3,7 @@
 // which tell how they were called.
 #pragma once
 
+#include <sys/types.h>
 #include <sys/un.h>
 
 #include <chrono>
@@ -22,14 +23,21 @@ constexpr const char* PLATFORM_SOCKET = "/run/platform";  // takes the calls, a 
 constexpr const char* PLATFORM_BUSYBOX = "/bin/busybox";
 
 // Plays the part that argv[0] names, without its directory, and returns its exit status; -1 if
-// argv[0] names none.
-int platform_main(int argc, char** argv);
+// argv[0] names none. Commands other than killall do nothing but tell, if they are not real.
+int platform_main(int argc, char** argv, bool commands_are_real = false);
 
 // The paths in a world under which this program plays its parts.
 std::vector<std::string> platform_paths();
 
 // The address of PLATFORM_SOCKET.
 sockaddr_un platform_address();
+
+// Starts a program with default signal dispositions and nothing but standard descriptors open:
+// `output`, or /dev/null if it is -1.
+pid_t spawn(std::vector<std::string> words, int output, int blocked_signal = 0);
+
+// Starts the two processes that the daemon stops.
+void start_others(int xfbdev_ignores, std::chrono::milliseconds xfbdev_lingers);
 
 // The words as exec takes them, with a null pointer at the end; valid as long as they are.
 std::vector<char*> pointers_to(std::vector<std::string>& words);
