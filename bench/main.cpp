@@ -93,7 +93,8 @@ int result(bool good, const std::string& what) {
     return good ? GOOD : FAILED;
 }
 
-int play(const std::string& file, const Options& options) {
+// `skipped` counts those that need another world.
+int play(const std::string& file, const Options& options, int& skipped) {
     if (std::filesystem::is_directory(file)) {
         throw Misuse(file + " is a directory: name its scenarios, as in " + file + "/*.scn");
     }
@@ -105,6 +106,12 @@ int play(const std::string& file, const Options& options) {
     Outcome outcome;
     try {
         const Scenario scenario = parse_scenario(file, text, options.world);
+        if (!scenario.is_playable()) {
+            std::printf("skipped %s: it needs %s\n", file.c_str(),
+                        scenario.needs == Needs::Machine ? "the machine" : "namespaces");
+            ++skipped;
+            return GOOD;
+        }
         Controller controller(scenario.world);
         Transcript transcript(controller.mapping(), options.hidden, options.quiet);
         outcome = Runner(scenario, controller, transcript).play();
@@ -127,9 +134,13 @@ int play(const std::string& file, const Options& options) {
 
 int run_play(const Options& options) {
     int status = GOOD;
+    int skipped = 0;
     for (const std::string& file : options.files) {
-        status = std::max(status, play(file, options));
+        status = std::max(status, play(file, options, skipped));
         std::fflush(stdout);
+    }
+    if (skipped > 0 && options.files.size() > 1) {
+        std::printf("%d of %zu skipped\n", skipped, options.files.size());
     }
     return status;
 }

@@ -26,8 +26,8 @@ constexpr ConsoleColor COLORS[] = {
 };
 constexpr int OWN_FOREGROUND = 7;
 constexpr int OWN_BACKGROUND = 0;
-constexpr int CELL_WIDTH = 8;
-constexpr int CELL_HEIGHT = 16;
+constexpr int CELL_WIDTH = Screen::CELL_WIDTH;
+constexpr int CELL_HEIGHT = Screen::CELL_HEIGHT;
 
 std::string utf8(uint32_t c) {
     std::string text;
@@ -147,6 +147,15 @@ bool Screen::are_colors(const std::string& words) {
     };
     const std::size_t on = words.find(" on ");
     return on != words.npos && is_color(words.substr(0, on)) && is_color(words.substr(on + 4));
+}
+
+std::pair<int, int> Screen::pixel_colors(const Cell& cell) {
+    const auto pixel = [](const ConsoleColor& color) {
+        const int rgb = std::stoi(color.rgb + 1, nullptr, 16);
+        return (rgb >> 19 & 0x1F) << 11 | (rgb >> 10 & 0x3F) << 5 | (rgb >> 3 & 0x1F);
+    };
+    const auto& [text, ground] = appearing(cell);
+    return {pixel(text), pixel(ground)};
 }
 
 std::string Screen::svg() const {

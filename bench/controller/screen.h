@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "controller/midi_text.h"
@@ -26,6 +27,9 @@ struct Cell {
 
 class Screen {
   public:
+    static constexpr int CELL_WIDTH = 8;  // pixels
+    static constexpr int CELL_HEIGHT = 16;
+
     Screen();
     ~Screen();
     Screen(const Screen&) = delete;
@@ -44,6 +48,10 @@ class Screen {
     static std::string colors(const Cell& cell);
     // True for words that colors() may return.
     static bool are_colors(const std::string& words);
+
+    // Its text's and its background's colour as pixels of five bits of red, six of green and five
+    // of blue.
+    static std::pair<int, int> pixel_colors(const Cell& cell);
 
     // What is written on the screen as an SVG picture, to be laid over the splash image.
     std::string svg() const;

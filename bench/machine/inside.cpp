@@ -61,7 +61,7 @@ bool is_one_of(const std::string& name, const std::vector<std::string>& names) {
 
 // --- An old kernel ---
 
-constexpr unsigned FIRST_NEWER = 365;         // than 2.6.31, whose last is perf_event_open
+constexpr unsigned FIRST_NEWER = 365;        // than 2.6.31, whose last is perf_event_open
 constexpr unsigned ARCHITECTURES = 0xF0000;  // the processor's own calls, as old as it
 
 // From here on newer calls answer that there is no such call.
@@ -121,6 +121,7 @@ std::string read_some(int fd) {
 // --- The screen ---
 
 constexpr int BACKGROUND_SHIFT = 4;
+constexpr char OWN_COLORS = 7;
 
 std::string console_color(int attribute) {
     constexpr int OF_CONSOLE[] = {0, 4, 2, 6, 1, 5, 3, 7};  // the text mode's colours
@@ -148,7 +149,9 @@ class ScreenReader {
             static_cast<ssize_t>(cells.size())) {
             return {};
         }
-        last_.resize(cells.size());
+        while (last_.size() < cells.size()) {  // a fresh console
+            last_ += {' ', OWN_COLORS};
+        }
         std::string text;
         for (std::size_t row = 0; row < head[0]; ++row) {
             const std::string line = cells.substr(row * width, width);
@@ -215,8 +218,8 @@ void Inside::open_all() {
     frames_ = open_line(FRAMES_LINE);
     host_line_ = open_line(HOST_LINE);
     screen_ = std::make_unique<ScreenReader>();
-    platform_.reset(check(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0),
-                          PLATFORM_SOCKET));
+    platform_.reset(
+        check(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), PLATFORM_SOCKET));
     const sockaddr_un address = platform_address();
     check(bind(platform_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
           PLATFORM_SOCKET);
@@ -353,9 +356,8 @@ void Inside::run() {
         }};
         poll(polled.data(), polled.size(), static_cast<int>(TICK.count()));
         if (polled[FRAMES].revents != 0) {
-            deframer_.feed(read_some(frames_.get()), [this](Frame kind, const std::string& text) {
-                obey(kind, text);
-            });
+            deframer_.feed(read_some(frames_.get()),
+                           [this](Frame kind, const std::string& text) { obey(kind, text); });
         }
         if (polled[HOST_LINE_IN].revents != 0) {
             to_host = read_some(host_line_.get());

@@ -24,7 +24,8 @@ namespace fs = std::filesystem;
 
 constexpr const char* EMULATOR = "qemu-system-arm";
 constexpr const char* KERNEL_OPTIONS =
-    "console=ttymxc0 quiet loglevel=2 vt.global_cursor_default=0 consoleblank=0 logo.nologo";
+    "console=ttymxc0 quiet loglevel=2 vt.global_cursor_default=0 consoleblank=0 "
+    "logo.nologo fbcon=font:VGA8x16";
 // As build.sh has them in the device tree.
 constexpr std::size_t MEMORY = 256U << 20;
 constexpr std::size_t PIXELS_AT = 0x0FF00000;
@@ -87,7 +88,8 @@ std::string set_up(const WorldConfig& config) {
     }
     std::string script = "start=" + shell_quoted(start + " " + options) + "\n";
     if (config.start == Start::Script) {
-        script += "echo " + shell_quoted("OPTIONS=" + shell_quoted(options)) + " >>/etc/default/ctlbridge\n";
+        script += "echo " + shell_quoted("OPTIONS=" + shell_quoted(options)) +
+                  " >>/etc/default/ctlbridge\n";
     }
     for (const std::string& command : config.missing_commands) {
         script += "rm -f /bin/" + command + " /sbin/" + command + " /usr/bin/" + command +
@@ -175,18 +177,35 @@ Machine::Machine(const WorldConfig& config) {
         }
     }
     const Fd initrd = nameless("initrd");
-    const std::string content = read_file(image / "initrd") + set_up(config);
+    std::string content = read_file(image / "initrd");
+    content.resize((content.size() + 3) / 4 * 4);  // where the next archive may begin
+    content += set_up(config);
     check(write(initrd.get(), content.data(), content.size()), "writing the initrd");
     memory_ = nameless("memory");
     check(ftruncate(memory_.get(), MEMORY), "ftruncate");
-    std::vector<std::string> words = {
-        EMULATOR, "-M", "sabrelite,memory-backend=ram", "-m", std::to_string(MEMORY >> 20) + "M",
-        "-object",
-        "memory-backend-file,id=ram,share=on,size=" + std::to_string(MEMORY) +
-            ",mem-path=" + path_of(memory_),
-        "-display", "none", "-monitor", "none", "-nic", "none", "-no-reboot",
-        "-kernel", image / "kernel", "-dtb", image / "board.dtb", "-initrd", path_of(initrd),
-        "-append", KERNEL_OPTIONS};
+    std::vector<std::string> words = {EMULATOR,
+                                      "-M",
+                                      "sabrelite,memory-backend=ram",
+                                      "-m",
+                                      std::to_string(MEMORY >> 20) + "M",
+                                      "-object",
+                                      "memory-backend-file,id=ram,share=on,size=" +
+                                          std::to_string(MEMORY) + ",mem-path=" + path_of(memory_),
+                                      "-display",
+                                      "none",
+                                      "-monitor",
+                                      "none",
+                                      "-nic",
+                                      "none",
+                                      "-no-reboot",
+                                      "-kernel",
+                                      image / "kernel",
+                                      "-dtb",
+                                      image / "board.dtb",
+                                      "-initrd",
+                                      path_of(initrd),
+                                      "-append",
+                                      KERNEL_OPTIONS};
     std::vector<Fd> inner;
     for (Fd* const outer : {&kernel_, &board_, &host_, &frames_}) {
         auto [out, in] = sockets(SOCK_STREAM);
@@ -223,13 +242,26 @@ void Machine::listen() {
     std::string piece(LONGEST_FRAME, '\0');
     const auto take = [this](Frame kind, const std::string& text) {
         switch (kind) {
-        case Frame::Log: send_all(log_in_.get(), text); break;
-        case Frame::Screen: send_all(console_in_.get(), text); break;
-        case Frame::Call: send_all(calls_in_.get(), text); break;
-        case Frame::Ready: is_ready_ = true; break;
-        case Frame::Exit: exit_status_ = std::atoi(text.c_str()); break;
-        case Frame::Done: result_ = std::atoi(text.c_str()); break;
-        default: break;
+            case Frame::Log:
+                send_all(log_in_.get(), text);
+                break;
+            case Frame::Screen:
+                send_all(console_in_.get(), text);
+                break;
+            case Frame::Call:
+                send_all(calls_in_.get(), text);
+                break;
+            case Frame::Ready:
+                is_ready_ = true;
+                break;
+            case Frame::Exit:
+                exit_status_ = std::atoi(text.c_str());
+                break;
+            case Frame::Done:
+                result_ = std::atoi(text.c_str());
+                break;
+            default:
+                break;
         }
     };
     std::array<pollfd, 2> polled = {{{frames_.get(), POLLIN, 0}, {kernel_.get(), POLLIN, 0}}};

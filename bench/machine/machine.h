@@ -43,8 +43,8 @@ class Machine : public World {
     Fd board_, host_, kernel_, frames_;  // the machine's serial lines, as sockets
     Fd memory_;
     Child emulator_;
-    Fd console_, log_, calls_;              // what came in frames, to be read here
-    Fd console_in_, log_in_, calls_in_;     // the other ends of them
+    Fd console_, log_, calls_;           // what came in frames, to be read here
+    Fd console_in_, log_in_, calls_in_;  // the other ends of them
     std::atomic<bool> is_ready_{false}, is_off_{false};
     std::atomic<int> exit_status_{-1}, result_{-1};
     std::thread listener_;

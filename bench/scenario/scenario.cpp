@@ -9,6 +9,7 @@ namespace bench {
 namespace {
 
 constexpr std::string_view INDENT = "    ";
+constexpr const char* SETTINGS = "orvik.sys.cfg";
 
 class FileReader {
   public:
@@ -22,6 +23,7 @@ class FileReader {
     Scenario read(const std::vector<std::string>& more_options);
 
     // For the set-up lines. Each of these throws NotAsExpected.
+    void require(Needs needs);
     WorldConfig& world() { return scenario_.world; }
     std::string beside(const std::string& path) const {
         return (std::filesystem::path(scenario_.file).parent_path() / path).string();
@@ -51,12 +53,15 @@ struct SetupLine {
     const char* rest;
     void (*read)(FileReader& file, Words& words);
     const char* meaning;  // for the table
+    Needs needs = Needs::Nothing;
 };
 
-void read_without(WorldConfig& world, Words& words) {
+void read_without(FileReader& file, Words& words) {
+    WorldConfig& world = file.world();
     if (words.take("serial")) {
         world.serial = false;
     } else if (words.take("midi")) {
+        file.require(Needs::Namespaces);  // the gadget makes it
         world.midi = false;
     } else if (words.take("command")) {
         world.missing_commands.push_back(words.word());
@@ -77,6 +82,24 @@ void read_file_lines(FileReader& file, Words& words) {
     if (cut && !content.empty()) {
         content.pop_back();
     }
+}
+
+// KEY=VALUE, in place of a line that has the key by then, or at the end.
+void read_setting(WorldConfig& world, Words& words) {
+    const std::string setting = words.text();
+    const std::size_t key = setting.find('=') + 1;
+    if (key < 2) {
+        throw NotAsExpected();
+    }
+    std::istringstream in(resource_reader(world)(SETTINGS).value_or(""));
+    std::string content;
+    bool found = false;
+    for (std::string line; std::getline(in, line);) {
+        const bool is_it = line.starts_with(setting.substr(0, key));
+        content += (is_it ? setting : line) + "\n";
+        found |= is_it;
+    }
+    world.files[SETTINGS] = content + (found ? "" : setting + "\n");
 }
 
 void read_resources(FileReader& file, Words& words) {
@@ -110,29 +133,58 @@ void read_mode(WorldConfig& world, Words& words) {
     world.modes[name] = static_cast<unsigned>(std::stoi(digits, nullptr, 8));
 }
 
+void read_needs(FileReader& file, Words& words) {
+    if (words.take("namespaces")) {
+        file.require(Needs::Namespaces);
+    } else if (words.take("machine")) {
+        file.require(Needs::Machine);
+    } else {
+        throw NotAsExpected();
+    }
+}
+
+void read_start(WorldConfig& world, Words& words) {
+    if (words.take("untouched")) {
+        world.start = Start::Untouched;
+    } else if (words.take("old")) {
+        world.start = Start::Old;
+    } else if (words.take("script")) {
+        world.start = Start::Script;
+    } else {
+        throw NotAsExpected();
+    }
+}
+
 using File = FileReader;
 // clang-format off
 constexpr SetupLine SETUP_LINES[] = {
     {"options", "OPTION...", [](File& f, Words& words) { while (words.more()) { f.world().options.push_back(words.word()); } },
      "the daemon's command line"},
-    {"without", "serial | midi | command NAME", [](File& f, Words& words) { read_without(f.world(), words); },
+    {"without", "serial | midi | command NAME", read_without,
      "that device or command does not exist; the shell's own, such as `echo`, cannot be taken away"},
     {"resources", "DIRECTORY", read_resources,
      "where the daemon's resources are copied from, relative to the scenario"},
     {"file", "NAME [crlf | cut | hex]", read_file_lines,
      "lays a file over them; its lines follow, indented by four blanks. `crlf`: with CR LF line ends; `cut`: without the end "
      "of the last line; `hex`: of bytes in hexadecimal, and of nothing else"},
+    {"setting", "KEY=VALUE", [](File& f, Words& words) { read_setting(f.world(), words); },
+     "changes one line of `orvik.sys.cfg`"},
     {"remove", "NAME", [](File& f, Words& words) { read_remove(f.world(), words); },
      "takes a file out of them"},
     {"directory", "NAME", [](File& f, Words& words) { f.world().directories.push_back(words.word()); },
      "puts a directory in a file's place"},
     {"mode", "NAME OCTAL", [](File& f, Words& words) { read_mode(f.world(), words); },
      "permission bits of a file that is there by then, or of `.`, the directory of them all; the daemon has no power to pass "
-     "over them"},
+     "over them", Needs::Namespaces},
     {"xfbdev lingers", "MS", [](File& f, Words& words) { f.world().xfbdev_lingers = milliseconds(words.number(0, MAX_TIME)); },
      "how long `Xfbdev` outlives the signal it obeys"},
     {"xfbdev ignores", "SIGNALS", [](File& f, Words& words) { f.world().xfbdev_ignores = words.number(0, 100); },
      "how many it ignores before"},
+    {"start", "untouched | old | script", [](File& f, Words& words) { read_start(f.world(), words); },
+     "on the machine: the daemon finds a serial line that nobody has set up; it runs as on a kernel 2.6.31; its init script "
+     "starts it at boot", Needs::Machine},
+    {"needs", "namespaces | machine", read_needs,
+     "cannot be played in the other world, though none of its lines tells; it is skipped there"},
 };
 // clang-format on
 
@@ -148,6 +200,7 @@ bool FileReader::read_setup_line(Words& words) {
         throw NotAsExpected{"expected set-up lines before the first step"};
     }
     try {
+        require(line->needs);
         line->read(*this, words);
         if (words.more()) {
             throw NotAsExpected();
@@ -156,6 +209,16 @@ bool FileReader::read_setup_line(Words& words) {
         throw NotAsExpected{std::string("expected ") + line->word + " " + line->rest + error.why};
     }
     return true;
+}
+
+void FileReader::require(Needs needs) {
+    if (needs == Needs::Nothing) {
+        return;
+    }
+    if (scenario_.needs != Needs::Nothing && scenario_.needs != needs) {
+        throw NotAsExpected{"; no world has this and what a line before it needs"};
+    }
+    scenario_.needs = needs;
 }
 
 std::string FileReader::lines(const std::string& end, bool is_hex) {
@@ -210,6 +273,7 @@ Scenario FileReader::read(const std::vector<std::string>& more_options) {
             line_ = step.text;
             step = reader.read(step.text);
             step.line = number_;
+            require(step.needs);
         }
     } catch (const NotAsExpected& error) {
         fail(error);

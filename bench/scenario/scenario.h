@@ -14,7 +14,13 @@ namespace bench {
 struct Scenario {
     std::string file;
     WorldConfig world;
+    Needs needs = Needs::Nothing;
     std::vector<Step> steps;
+
+    // Whether the world that it is to be played in has what it needs.
+    bool is_playable() const {
+        return needs != (world.machine.empty() ? Needs::Machine : Needs::Namespaces);
+    }
 };
 
 // "FILE:LINE: expected ..."

@@ -53,7 +53,11 @@ Step StepReader::read(const std::string& text) {
             if (words.more()) {
                 throw NotAsExpected();
             }
-            return {.text = text, .when = verb.when, .act = std::move(act), .sending = sending};
+            return {.text = text,
+                    .when = verb.when,
+                    .needs = verb.needs,
+                    .act = std::move(act),
+                    .sending = sending};
         } catch (const NotAsExpected& error) {
             const bool what = std::string_view(verb.rest).starts_with(WHAT);
             const std::string subject = *verb.subjects == '\0' ? "" : first + " ";

@@ -34,10 +34,14 @@ struct Sending {
 // not do in a scenario without such a step.
 enum class When { AtOnce, LinesOpen, Ended };
 
+// In which world a line makes sense: what it asks for may be missing in the other.
+enum class Needs { Nothing, Namespaces, Machine };
+
 struct Step {
     int line = 0;
     std::string text;  // as it stands in the file
     When when = When::AtOnce;
+    Needs needs = Needs::Nothing;
     Action act;
     std::optional<Sending> sending = {};
 };
@@ -85,6 +89,7 @@ struct Verb {
     When when;
     Action (*read)(StepReader& reader);  // reads the rest; returns what the step does
     const char* meaning;                 // for the table of steps
+    Needs needs = Needs::Nothing;
 };
 
 // The first that fits is meant.

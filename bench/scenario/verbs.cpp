@@ -1,4 +1,9 @@
 // The verbs of a scenario, a row for each: at the end of this file, after what they do.
+#include <bitset>
+#include <iterator>
+#include <map>
+
+#include "machine/machine.h"
 #include "scenario/fill.h"
 #include "scenario/flood.h"
 #include "scenario/runner.h"
@@ -11,6 +16,7 @@ constexpr milliseconds MESSAGE_PATIENCE(2000);
 constexpr milliseconds REPORT_PATIENCE(60000);  // it is asked for after seconds of processor time
 constexpr milliseconds TEXT_PATIENCE(20000);
 constexpr milliseconds READING_PATIENCE(10000);
+constexpr milliseconds COMMAND_PATIENCE(60000);
 constexpr int MOST_POSITIONS = 127;  // of one pot under way: no two of them alike
 
 void note(Runner& run, const std::string& text) {
@@ -300,6 +306,85 @@ void show_screen(Runner& run) {
     note(run, edge);
 }
 
+// A character of the screen in pixels, a bit for each that is in the colour of the text.
+using Glyph = std::bitset<Screen::CELL_WIDTH * Screen::CELL_HEIGHT>;
+
+Glyph glyph_at(const std::vector<std::uint16_t>& pixels, int row, int column, const Cell& cell) {
+    Glyph glyph;
+    const auto [text, ground] = Screen::pixel_colors(cell);
+    for (int i = 0; i < Screen::CELL_WIDTH * Screen::CELL_HEIGHT; ++i) {
+        const int x = (column - 1) * Screen::CELL_WIDTH + i % Screen::CELL_WIDTH;
+        const int y = (row - 1) * Screen::CELL_HEIGHT + i / Screen::CELL_WIDTH;
+        const int pixel =
+            pixels[static_cast<std::size_t>(y * SCREEN_COLUMNS * Screen::CELL_WIDTH + x)];
+        if (pixel != text && pixel != ground) {
+            fail("\"" + cell.text + "\" in pixels of its colours",
+                 "another colour in row " + std::to_string(row) + ", column " +
+                     std::to_string(column));
+        }
+        glyph[static_cast<std::size_t>(i)] = pixel == text;
+    }
+    return glyph;
+}
+
+// Blanks may show the picture that was there before.
+void expect_pixels(Runner& run) {
+    const Screen& screen = run.controller().screen();
+    const std::vector<std::uint16_t> pixels = run.controller().machine()->pixels();
+    std::map<std::string, Glyph> known;
+    for (int row = 1; row <= SCREEN_ROWS; ++row) {
+        for (int column = 1; column <= SCREEN_COLUMNS; ++column) {
+            const Cell cell = screen.at(row, column);
+            if (cell.text == " ") {
+                continue;
+            }
+            const Glyph glyph = glyph_at(pixels, row, column, cell);
+            if (glyph.none() || known.try_emplace(cell.text, glyph).first->second != glyph) {
+                fail(
+                    "the shape of \"" + cell.text + "\"",
+                    "another in row " + std::to_string(row) + ", column " + std::to_string(column));
+            }
+        }
+    }
+    for (auto one = known.begin(); one != known.end(); ++one) {
+        for (auto next = std::next(one); next != known.end(); ++next) {
+            if (one->second == next->second) {
+                fail("shapes of their own", one->first + " and " + next->first + " look the same");
+            }
+        }
+    }
+    note(run, std::to_string(known.size()) + " characters have a shape of their own in pixels");
+    if (known.empty()) {
+        throw Failure{"nothing is written on the screen"};
+    }
+    run.hold();
+}
+
+// --- The machine ---
+
+Action run_command(StepReader& reader) {
+    const milliseconds patience = reader.patience(COMMAND_PATIENCE);
+    return [patience, command = reader.words.text()](Runner& run) {
+        Machine& machine = *run.controller().machine();
+        note(run, run.step().text);
+        machine.run(command);
+        if (!run.await(patience, [&] { return machine.result().has_value(); })) {
+            fail("the end of " + command, "none" + after(patience));
+        }
+        if (machine.result() != 0) {
+            fail("exit status 0", "exit status " + std::to_string(*machine.result()));
+        }
+        run.hold();
+    };
+}
+
+void await_off(Runner& run, const milliseconds& patience) {
+    if (!run.await(patience, [&] { return run.controller().machine()->is_off(); })) {
+        fail("the machine to switch itself off", "nothing" + after(patience));
+    }
+    run.hold();
+}
+
 // --- The rest ---
 
 Action expect_exit(StepReader& reader) {
@@ -376,7 +461,7 @@ constexpr Verb VERBS[] = {
      "the position of every pot, in the order of the index; a minute if no time is given"},
     {"board, host", "expect fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), expect_fill); },
      "of what the other end filled the line with, all that there was room for has come, whole and in order; at most one "
-     "message after that is cut short"},
+     "message after that is cut short", Needs::Namespaces},
     {"board, host", "expect", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), expect); },
      "the next message there is this one; 2 seconds if no time is given"},
     {"board, host", "until", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), until); },
@@ -403,6 +488,12 @@ constexpr Verb VERBS[] = {
      "the screen shows TEXT there, counted from 1; its first cell in COLOR, such as `bright red on black`"},
     {"screen", "show", "", AT_ONCE, [](Reader&) -> Action { return show_screen; },
      "prints the screen"},
+    {"screen", "pixels", "", AT_ONCE, [](Reader&) -> Action { return expect_pixels; },
+     "what the screen shows stands there in pixels: each character in its two colours, and the same everywhere", Needs::Machine},
+    {"machine", "run", "COMMAND [within MS]", AT_ONCE, run_command,
+     "the shell of the machine runs this, to a good end; what it says is in the log", Needs::Machine},
+    {"machine", "off", "[within MS]", When::Ended, [](Reader& r) { return with(r.patience(TEXT_PATIENCE), await_off); },
+     "the machine switches itself off", Needs::Machine},
     {"exit", "expect", "STATUS [within MS]", When::Ended, expect_exit,
      "the daemon ends; without this step that fails a scenario at once"},
     {"", "##", "TEXT", AT_ONCE, [](Reader& r) { return with(r.words.text(), heading); },
@@ -410,16 +501,16 @@ constexpr Verb VERBS[] = {
     {"", "wait", "MS", AT_ONCE, [](Reader& r) -> Action { return [time = time_of(r)](Runner& run) { run.pass_time(time); }; },
      "lets that time pass"},
     {"", "hang up serial", "", LINES_OPEN, [](Reader&) { return with(End::Board, hang_up); },
-     "pulls the cable to the board"},
+     "pulls the cable to the board", Needs::Namespaces},
     {"", "hang up midi", "", LINES_OPEN, [](Reader&) { return with(End::Host, hang_up); },
-     "pulls the cable to the host"},
+     "pulls the cable to the host", Needs::Namespaces},
     {"board, host", "stops reading", "", LINES_OPEN, [](Reader& r) { return with(r.end(), stop_reading); },
-     "leaves what comes there where it is"},
+     "leaves what comes there where it is", Needs::Namespaces},
     {"board, host", "reads again", "", LINES_OPEN, [](Reader& r) { return with(r.end(), read_again); },
-     "reads all of it, until the daemon can write there again"},
+     "reads all of it, until the daemon can write there again", Needs::Namespaces},
     {"board, host", "fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), fill_line); },
      "presses and releases, or LED commands, until the line towards the other end, which has stopped reading, is full, and "
-     "some hundred more; the daemon must take them all"},
+     "some hundred more; the daemon must take them all", Needs::Namespaces},
     {"board, host, both", "random", "SECONDS [seed NUMBER]", LINES_OPEN, random_of,
      "random bytes at the serial line's rate; leaves what comes of them aside"},
     {"board, host, both", "flood", "COUNT [pots]", LINES_OPEN, flood_of,

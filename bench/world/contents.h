@@ -27,8 +27,8 @@ struct WorldConfig {
     std::vector<std::string> options;  // its command line
     std::string machine;               // directory of an emulated machine; empty: namespaces
     Start start = Start::Plainly;
-    std::string emulator;              // runs the daemon if not empty: qemu-arm-static
-    std::string resources;             // directory whose copy the daemon finds at ../resources
+    std::string emulator;   // runs the daemon if not empty: qemu-arm-static
+    std::string resources;  // directory whose copy the daemon finds at ../resources
     std::map<std::string, std::string> files;  // laid over the copy: name below resources, content
     std::vector<std::string> removed;          // names taken out of the copy
     std::vector<std::string> directories;      // names where a directory stands instead of a file
