@@ -78,6 +78,7 @@ class Controller {
     int hand_over(End end);
     // The daemon's process number; -1 if it has ended.
     pid_t daemon_pid() const { return world_->daemon_pid(); }
+    int slowness() const { return world_->slowness(); }
     // The world, if it is an emulated machine, else null.
     Machine* machine() { return world_->machine(); }
     // The daemon's exit status (128 + signal if killed) once it has ended and its log was read.

@@ -100,7 +100,8 @@ build_busybox() {
     cd - >/dev/null
 }
 
-# The board as the emulator has it: no DMA for the serial lines, five of them, and a screen of 60 by
+# The board as the emulator has it: one processor, no network, no DMA for the serial lines, five of
+# them, and a screen of 60 by
 # 17 characters in memory at the end of the first 256 MB.
 make_tree() {
     tree=$out/board.dtb
@@ -111,6 +112,8 @@ make_tree() {
         fdtput -d "$tree" "$node" dmas dma-names
         fdtput -t s "$tree" "$node" status okay
     done
+    fdtput -t s "$tree" "$(fdtget "$tree" /aliases ethernet0)" status disabled
+    fdtput -r "$tree" /cpus/cpu@1 /cpus/cpu@2 /cpus/cpu@3
     fdtput -c "$tree" /reserved-memory /reserved-memory/screen@$screen /framebuffer@$screen
     fdtput "$tree" /reserved-memory '#address-cells' 1
     fdtput "$tree" /reserved-memory '#size-cells' 1
@@ -161,6 +164,7 @@ make_root() {
     for part in Xfbdev mixhost; do
         ln -s inside "$root/opt/bench/$part"
     done
+    ln -s /bin/busybox "$root/opt/bench/modprobe" # the kernel's own
     # Those that it tells of.
     for command in sbin/modprobe usr/sbin/fbset sbin/fbsplash sbin/poweroff usr/bin/killall; do
         ln -sf /opt/bench/inside "$root/$command"

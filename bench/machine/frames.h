@@ -11,6 +11,7 @@ namespace bench {
 
 enum class Frame : char {
     // From inside.
+    Booted = 'B',  // all is prepared
     Log = 'L',     // output of the daemon and of commands, in pieces as they come
     Screen = 'S',  // what brings a console up to date
     Call = 'C',    // the daemon runs a command of the platform, which waits for an answer

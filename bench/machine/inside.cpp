@@ -52,6 +52,7 @@ constexpr const char* HOST_MIDI = "/dev/snd/midiC2D0";
 constexpr const char* SCREEN = "/dev/vcsa1";
 constexpr const char* DAEMON_LOG = "/var/log/ctlbridge.log";
 constexpr std::chrono::milliseconds TICK(50);
+constexpr int TICKS_TO_LOOK = 20;   // for a daemon that others start
 constexpr int TICKS_TO_SETTLE = 2;  // of a worker that has just opened its device
 constexpr std::size_t PIECE = 2048;
 
@@ -181,6 +182,22 @@ class ScreenReader {
     std::string last_;
 };
 
+// --- The daemon, where its init script starts it ---
+
+// A shell that runs the script has no second thread.
+pid_t daemon_by_name() {
+    std::error_code error;
+    for (const fs::directory_entry& process : fs::directory_iterator("/proc", error)) {
+        std::ifstream file(process.path() / "comm");
+        std::string name;
+        if (std::getline(file, name) && name == "ctlbridge" &&
+            std::distance(fs::directory_iterator(process.path() / "task", error), {}) > 1) {
+            return std::stoi(process.path().filename().string());
+        }
+    }
+    return -1;
+}
+
 // --- All of it ---
 
 class Inside {
@@ -211,7 +228,7 @@ class Inside {
     Deframer deframer_;
     pid_t daemon_ = -1;
     std::vector<pid_t> commands_;
-    int ready_ticks_ = 0;
+    int ready_ticks_ = 0, ticks_ = 0;
 };
 
 void Inside::open_all() {
@@ -276,7 +293,7 @@ void Inside::reap() {
         const std::string result =
             std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
         pass_log();
-        if (pid == daemon_) {
+        if (pid == daemon_) {  // not one that others have started
             tell(Frame::Exit, result);
         } else if (const auto command = std::find(commands_.begin(), commands_.end(), pid);
                    command != commands_.end()) {
@@ -294,32 +311,20 @@ bool Inside::is_ready() const {
             wanted.emplace_back(device);
         }
     }
-    if (wanted.size() == 2 && !host_midi_) {
-        return false;
-    }
+    const fs::path tasks = fs::path("/proc") / std::to_string(daemon_) / "task";
     std::error_code error;
-    for (const fs::directory_entry& process : fs::directory_iterator("/proc", error)) {
-        std::ifstream name(process.path() / "comm");
-        std::string text;
-        if (!std::getline(name, text) || text != "ctlbridge") {
-            continue;
-        }
-        std::vector<fs::path> threads;
-        for (const fs::directory_entry& thread :
-             fs::directory_iterator(process.path() / "task", error)) {
-            threads.push_back(thread.path());
-        }
-        if (threads.size() < 2) {
+    for (const fs::directory_entry& thread : fs::directory_iterator(tasks, error)) {
+        if (thread.path().filename() == std::to_string(daemon_)) {
             continue;
         }
         std::vector<std::string> open;
         for (const fs::directory_entry& file :
-             fs::directory_iterator(threads.back() / "fd", error)) {
+             fs::directory_iterator(thread.path() / "fd", error)) {
             open.push_back(fs::read_symlink(file.path(), error).string());
         }
-        if (std::all_of(wanted.begin(), wanted.end(),
-                        [&](const std::string& device) { return is_one_of(device, open); })) {
-            return true;
+        const auto is_open = [&](const std::string& device) { return is_one_of(device, open); };
+        if (std::all_of(wanted.begin(), wanted.end(), is_open)) {
+            return wanted.size() < 2 || host_midi_;
         }
     }
     return false;
@@ -328,6 +333,9 @@ bool Inside::is_ready() const {
 void Inside::tick() {
     if (!host_midi_) {
         host_midi_.reset(open(HOST_MIDI, O_RDWR | O_NONBLOCK | O_CLOEXEC));
+    }
+    if (start_ == "script" && ++ticks_ % TICKS_TO_LOOK == 0) {
+        daemon_ = daemon_by_name();
     }
     if (ready_ticks_ < TICKS_TO_SETTLE) {
         ready_ticks_ = is_ready() ? ready_ticks_ + 1 : 0;
@@ -339,6 +347,7 @@ void Inside::tick() {
 
 void Inside::run() {
     open_all();
+    tell(Frame::Booted, {});
     start_daemon();
     enum Source { FRAMES, HOST_LINE_IN, MIDI_IN, CALLS, LOG, CHILDREN, SCREEN_NEWS, SOURCES };
     std::string to_host;  // what the host is to send, as far as its device has not taken it

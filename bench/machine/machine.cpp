@@ -32,6 +32,9 @@ constexpr std::size_t PIXELS_AT = 0x0FF00000;
 constexpr std::size_t PIXELS = 480 * 272;
 constexpr const char* STARTS[] = {"plainly", "untouched", "old", "script"};
 
+constexpr std::chrono::milliseconds TICK(20);
+constexpr std::chrono::minutes BOOT_PATIENCE(5);
+
 constexpr unsigned DIRECTORY = 0040000;
 constexpr unsigned REGULAR = 0100000;
 
@@ -226,9 +229,22 @@ Machine::Machine(const WorldConfig& config) {
     emulator_ = start_emulator(words, passed);
     inner.clear();
     listener_ = std::thread([this] { listen(); });
+    const auto deadline = std::chrono::steady_clock::now() + BOOT_PATIENCE;
+    while (!has_booted_) {
+        if (is_off_ || std::chrono::steady_clock::now() >= deadline) {
+            stop();
+            throw std::runtime_error(is_off_ ? "the emulator has ended: is " + words[0] + " there?"
+                                             : "the machine has not booted");
+        }
+        std::this_thread::sleep_for(TICK);
+    }
 }
 
 Machine::~Machine() {
+    stop();
+}
+
+void Machine::stop() {
     emulator_ = Child();
     for (const Fd* const fd : {&console_, &log_, &calls_}) {
         shutdown(fd->get(), SHUT_RDWR);  // the listener may be writing
@@ -250,6 +266,9 @@ void Machine::listen() {
                 break;
             case Frame::Call:
                 send_all(calls_in_.get(), text);
+                break;
+            case Frame::Booted:
+                has_booted_ = true;
                 break;
             case Frame::Ready:
                 is_ready_ = true;

@@ -15,6 +15,7 @@ namespace bench {
 
 class Machine : public World {
   public:
+    // Returns when the machine has booted.
     explicit Machine(const WorldConfig& config);
     ~Machine() override;
 
@@ -26,6 +27,7 @@ class Machine : public World {
     void answer_platform() override;
     bool ready() override { return is_ready_; }
     std::optional<int> exit_status() override;
+    int slowness() const override { return 10; }
     Machine* machine() override { return this; }
 
     // Runs a command of the machine's shell; what it says is in the log.
@@ -39,13 +41,14 @@ class Machine : public World {
 
   private:
     void listen();
+    void stop();
 
     Fd board_, host_, kernel_, frames_;  // the machine's serial lines, as sockets
     Fd memory_;
     Child emulator_;
     Fd console_, log_, calls_;           // what came in frames, to be read here
     Fd console_in_, log_in_, calls_in_;  // the other ends of them
-    std::atomic<bool> is_ready_{false}, is_off_{false};
+    std::atomic<bool> has_booted_{false}, is_ready_{false}, is_off_{false};
     std::atomic<int> exit_status_{-1}, result_{-1};
     std::thread listener_;
 };

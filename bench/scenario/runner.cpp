@@ -74,7 +74,7 @@ void Runner::pass_time(milliseconds time) {
 }
 
 bool Runner::await(milliseconds patience, const std::function<bool()>& is_so, bool printed) {
-    const milliseconds deadline = controller_.now() + patience;
+    const milliseconds deadline = controller_.now() + controller_.slowness() * patience;
     while (!is_so()) {
         if (controller_.now() >= deadline) {
             return false;
@@ -109,7 +109,11 @@ const Event* Runner::next_event(Place place) {
 }
 
 const Event* Runner::await_event(Place place, milliseconds patience) {
-    const milliseconds deadline = controller_.now() + patience;
+    return next_within(place, controller_.slowness() * patience);
+}
+
+const Event* Runner::next_within(Place place, milliseconds time) {
+    const milliseconds deadline = controller_.now() + time;
     dropped_[slot(place)] = false;
     for (;;) {
         if (const Event* event = next_event(place)) {
@@ -144,9 +148,9 @@ void Runner::take(const Event& event) {
 
 int Runner::take_until(Place place, milliseconds patience,
                        const std::function<bool(const Event&)>& fits) {
-    const milliseconds deadline = controller_.now() + patience;
+    const milliseconds deadline = controller_.now() + controller_.slowness() * patience;
     int passed = 0;
-    while (const Event* event = await_event(place, deadline - controller_.now())) {
+    while (const Event* event = next_within(place, deadline - controller_.now())) {
         take(*event);
         if (fits(*event)) {
             hold();

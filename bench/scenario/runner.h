@@ -54,9 +54,10 @@ class Runner {
 
     void send(End end, const std::vector<Bytes>& messages);
     // The first event at this place that no step has taken yet; null if there is none so far, or
-    // none in time. Then all of them.
+    // none in time, which is longer in a slow world unless it is a time to pass. Then all of them.
     const Event* next_event(Place place);
     const Event* await_event(Place place, milliseconds patience);
+    const Event* next_within(Place place, milliseconds time);
     std::vector<const Event*> events_left(Place place);
     void take(const Event& event);
     // Takes events at this place up to the first that fits. Returns the number of those before it,

@@ -96,7 +96,7 @@ void until(Runner& run, const Awaited& awaited) {
 }
 
 void silent(Runner& run, End end, milliseconds time) {
-    if (const Event* event = run.await_event(at(end), time)) {
+    if (const Event* event = run.next_within(at(end), time)) {
         fail("silence",
              hex(event->bytes, 16) + "   " + words_for(*event, run.controller().mapping()));
     }
@@ -454,6 +454,8 @@ constexpr Verb VERBS[] = {
      "a note-off for it"},
     {"host", "meter", "CONTROL VALUE", LINES_OPEN, [](Reader& r) { return command(r, &Host::meter); },
      "a control change for a meter"},
+    {"board", "send at once", "BYTES", AT_ONCE, send_bytes,
+     "does not wait until the daemon has opened its devices"},
     {"board, host", "send", "BYTES | sysex SIZE [open] | identity request | identity reply", LINES_OPEN, send_bytes,
      "bytes in hexadecimal, written in one piece; a system-exclusive message of that many bytes, `open` without its last; "
      "the Identity Request or Reply"},

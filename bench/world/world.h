@@ -59,6 +59,9 @@ class World {
     // The daemon's exit status once it has ended (128 + signal if it was killed), else nothing.
     virtual std::optional<int> exit_status() = 0;
 
+    // How many times slower things may be in here than in a world of this machine's own processor.
+    virtual int slowness() const { return 1; }
+
     // The world, if it is an emulated machine.
     virtual Machine* machine() { return nullptr; }
 };
