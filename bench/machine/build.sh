@@ -114,6 +114,17 @@ make_tree() {
     done
     fdtput -t s "$tree" "$(fdtget "$tree" /aliases ethernet0)" status disabled
     fdtput -r "$tree" /cpus/cpu@1 /cpus/cpu@2 /cpus/cpu@3
+    # Switched off by the watchdog, whose reset ends the emulator.
+    watchdog=/soc/bus@2000000/watchdog@20bc000
+    fdtput -t s "$tree" $watchdog compatible syscon
+    fdtput "$tree" $watchdog reg-io-width 2
+    fdtput "$tree" $watchdog phandle 4096
+    fdtput -c "$tree" /poweroff
+    fdtput -t s "$tree" /poweroff compatible syscon-poweroff
+    fdtput "$tree" /poweroff regmap 4096
+    fdtput "$tree" /poweroff offset 0
+    fdtput "$tree" /poweroff value 0
+    fdtput -t x "$tree" /poweroff mask ffff
     fdtput -c "$tree" /reserved-memory /reserved-memory/screen@$screen /framebuffer@$screen
     fdtput "$tree" /reserved-memory '#address-cells' 1
     fdtput "$tree" /reserved-memory '#size-cells' 1
