@@ -60,8 +60,8 @@ constexpr Option OPTIONS[] = {
      "its resources, for scenarios that name none of their own"},
     {"emulator", "PATH", [](Options& to, const char* value) { to.world.emulator = value; },
      "a program that runs the daemon, for another machine's binary"},
-    {"machine", nullptr, [](Options& to, const char*) { to.world.machine = CTLBENCH_MACHINE; },
-     "on an emulated machine, and the daemon that is installed there unless one is named"},
+    {"machine", "[=DIR]", [](Options& to, const char* value) { to.world.machine = value == nullptr ? CTLBENCH_MACHINE : value; },
+     "play, panel: on an emulated machine, with the daemon that is installed there"},
     {"screen", "FILE", [](Options& to, const char* value) { to.screen_file = value; },
      "write the screen as it is at the end, an SVG picture of its text"},
     {"no-traffic", nullptr, [](Options& to, const char*) { to.hidden.traffic_led = true; },
@@ -178,9 +178,10 @@ std::string usage() {
     }
     text += "\n";
     for (const Option& option : OPTIONS) {
-        const char* const value = option.value == nullptr ? "" : option.value;
-        std::snprintf(line, sizeof line, "  --%-16s %s\n",
-                      (std::string(option.name) + " " + value).c_str(), option.help);
+        const std::string value = option.value == nullptr ? "" : option.value;
+        const char* const gap = value.starts_with('[') ? "" : " ";
+        std::snprintf(line, sizeof line, "  --%-16s %s\n", (option.name + (gap + value)).c_str(),
+                      option.help);
         text += line;
     }
     return text +
@@ -196,8 +197,10 @@ void read_options(std::vector<char*> arguments, Options& options) {
     }
     std::vector<option> known;
     for (const Option& option : OPTIONS) {
-        known.push_back(
-            {option.name, option.value == nullptr ? no_argument : required_argument, nullptr, 1});
+        const int takes = option.value == nullptr ? no_argument
+                          : *option.value == '['  ? optional_argument
+                                                  : required_argument;
+        known.push_back({option.name, takes, nullptr, 1});
     }
     known.push_back({});
     const int count = static_cast<int>(arguments.size());
@@ -241,6 +244,9 @@ int run(const std::vector<char*>& arguments) {
     const bool plays = command->run == run_play;
     if (options.files.empty() == plays) {
         throw Misuse(name + (plays ? ": no scenario given" : " takes no file"));
+    }
+    if (!options.world.machine.empty() && !plays && name != "panel" && name != "steps") {
+        throw Misuse(name + " has no machine");
     }
     if (!std::filesystem::is_directory(options.world.resources)) {
         throw Misuse("there is no directory " + options.world.resources);

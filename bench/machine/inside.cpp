@@ -260,8 +260,7 @@ void Inside::start_daemon() {
     }
     std::string command = std::string("cd ") + HOME;
     if (start_ != "untouched") {
-        command += std::string(" && { [ ! -c ") + BOARD_LINE + " ] || stty -F " + BOARD_LINE +
-                   " raw -echo 115200; }";
+        command += std::string(" && stty -F ") + BOARD_LINE + " raw -echo 115200";
     }
     command += std::string(" && exec ") + (start_ == "old" ? "/opt/bench/inside --old " : "") +
                "./ctlbridge \"$@\"";
@@ -305,11 +304,9 @@ void Inside::reap() {
 
 // Of the daemon's threads the first has ended, and has nothing open any more.
 bool Inside::is_ready() const {
-    std::vector<std::string> wanted;
-    for (const char* const device : {BOARD_LINE, GADGET_MIDI}) {
-        if (fs::exists(device)) {
-            wanted.emplace_back(device);
-        }
+    std::vector<std::string> wanted = {BOARD_LINE};
+    if (fs::exists(GADGET_MIDI)) {
+        wanted.emplace_back(GADGET_MIDI);
     }
     const fs::path tasks = fs::path("/proc") / std::to_string(daemon_) / "task";
     std::error_code error;

@@ -81,25 +81,19 @@ std::string shell_quoted(const std::string& word) {
 std::string set_up(const WorldConfig& config) {
     Archive archive;
     std::string start = STARTS[static_cast<std::size_t>(config.start)];
-    std::string options;
+    std::string options, plain_options;
     for (const int number :
          {config.xfbdev_ignores, static_cast<int>(config.xfbdev_lingers.count())}) {
         start += " " + std::to_string(number);
     }
     for (const std::string& option : config.options) {
-        options += (options.empty() ? "" : " ") + shell_quoted(option);
+        options += " " + shell_quoted(option);
+        plain_options += option + " ";
     }
-    std::string script = "start=" + shell_quoted(start + " " + options) + "\n";
+    std::string script = "start=" + shell_quoted(start + options) + "\n";
     if (config.start == Start::Script) {
-        script += "echo " + shell_quoted("OPTIONS=" + shell_quoted(options)) +
+        script += "echo " + shell_quoted("OPTIONS='" + plain_options + "'") +
                   " >>/etc/default/ctlbridge\n";
-    }
-    for (const std::string& command : config.missing_commands) {
-        script += "rm -f /bin/" + command + " /sbin/" + command + " /usr/bin/" + command +
-                  " /usr/sbin/" + command + "\n";
-    }
-    if (!config.serial) {
-        script += "rm /dev/ttymxc1\n";
     }
     // In another place: what the package has installed and this has not goes away.
     const std::string place = "/opt/bench/resources/";
@@ -119,6 +113,10 @@ std::string set_up(const WorldConfig& config) {
     if (!config.daemon.empty()) {
         script += std::string("mv /opt/bench/ctlbridge ") + HOME + "\n";
         archive.add("/opt/bench/ctlbridge", REGULAR | PROGRAM_MODE, read_file(config.daemon));
+    }
+    for (const std::string& command : config.missing_commands) {
+        script += "busybox rm -f /bin/" + command + " /sbin/" + command + " /usr/bin/" + command +
+                  " /usr/sbin/" + command + "\n";
     }
     archive.add("/opt/bench/set-up", REGULAR | FILE_MODE, script);
     return archive.end();

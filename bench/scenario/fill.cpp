@@ -28,24 +28,42 @@ bool await(Controller& controller, const Pump& pump, const std::function<bool()>
     return true;
 }
 
+std::vector<Track> note_tracks(Controller& controller, End from) {
+    std::vector<Track> tracks = running_tracks(controller, from);
+    std::erase_if(tracks, [](const Track& track) { return !track.sends_notes(); });
+    if (tracks.size() < 2) {
+        throw Failure{"the mapping has too few controls to fill a line with"};
+    }
+    return tracks;
+}
+
 bool begins_with(const Bytes& whole, const Bytes& part) {
     return part.size() < whole.size() && std::equal(part.begin(), part.end(), whole.begin());
 }
 
 }  // namespace
 
+Filling burst(Controller& controller, End from, int count) {
+    std::vector<Track> tracks = note_tracks(controller, from);
+    Filling filling{.from = from, .messages = {}};
+    std::vector<Bytes> sent;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+        const Crossing crossing = tracks[i % tracks.size()].next();
+        sent.push_back(crossing.sent);
+        filling.messages.push_back(crossing.arrives);
+    }
+    controller.send(from, sent);
+    return filling;
+}
+
 Filling fill(Controller& controller, End from, const Pump& pump) {
     const End to = other(from);
     const auto full = [&] { return controller.full(to); };
-    std::vector<Track> tracks = running_tracks(controller, from);
-    std::erase_if(tracks, [](const Track& track) { return !track.sends_notes(); });
+    std::vector<Track> tracks = note_tracks(controller, from);
     Filling filling{.from = from, .messages = {}};
     // No two batches that follow each other change the same control.
     const std::size_t batch =
         std::min(from == End::Board ? BATCH_TO_HOST : BATCH_TO_BOARD, (tracks.size() + 1) / 2);
-    if (tracks.size() < 2) {
-        throw Failure{"the mapping has too few controls to fill a line with"};
-    }
     while (filling.fitting == 0 || filling.messages.size() < filling.fitting + BEYOND) {
         std::size_t sent = 0;
         do {  // up to the last control: what the daemon takes in one pass goes out in their order

@@ -59,9 +59,10 @@ struct SetupLine {
 void read_without(FileReader& file, Words& words) {
     WorldConfig& world = file.world();
     if (words.take("serial")) {
+        file.require(Needs::Namespaces);
         world.serial = false;
     } else if (words.take("midi")) {
-        file.require(Needs::Namespaces);  // the gadget makes it
+        file.require(Needs::Namespaces);
         world.midi = false;
     } else if (words.take("command")) {
         world.missing_commands.push_back(words.word());

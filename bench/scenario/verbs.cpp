@@ -1,4 +1,5 @@
 // The verbs of a scenario, a row for each: at the end of this file, after what they do.
+#include <algorithm>
 #include <bitset>
 #include <iterator>
 #include <map>
@@ -16,6 +17,7 @@ constexpr milliseconds MESSAGE_PATIENCE(2000);
 constexpr milliseconds REPORT_PATIENCE(60000);  // it is asked for after seconds of processor time
 constexpr milliseconds TEXT_PATIENCE(20000);
 constexpr milliseconds READING_PATIENCE(10000);
+constexpr milliseconds QUIET(300);  // after the last of a burst
 constexpr milliseconds COMMAND_PATIENCE(60000);
 constexpr int MOST_POSITIONS = 127;  // of one pot under way: no two of them alike
 
@@ -160,6 +162,34 @@ void expect_fill(Runner& run, const End& end) {
     }
     note(run, result.summary);
     run.take(*left[result.messages - 1]);
+    run.hold();
+}
+
+Action send_burst(StepReader& reader) {
+    return [from = reader.end(), count = reader.words.number(1, 100000)](Runner& run) {
+        note(run, run.step().text);
+        run.filled[other(from)] = burst(run.controller(), from, count);
+    };
+}
+
+void expect_burst(Runner& run, const End& end) {
+    const auto sent = run.filled.extract(end);
+    if (!sent) {
+        throw Failure{"nothing was sent in a burst"};
+    }
+    const std::vector<Bytes>& messages = sent.mapped().messages;
+    std::size_t came = 0;
+    for (; const Event* event = run.await_event(at(end), QUIET); ++came) {
+        if (std::find(messages.begin(), messages.end(), event->bytes) == messages.end()) {
+            fail("whole messages of the burst", hex(event->bytes, 16));
+        }
+        run.take(*event);
+    }
+    note(run, std::to_string(messages.size()) + " messages sent, " + std::to_string(came) +
+                  " changes came");
+    if (came == 0) {
+        throw Failure{"nothing of the burst has come"};
+    }
     run.hold();
 }
 
@@ -464,6 +494,10 @@ constexpr Verb VERBS[] = {
     {"board, host", "expect fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), expect_fill); },
      "of what the other end filled the line with, all that there was room for has come, whole and in order; at most one "
      "message after that is cut short", Needs::Namespaces},
+    {"host", "burst", "COUNT", LINES_OPEN, send_burst,
+     "so many LED commands in one piece, whether or not anybody takes them", Needs::Machine},
+    {"board", "expect burst", "", LINES_OPEN, [](Reader& r) { return with(r.end(), expect_burst); },
+     "what comes of them is whole messages", Needs::Machine},
     {"board, host", "expect", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), expect); },
      "the next message there is this one; 2 seconds if no time is given"},
     {"board, host", "until", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), until); },
