@@ -14,6 +14,7 @@
 
 #include "controller/controller.h"
 #include "controller/transcript.h"
+#include "machine/machine.h"
 #include "measure/measure.h"
 #include "measure/soak.h"
 #include "panel/panel.h"
@@ -63,7 +64,7 @@ constexpr Option OPTIONS[] = {
     {"machine", "[=DIR]", [](Options& to, const char* value) { to.world.machine = value == nullptr ? CTLBENCH_MACHINE : value; },
      "play, panel: on an emulated machine, with the daemon that is installed there"},
     {"screen", "FILE", [](Options& to, const char* value) { to.screen_file = value; },
-     "write the screen as it is at the end, an SVG picture of its text"},
+     "write the screen as it is at the end, an SVG picture of its text; of a machine its pixels, in PPM"},
     {"no-traffic", nullptr, [](Options& to, const char*) { to.hidden.traffic_led = true; },
      "leave the changes of the traffic LED out"},
     {"quiet", nullptr, [](Options& to, const char*) { to.quiet = true; },
@@ -116,7 +117,9 @@ int play(const std::string& file, const Options& options, int& skipped) {
         Transcript transcript(controller.mapping(), options.hidden, options.quiet);
         outcome = Runner(scenario, controller, transcript).play();
         if (!options.screen_file.empty()) {
-            std::ofstream(options.screen_file) << controller.screen().svg();
+            const Machine* const machine = controller.machine();
+            std::ofstream(options.screen_file)
+                << (machine == nullptr ? controller.screen().svg() : machine->picture());
         }
     } catch (const ScenarioError& error) {
         std::fprintf(stderr, "%s\n", error.what());

@@ -76,6 +76,7 @@ unpack() {
         tar -xJ --occurrence=1 -C "$out/g_midi" --strip-components=5 \
             linux-source-6.1/$gadget/legacy/gmidi.c linux-source-6.1/$gadget/function/u_midi.h
     tar -xf "$out"/packages/busybox_*.orig.tar.* -C "$out/busybox" --strip-components=1
+    : >"$out/unpacked"
 }
 
 # The gadget's module, which Debian's kernel lacks.
@@ -196,7 +197,7 @@ package=$(find build/arm -maxdepth 1 -name 'ctlbridge-*.tar.gz' | head -n 1)
 mkdir -p "$out"
 [ -e "$out/release" ] || fetch
 release=$(cat "$out/release")
-[ -e "$out/kernel-files" ] || unpack
+[ -e "$out/unpacked" ] || unpack
 [ -e "$out/g_midi/g_midi.ko" ] || build_g_midi
 [ -e "$out/busybox/busybox" ] || build_busybox
 if ! is_newer "$out/initrd" "$package" "$from" bench/world; then

@@ -29,7 +29,7 @@ constexpr const char* KERNEL_OPTIONS =
 // As build.sh has them in the device tree.
 constexpr std::size_t MEMORY = 256U << 20;
 constexpr std::size_t PIXELS_AT = 0x0FF00000;
-constexpr std::size_t PIXELS = 480 * 272;
+constexpr int WIDTH = 480, HEIGHT = 272;
 constexpr const char* STARTS[] = {"plainly", "untouched", "old", "script"};
 
 constexpr std::chrono::milliseconds TICK(20);
@@ -331,9 +331,21 @@ std::optional<int> Machine::result() const {
 }
 
 std::vector<std::uint16_t> Machine::pixels() const {
-    std::vector<std::uint16_t> pixels(PIXELS);
-    check(pread(memory_.get(), pixels.data(), 2 * PIXELS, PIXELS_AT), "reading the screen");
+    std::vector<std::uint16_t> pixels(std::size_t{WIDTH} * HEIGHT);
+    check(pread(memory_.get(), pixels.data(), 2 * pixels.size(), PIXELS_AT), "reading the screen");
     return pixels;
+}
+
+std::string Machine::picture() const {
+    std::string text = "P6 " + std::to_string(WIDTH) + " " + std::to_string(HEIGHT) + " 255\n";
+    for (const int pixel : pixels()) {
+        const int red = pixel >> 11, green = pixel >> 5 & 0x3F, blue = pixel & 0x1F;
+        for (const int part :
+             {red << 3 | red >> 2, green << 2 | green >> 4, blue << 3 | blue >> 2}) {
+            text += static_cast<char>(part);
+        }
+    }
+    return text;
 }
 
 }  // namespace bench

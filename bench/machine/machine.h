@@ -38,6 +38,8 @@ class Machine : public World {
     bool is_off() const { return is_off_; }
     // The screen's pixels as they are, row by row, five bits of red, six of green, five of blue.
     std::vector<std::uint16_t> pixels() const;
+    // The same as a picture, in the format PPM.
+    std::string picture() const;
 
   private:
     void listen();
