@@ -126,24 +126,25 @@ bool utl_is_bare_word(const char* text) {
     return text[0] != '\0';
 }
 
+void get_gadget_values(gadget_values* values) {
+    get_gadget_value("vendor_id", utl_is_bare_word, values->buf_vendor_id);
+    get_gadget_value("product_id", utl_is_bare_word, values->buf_product_id);
+    get_gadget_value("manufacturer", is_usb_name, values->buf_manufacturer);
+    get_gadget_value("product_name", is_usb_name, values->buf_product_name);
+}
+
 void load_midi_gadget() {
-    char buf_vendor_id[32];
-    char buf_product_id[32];
-    char buf_manufacturer[32];
-    char buf_product_name[32];
-    get_gadget_value("vendor_id", utl_is_bare_word, buf_vendor_id);
-    get_gadget_value("product_id", utl_is_bare_word, buf_product_id);
-    get_gadget_value("manufacturer", is_usb_name, buf_manufacturer);
-    get_gadget_value("product_name", is_usb_name, buf_product_name);
+    gadget_values values;
+    get_gadget_values(&values);
     char manufacturer[QUOTED_VALUE_LEN];
     char product_name[QUOTED_VALUE_LEN];
-    utl_quote(buf_manufacturer, manufacturer, sizeof manufacturer);
-    utl_quote(buf_product_name, product_name, sizeof product_name);
+    utl_quote(values.buf_manufacturer, manufacturer, sizeof manufacturer);
+    utl_quote(values.buf_product_name, product_name, sizeof product_name);
     dbg_pmesg(DBG_GREEN, "Now load g_midi \n");
     char buf[GADGET_CMD_LEN];
     snprintf(buf, sizeof buf,
              "modprobe g_midi idVendor=%.15s idProduct=%.15s iManufacturer=\"%s\" iProduct=\"%s\"",
-             buf_vendor_id, buf_product_id, manufacturer, product_name);
+             values.buf_vendor_id, values.buf_product_id, manufacturer, product_name);
     dbg_pmesg(DBG_GREEN, "%s \n", buf);
     const int ret = utl_run(buf);
     printf("Load g_midi with %d\n", ret);

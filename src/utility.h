@@ -32,8 +32,20 @@ void utl_hide_controls(char* text);
 
 // --- Start-up ---
 
-// Loads the USB MIDI gadget module with the identities of the settings file and prints the shell's
-// status on standard output. A value that cannot be passed on is reported and left out.
+// At most 15 characters each.
+struct gadget_values {
+    char buf_vendor_id[32];
+    char buf_product_id[32];
+    char buf_manufacturer[32];
+    char buf_product_name[32];
+};
+
+// Reads the identities of the settings file. A value that cannot be passed on is reported and left
+// out.
+void get_gadget_values(gadget_values* values);
+
+// Loads the USB MIDI gadget module with these values and prints the shell's status on standard
+// output.
 void load_midi_gadget();
 
 // --- Deferred pot-report request ---
