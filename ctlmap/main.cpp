@@ -1,0 +1,143 @@
+// ctlmap: checks the controller's configuration, draws it, and writes it for other programs.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "check.h"
+#include "findings.h"
+#include "model.h"
+
+namespace ctlmap {
+namespace {
+
+constexpr int CLEAN = 0;
+constexpr int FOUND = 1;
+constexpr int COULD_NOT_RUN = 2;
+
+struct options {
+    const char* dirs[2];
+    int dir_count;
+    bool werror, quiet, json;
+};
+
+model loaded;
+findings found;
+
+int run_check(const options& with) {
+    if (!load(with.dirs[0], &loaded)) {
+        return COULD_NOT_RUN;
+    }
+    check(loaded, &found);
+    if (with.werror) {
+        for (finding& item : found.items) {
+            item.level = item.level == WARNING ? ERROR : item.level;
+        }
+    }
+    if (with.json) {
+        print_json(found, loaded.dir, stdout);
+    } else {
+        print(found, loaded.dir, with.quiet, stdout);
+    }
+    return found.of(ERROR) > 0 || found.of(WARNING) > 0 ? FOUND : CLEAN;
+}
+
+struct command {
+    const char* name;
+    const char* usage;
+    int most_dirs;
+    int (*run)(const options& with);
+};
+constexpr command COMMANDS[] = {
+    {"check", "check [DIR] [--werror] [--quiet] [--json]", 1, run_check},
+};
+
+int misused(const char* what) {
+    fprintf(stderr, "ctlmap: \"%s\" is not understood\n", what);
+    const char* start = "usage:";
+    for (const command& known : COMMANDS) {
+        fprintf(stderr, "%s ctlmap %s\n", start, known.usage);
+        start = "      ";
+    }
+    return COULD_NOT_RUN;
+}
+
+// The directory "resources" beside that of this program.
+bool find_resources(char* path, size_t size) {
+    const ssize_t len = readlink("/proc/self/exe", path, size - 1);
+    if (len < 0) {
+        return false;
+    }
+    path[len] = '\0';
+    for (int i = 0; i < 2; ++i) {
+        *strrchr(path, '/') = '\0';
+    }
+    strncat(path, "/resources", size - strlen(path) - 1);
+    return true;
+}
+
+struct flag {
+    const char* name;
+    bool options::*is_set;
+    const char* options::*value;
+};
+constexpr flag FLAGS[] = {
+    {"--werror", &options::werror, nullptr},
+    {"--quiet", &options::quiet, nullptr},
+    {"--json", &options::json, nullptr},
+};
+
+// Takes one word of the command line, and the next one if it belongs to it. Returns how many; 0: it
+// means nothing.
+int take_word(char** words, int most_dirs, options* to) {
+    const std::string_view word = words[0];
+    for (const flag& known : FLAGS) {
+        if (word != known.name) {
+            continue;
+        }
+        if (known.is_set != nullptr) {
+            to->*known.is_set = true;
+            return 1;
+        }
+        to->*known.value = words[1];
+        return words[1] != nullptr ? 2 : 0;
+    }
+    if (word.starts_with('-') || to->dir_count == most_dirs) {
+        return 0;
+    }
+    to->dirs[to->dir_count++] = words[0];
+    return 1;
+}
+
+int run(char** words) {
+    const char* const name = words[0] != nullptr ? words[0] : "";
+    for (const command& known : COMMANDS) {
+        if (strcmp(known.name, name) != 0) {
+            continue;
+        }
+        options with = {};
+        for (int i = 1; words[i] != nullptr;) {
+            const int taken = take_word(words + i, known.most_dirs, &with);
+            if (taken == 0) {
+                return misused(words[i]);
+            }
+            i += taken;
+        }
+        static char beside[PATH_MAX];
+        if (with.dir_count == 0 && find_resources(beside, sizeof beside)) {
+            with.dirs[with.dir_count++] = beside;
+        }
+        return known.run(with);
+    }
+    return misused(name);
+}
+
+}  // namespace
+}  // namespace ctlmap
+
+int main([[maybe_unused]] int argc, char** argv) {
+    return ctlmap::run(argv + 1);
+}
