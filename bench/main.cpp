@@ -15,6 +15,7 @@
 #include "controller/controller.h"
 #include "controller/transcript.h"
 #include "measure/measure.h"
+#include "measure/one_core.h"
 #include "measure/soak.h"
 #include "panel/panel.h"
 #include "scenario/runner.h"
@@ -149,6 +150,8 @@ constexpr Command COMMANDS[] = {
      "sends messages both ways as fast as they cross, and accounts for each"},
     {"measure", ARGUMENTS, [](const Options& options) { measure(options.world, options.measure); return GOOD; },
      "measures the daemon beside relays that only copy bytes"},
+    {"onecore", ARGUMENTS, [](const Options& options) { measure_one_core(options.world, options.measure.relay); return GOOD; },
+     "measures the daemon on a core that it shares, beside relays that only copy bytes"},
     {"steps", "", [](const Options&) { std::puts((setup_table() + "\n" + steps_table()).c_str()); return GOOD; },
      "lists every line that a scenario may have"},
 };
