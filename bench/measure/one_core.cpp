@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -13,6 +14,7 @@
 
 #include "measure/bridge.h"
 #include "world/checked.h"
+#include "world/process.h"
 
 namespace bench {
 namespace {
@@ -132,9 +134,23 @@ void run(Bridge& bridge, const Plan& board, const Plan& host) {
     }
 }
 
+// The daemon's first worker is the board's.
+void check_classes(const Bridge& bridge, bool real_time) {
+    const auto times = thread_times(bridge.pid());
+    const pid_t host = times.rbegin()->first;
+    const pid_t board = std::next(times.rbegin())->first;
+    if (sched_getscheduler(board) != (real_time ? SCHED_FIFO : SCHED_OTHER) ||
+        sched_getscheduler(host) != SCHED_OTHER) {
+        throw std::runtime_error("the daemon's workers are not in the classes that they should be");
+    }
+}
+
 void measure_subject(const Cores& cores, std::size_t number, const WorldConfig& config,
                      const std::string& relay, Distributions& found) {
     const auto bridge = start(cores, SUBJECTS[number], config, relay);
+    if (SUBJECTS[number].relay == nullptr) {
+        check_classes(*bridge, SUBJECTS[number].real_time);
+    }
     for (const Beside& beside : LOADS) {
         Child busy;
         if (beside.busy_process) {
