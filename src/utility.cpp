@@ -1,5 +1,6 @@
 #include "utility.h"
 
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -7,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <type_traits>
 
 #include "config.h"
 #include "debug.h"
@@ -19,7 +19,7 @@ constexpr u32 TASK_RPT_POTS = 1;
 constexpr char sysex_reset[3] = {static_cast<char>(NOTE_ON), 0x00, 0x00};
 
 std::atomic<u32> task_mask{0};  // set by the host worker, cleared by the board worker
-clock_t task_timer = 0;         // board worker; 0: the delay has not begun
+std::int64_t task_timer = 0;    // board worker, microseconds; 0: the delay has not begun
 
 constexpr int GADGET_VALUE_LEN = 16;
 constexpr int QUOTED_VALUE_LEN = 2 * GADGET_VALUE_LEN;
@@ -64,6 +64,14 @@ void get_gadget_value(const char* key, bool (*allowed)(const char*), char* value
     if (value[0] != '\0' && !allowed(value)) {
         refuse_value(key, value);
     }
+}
+
+// Microseconds of the whole process. clock() measures the same, but with 32 bits for 35 minutes
+// only; from then on it wraps or fails, as the C library has it.
+std::int64_t processor_time() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
 }
 
 }  // namespace
@@ -158,12 +166,12 @@ void utl_check_task() {
     if ((task_mask & TASK_RPT_POTS) == 0) {
         return;
     }
-    const clock_t now = clock();
+    const std::int64_t now = processor_time();
     if (task_timer == 0) {
         task_timer = now;
         return;
     }
-    if (utl_elapsed_ms(task_timer, now) < TASK_DELAY) {
+    if ((now - task_timer) / 1000 < TASK_DELAY) {
         return;
     }
     task_mask = 0;
@@ -173,12 +181,4 @@ void utl_check_task() {
 
 void ask_cf_to_rpt_pots() {
     cf_send(sysex_reset, sizeof sysex_reset);
-}
-
-clock_t utl_elapsed_ms(clock_t from, clock_t to) {
-    // clock_t has 32 bits on the controller and wraps after 35 minutes of processor time.
-    using unsigned_clock = std::make_unsigned_t<clock_t>;
-    return static_cast<clock_t>(static_cast<unsigned_clock>(to) -
-                                static_cast<unsigned_clock>(from)) /
-           1000;
 }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdio>
-#include <ctime>
 
 #include "common.h"
 
@@ -50,7 +49,7 @@ void load_midi_gadget();
 
 // --- Deferred pot-report request ---
 
-constexpr clock_t TASK_DELAY = 3600;  // milliseconds of processor time
+constexpr int TASK_DELAY = 3600;  // milliseconds of processor time
 
 // Replaces the mask of pending tasks; bit 0 is the pot-report request. Host worker.
 void utl_set_task_mask(u32 mask);
@@ -60,6 +59,3 @@ void utl_check_task();
 
 // Asks the control board to report all its pots.
 void ask_cf_to_rpt_pots();
-
-// Milliseconds of processor time between two clock() readings, across a wrap of clock_t.
-clock_t utl_elapsed_ms(clock_t from, clock_t to);

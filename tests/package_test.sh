@@ -95,7 +95,7 @@ check "name and version agree" [ "${name%-*}" = "ctlbridge-$version" ]
 check "no copies that the daemon makes" [ -z "$(find "$package" -name '*.ok*')" ]
 check "manual pages carry the version" grep -q "$version" "$package/share/man/man1/ctlbridge.1"
 if [ "${name##*-}" = armv6 ]; then
-    check "at most 640 kB" at_most "$package/bin/ctlbridge" 655360
+    check "at most 96 kB" at_most "$package/bin/ctlbridge" 98304
     check "ARMv6 and nothing newer" grep -qx "  Tag_CPU_arch: v6" /attributes
     check "soft-float calls" not grep -q "VFP_args" /attributes
 fi
