@@ -46,7 +46,7 @@ const char* known_name(const model& of, std::string_view name) {
         }
     }
     return name == std::string_view(CFG_PRESET_0).substr(strlen(CFG_RESOURCES))
-               ? CFG_PRESET_0 + strlen(CFG_RESOURCES)
+               ? &CFG_PRESET_0[strlen(CFG_RESOURCES)]
                : nullptr;
 }
 
