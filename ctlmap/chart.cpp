@@ -12,6 +12,8 @@
 namespace ctlmap {
 namespace {
 
+constexpr const char* NO_LINE_RULE = "no-line";
+
 // The control that a line of a file is about, or NONE.
 int control_of_base_line(const model& of, int line) {
     char text[32];
@@ -104,9 +106,15 @@ bool is_heard(const model& of) {
     return of.channel >= 0;
 }
 
+bool is_about(const chart& from, int finding, int idx) {
+    const bool is_lost = from.controls[idx].record == nullptr;
+    return from.control_at[finding] == idx ||
+           (is_lost && strcmp(from.found.items[finding].rule, NO_LINE_RULE) == 0);
+}
+
 void put_finding_links(const chart& from, int idx) {
     for (int i = 0; i < from.found.count; ++i) {
-        if (from.control_at[i] == idx) {
+        if (is_about(from, i, idx)) {
             const char* const level = SEVERITY_NAMES[from.found.items[i].level];
             fprintf(from.out, " <a class=\"%s\" href=\"#f%d\">%s %d</a>", level, i + 1, level,
                     i + 1);
@@ -129,6 +137,7 @@ void put_findings(const chart& from) {
         put_text(one.file, out);
         fprintf(out, one.line > 0 ? ":%d</code> " : "</code> ", one.line);
         put_text(one.text, out);
+        fprintf(out, " <small>[%s]</small>", one.rule);
         if (from.control_at[i] != NONE) {
             const control& at = from.controls[from.control_at[i]];
             fprintf(out, " <a href=\"#c%d\">", at.idx);

@@ -7,10 +7,9 @@
 namespace ctlmap {
 namespace {
 
-constexpr const char* COLUMNS[] = {"Index",         "Control",      "From the board", "To the host",
-                                   "From the host", "To the board", "Values"};
-
-enum column { FROM_BOARD = 2, TO_HOST, FROM_HOST, TO_BOARD, VALUES };
+constexpr const char* COLUMNS[] = {"Control",       "Index",        "From the board", "To the host",
+                                   "From the host", "To the board", "Values",         "Passes"};
+enum column { CONTROL, INDEX, FROM_BOARD, TO_HOST, FROM_HOST, TO_BOARD, VALUES, PASSES };
 
 // "90 3C vv": one message; the data byte is `vv` unless it is given.
 struct message {
@@ -83,50 +82,45 @@ void put_to_board(const control& one, FILE* out) {
 }
 
 void put_values(const control& one, FILE* out) {
+    const bool has_led = one.host_sends_note && one.board_sees_note && one.host_sends != NONE;
     fprintf(out, "<td data-l=\"%s\">", COLUMNS[VALUES]);
     if (one.relative) {
-        fprintf(out, "relative: 65\u2013127 clockwise, 63\u20131 back%s; %d unit%s a step",
+        fprintf(out, "relative: 65-127 clockwise, 63-1 back%s; %d unit%s a step",
                 one.kind == PLATTER ? "" : ", 64 at rest", one.units_per_step,
                 one.units_per_step == 1 ? "" : "s");
     } else if (one.host_sees != NONE && !one.host_sees_note) {
-        fputs("absolute: 0\u2013127", out);
-    } else if (one.kind == BUTTON) {
-        fputs("pressed 127; released 0\u2013127, as the board sends it", out);
+        fputs("absolute: 0-127", out);
     } else if (one.kind == METER) {
-        fputs("0\u2013127 in 8 levels", out);
+        fputs("0-127 in 8 levels", out);
+    } else if (one.kind == SPARE) {
+        fputs("not connected", out);
+    } else if (one.kind == BUTTON) {
+        fputs(has_led ? "on press 127<br>" : "on press 127", out);
     }
-    if (one.host_sends_note && one.board_sees_note && one.host_sends != NONE) {
-        fprintf(out, "%sLED 0\u2013127; note-off: %s", one.kind == BUTTON ? ". " : "",
-                one.off_darkens ? "off" : "its velocity");
-    }
-    if (one.passes > 1) {
-        fprintf(out, "; at most every %d passes", one.passes);
+    if (has_led) {
+        fprintf(out, "LED 0-127, %s", one.off_darkens ? "off by note-off" : "also by note-off");
     }
     if (one.idx == HOST_CFG_BASE + LED_ZERO) {
-        fputs(". Its note also makes the next value of each LED and meter go out again", out);
+        fputs("; makes the next value of every LED and meter go out again", out);
     }
-    fputs(one.kind == SPARE ? "not connected</td>" : "</td>", out);
+    fprintf(out, one.passes > 0 ? "</td><td data-l=\"%s\">%d</td>" : "</td><td></td>",
+            COLUMNS[PASSES], one.passes);
 }
 
 void put_row(const chart& from, const control& one) {
     FILE* const out = from.out;
-    fprintf(out, "<tr id=\"c%d\"><td data-l=\"%s\">%d</td><th scope=\"row\">", one.idx, COLUMNS[0],
-            one.idx);
+    fprintf(out, "<tr id=\"c%d\"><th scope=\"row\">", one.idx);
     put_text(one.name[0] != '\0' ? one.name : "no name", out);
     fprintf(out, "<small> %s", KIND_NAMES[one.kind]);
     const t_soft_label* const label = one.host_sends == NONE ? nullptr : label_of(one.host_sends);
     if (label != nullptr) {
         fputs(", label \u201C", out);
-        text_line line;
-        if (break_text(label->label_name, label->label_name + strcspn(label->label_name, ""),
-                       MAX_LABEL_LEN, 1, &line) > 0) {
-            put_line(line, out);
-        }
+        put_line(label_text(*label), out);
         fputs("\u201D", out);
     }
     fputs(one.record == nullptr ? ", no line</small>" : "</small>", out);
     put_finding_links(from, one.idx);
-    fputs("</th>", out);
+    fprintf(out, "</th><td data-l=\"%s\">%d</td>", COLUMNS[INDEX], one.idx);
     put_from_board(one, out);
     put_to_host(from, one);
     put_from_host(from, one);
@@ -140,10 +134,11 @@ void put_row(const chart& from, const control& one) {
 void put_controls(const chart& from) {
     FILE* const out = from.out;
     fputs(
-        "<section><h2>Controls</h2>\n<p>Bytes are hexadecimal, other numbers decimal; "
-        "<code>vv</code> "
-        "is the value. The board sends a position in eight bits, the highest in the status byte. A "
-        "pass is one round of the daemon\u2019s worker.</p>\n<table class=\"controls\"><thead><tr>",
+        "<section><h2>Controls</h2>\n<p>Bytes are hexadecimal, other numbers decimal. "
+        "<code>vv</code> is the value; in a release it is what the board sends. The board sends a "
+        "position in eight bits, the highest in the status byte. Passes: the fewest rounds of the "
+        "daemon\u2019s worker between two messages of a controller.</p>\n"
+        "<table class=\"controls\"><thead><tr>",
         out);
     for (const char* name : COLUMNS) {
         fprintf(out, "<th scope=\"col\">%s</th>", name);
@@ -156,7 +151,7 @@ void put_controls(const chart& from) {
                 continue;
             }
             if (*before != '\0') {
-                fprintf(out, "%s<tr><th scope=\"rowgroup\" colspan=\"7\">%s</th></tr>\n", before,
+                fprintf(out, "%s<tr><th scope=\"rowgroup\" colspan=\"8\">%s</th></tr>\n", before,
                         SIDE_NAMES[on]);
                 before = "";
             }

@@ -194,14 +194,14 @@ void put_mark(const chart& from, int idx, int x, int y) {
     int first = 0, count = 0;
     severity worst = NOTE;
     for (int i = 0; i < from.found.count; ++i) {
-        if (from.control_at[i] == idx) {
+        if (is_about(from, i, idx)) {
             first = count++ == 0 ? i + 1 : first;
             worst = std::min(worst, from.found.items[i].level);
         }
     }
     if (count > 0) {
         fprintf(from.out,
-                "<rect class=\"mark %s\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"13\" rx=\"6\"/>"
+                "<rect class=\"%s\" x=\"%d\" y=\"%d\" width=\"%d\" height=\"13\" rx=\"6\"/>"
                 "<text class=\"m\" x=\"%d\" y=\"%d\">%d%s</text>\n",
                 SEVERITY_NAMES[worst], x - 13, y - 6, 26, x, y + 4, first, count > 1 ? "+" : "");
     }
@@ -270,7 +270,8 @@ void draw_meter(const control& of, const box& in, FILE* out) {
     constexpr int SEGMENTS = 7;
     const int height = (in.height - 46) / SEGMENTS;
     for (int i = 0; i < SEGMENTS; ++i) {
-        fprintf(out, "<rect class=\"led\" x=\"%d\" y=\"%d\" width=\"12\" height=\"%d\" rx=\"1\"/>",
+        fprintf(out,
+                "<rect class=\"level\" x=\"%d\" y=\"%d\" width=\"12\" height=\"%d\" rx=\"1\"/>",
                 in.x + in.width / 2 - 6, in.y + 6 + i * height, height - 3);
     }
     put_caption(of, in, in.y + in.height - 28, out);
@@ -312,6 +313,17 @@ void draw_grid(const chart& from, const group& members, block in, const column& 
     }
 }
 
+void draw_disc(int x, int y, int radius, FILE* out) {
+    constexpr struct {
+        const char* name;
+        int smaller;
+    } circles[] = {{"ring", 2}, {"disc", 9}, {"groove", 16}, {"groove", 21}};
+    for (const auto& circle : circles) {
+        fprintf(out, "<circle class=\"%s\" cx=\"%d\" cy=\"%d\" r=\"%d\"/>", circle.name, x, y,
+                radius - circle.smaller);
+    }
+}
+
 // The platter with all that belongs to it written on it, and the tempo faders beside it.
 void draw_turning(const chart& from, const group& members, const column& of, int y, side on) {
     constexpr int ITEM_HEIGHT = 25;
@@ -323,10 +335,7 @@ void draw_turning(const chart& from, const group& members, const column& of, int
     int fader_x = on == RIGHT ? of.x + of.width - faders * PITCH_WIDTH : of.x;
     int text_y = y + MOST_RADIUS - (members.count - faders) * ITEM_HEIGHT / 2 + 10;
     if (members.count > faders) {
-        fprintf(out,
-                "<circle class=\"ring\" cx=\"%d\" cy=\"%d\" r=\"%d\"/><circle class=\"disc\" "
-                "cx=\"%d\" cy=\"%d\" r=\"%d\"/>\n",
-                x, y + MOST_RADIUS, radius - 2, x, y + MOST_RADIUS, radius - 9);
+        draw_disc(x, y + MOST_RADIUS, radius, out);
     }
     for (const control* one : members.all()) {
         if (is_pitch_fader(*one)) {
@@ -350,8 +359,8 @@ void draw_column(const chart& from, side on, const column& of, int height) {
     int y = HEADING;
     if (on == MIDDLE) {
         fprintf(from.out,
-                "<g class=\"screen\"><use href=\"#screen1\" x=\"%d\" y=\"%d\" width=\"%d\" "
-                "height=\"%d\"/></g>\n",
+                "<use href=\"#screen1\" x=\"%d\" y=\"%d\" width=\"%d\" "
+                "height=\"%d\"/>\n",
                 MARGIN, y, INNER, SCREEN_HEIGHT);
         y += SCREEN_HEIGHT + gap;
     }
@@ -367,6 +376,21 @@ void draw_column(const chart& from, side on, const column& of, int height) {
         }
         y += height_of(from, on, of, in) + gap;
     }
+}
+
+void draw_panel(const chart& from, side on, int height) {
+    const int full_height = HEADING + height + MARGIN;
+    fprintf(from.out,
+            "<svg class=\"panel%s\" viewBox=\"0 0 %d %d\" role=\"img\"><title>%s</title><desc>Each "
+            "control with its name and its number at the host, as the tables under Controls have "
+            "them.</desc>\n<rect class=\"plate\" x=\"1\" y=\"1\" width=\"%d\" height=\"%d\" "
+            "rx=\"12\"/><text class=\"h\" x=\"%d\" y=\"23\">%s</text>\n",
+            on == MIDDLE ? " mixer" : "", PANEL_WIDTH, full_height, SIDE_NAMES[on], PANEL_WIDTH - 2,
+            full_height - 2, PANEL_WIDTH / 2, SIDE_NAMES[on]);
+    for (const column& one : COLUMNS[on]) {
+        draw_column(from, on, one, height);
+    }
+    fputs("</svg>\n", from.out);
 }
 
 // So that each column has room, the blocks in it well apart.
@@ -397,7 +421,7 @@ side side_of(const control& of) {
 }
 
 short_name::short_name(const control& of) : begin(of.name), end(begin + strlen(begin)) {
-    if (*begin == '\0') {
+    if (begin + strspn(begin, "_") == end) {
         begin = spare;
         end = spare + snprintf(spare, sizeof spare, "index %d", of.idx);
     } else if (side_of(of) != MIDDLE && end - begin > 2) {
@@ -407,22 +431,9 @@ short_name::short_name(const control& of) : begin(of.name), end(begin + strlen(b
 
 void put_front(const chart& from) {
     const int height = panel_height(from);
-    const int full_height = HEADING + height + MARGIN;
     fputs("<div class=\"front\">\n", from.out);
     for (const side on : {LEFT, MIDDLE, RIGHT}) {
-        fprintf(
-            from.out,
-            "<svg class=\"panel\" viewBox=\"0 0 %d %d\" role=\"img\"><title>%s</title><desc>Each "
-            "control with its name and its number at the host, as the tables under Controls have "
-            "them.</desc>\n"
-            "<rect class=\"plate\" x=\"1\" y=\"1\" width=\"%d\" height=\"%d\" rx=\"12\"/>"
-            "<text class=\"h\" x=\"%d\" y=\"23\">%s</text>\n",
-            PANEL_WIDTH, full_height, SIDE_NAMES[on], PANEL_WIDTH - 2, full_height - 2,
-            PANEL_WIDTH / 2, SIDE_NAMES[on]);
-        for (const column& one : COLUMNS[on]) {
-            draw_column(from, on, one, height);
-        }
-        fputs("</svg>\n", from.out);
+        draw_panel(from, on, height);
     }
     fputs("</div>\n", from.out);
 }

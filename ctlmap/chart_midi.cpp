@@ -148,10 +148,13 @@ void put_remark(const char* text, FILE* out) {
 }
 
 void put_html_row(const row& one, FILE* out) {
+    static const char* function = "";
     const bool begins = *one.function != '\0';
     const char* const cells[] = {one.transmitted, one.recognized};
-    fprintf(out, "<tr%s><th scope=\"row\">%s</th><td>%s</td>", begins ? " class=\"first\"" : "",
-            begins ? one.function : "<span class=\"off\">\"</span>", one.detail);
+    function = begins ? one.function : function;
+    fprintf(out, "<tr%s><th scope=\"row\"><span%s>%s</span></th><td>%s</td>",
+            begins ? " class=\"first\"" : "", begins ? "" : " class=\"hidden\"", function,
+            one.detail);
     for (int i = 0; i < 2; ++i) {
         fprintf(out, "<td%s data-l=\"%s\">%s</td>",
                 strcmp(cells[i], "X") == 0 ? " class=\"no\"" : "", COLUMNS[i + 2], cells[i]);
@@ -180,7 +183,7 @@ void put_midi_chart(const chart& from) {
     }
     fputs("</tr></thead><tbody>\n", from.out);
     for_each_row(from.of, from.out, put_html_row);
-    fprintf(from.out, "</tbody></table>\n<p class=\"fine\">%s</p></section>\n", LEGEND);
+    fprintf(from.out, "</tbody></table>\n<p class=\"soft\">%s</p></section>\n", LEGEND);
 }
 
 }  // namespace ctlmap

@@ -18,6 +18,9 @@ struct chart {
     int control_at[MAX_FINDINGS];  // the control that a finding is about, or NONE
 };
 
+// Whether the finding with this number, from 0, is about the control.
+bool is_about(const chart& from, int finding, int idx);
+
 // --- Places ---
 
 enum side { LEFT, MIDDLE, RIGHT, SIDES };
@@ -35,6 +38,9 @@ struct short_name {
     explicit short_name(const control& of);
 };
 
+// The text of a label as shown, without the blanks after it.
+text_line label_text(const t_soft_label& label);
+
 // --- Numbers ---
 
 // Channel of messages to the host, 0 to 15.
@@ -51,7 +57,7 @@ void put_controls(const chart& from);
 void put_midi_chart(const chart& from);
 void put_findings(const chart& from);
 
-// The number of a finding of this control, linked to it, or all of them.
+// Links to the findings about this control.
 void put_finding_links(const chart& from, int idx);
 
 }  // namespace ctlmap

@@ -101,18 +101,14 @@ void put_label(const t_soft_label& label, bool is_lit, FILE* out) {
     const look drawn = look_of_slot(is_lit ? label.on_color_idx : label.off_color_idx);
     const int x = (std::clamp(label.y_pos, 1, SCREEN_COLUMNS) - 1) * CELL_WIDTH;
     const int y = (std::clamp(label.x_pos, 1, SCREEN_ROWS) - 1) * CELL_HEIGHT;
-    text_line text;
-    const char* const name = label.label_name;
-    const char* end = name + strlen(name);
-    while (end > name && end[-1] == ' ') {
-        --end;
-    }
     const int room = std::min(MAX_LABEL_LEN, SCREEN_COLUMNS - x / CELL_WIDTH);
     if (strcmp(drawn.ground(), CONSOLE_COLORS[BLACK]) != 0) {
         fprintf(out, "<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"#%s\"/>", x, y,
                 room * CELL_WIDTH, CELL_HEIGHT, drawn.ground());
     }
-    if (break_text(name, end, room, 1, &text) > 0) {
+    const text_line whole = label_text(label);
+    text_line text;
+    if (break_text(whole.begin, whole.end, room, 1, &text) > 0) {
         fprintf(out, "<text x=\"%d\" y=\"%d\" fill=\"#%s\">", x, y + BASELINE, drawn.text());
         put_line(text, out);
         fputs("</text>\n", out);
@@ -121,7 +117,7 @@ void put_label(const t_soft_label& label, bool is_lit, FILE* out) {
 
 void put_screen(bool is_lit, const char* what, FILE* out) {
     fprintf(out,
-            "<figure><svg class=\"screen\" viewBox=\"0 0 480 272\" role=\"img\"><title>%s</title>\n"
+            "<figure><svg viewBox=\"0 0 480 272\" role=\"img\"><title>%s</title>\n"
             "<symbol id=\"screen%d\" viewBox=\"0 0 480 272\"><rect width=\"480\" height=\"272\" "
             "rx=\"4\"/>\n",
             what, is_lit);
@@ -151,7 +147,7 @@ void put_label_row(const t_soft_label& label, FILE* out) {
     put_text(label.key_name, out);
     fprintf(out, "</th><td data-l=\"Place\">%d, %d</td><td data-l=\"Text\">", label.x_pos,
             label.y_pos);
-    put_text(is_used(label) ? label.label_name : "", out);
+    put_line(label_text(label), out);
     if (!is_used(label)) {
         fputs("</td><td data-l=\"Note\">no label</td><td></td><td></td></tr>\n", out);
         return;
@@ -164,6 +160,14 @@ void put_label_row(const t_soft_label& label, FILE* out) {
 }
 
 }  // namespace
+
+text_line label_text(const t_soft_label& label) {
+    const char* end = label.label_name + strlen(label.label_name);
+    while (end > label.label_name && end[-1] == ' ') {
+        --end;
+    }
+    return {label.label_name, end, false};
+}
 
 void put_screens(const chart& from) {
     FILE* const out = from.out;

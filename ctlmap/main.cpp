@@ -65,7 +65,7 @@ int run_chart(const options& with) {
     } else if (out != nullptr) {
         write_page(loaded, found, out);
     }
-    if (out == nullptr || ferror(out) != 0 || fclose(out) != 0) {
+    if (out == nullptr || ferror(out) != 0 || (out == stdout ? fflush(out) : fclose(out)) != 0) {
         fprintf(stderr, "ctlmap: cannot write %s: %s\n",
                 with.output != nullptr ? with.output : "standard output", strerror(errno));
         return COULD_NOT_RUN;
