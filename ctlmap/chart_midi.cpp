@@ -58,7 +58,12 @@ void collect(const model& of, numbers* to) {
     for (int idx = 0; idx < TOTAL_CFG_ITEM; ++idx) {
         const control one = control_of(of, idx);
         (one.host_sees_note ? to->sent_notes : to->sent_controllers).add(one.host_sees);
-        (one.host_sends_note ? to->heard_notes : to->heard_controllers).add(one.host_sends);
+        const bool lights = one.board_sees_note || idx == HOST_CFG_BASE + LED_ZERO;
+        if (!one.host_sends_note) {
+            to->heard_controllers.add(one.host_sends);
+        } else if (lights) {
+            to->heard_notes.add(one.host_sends);
+        }
     }
     for (int i = 0; i < total_soft_label && total_valid_soft_label > 0; ++i) {
         to->heard_notes.add(soft_label_array[i].cc);

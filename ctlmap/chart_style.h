@@ -48,6 +48,7 @@ th,td{text-align:left;vertical-align:top;padding:.25rem .5rem;border-bottom:1px 
 thead th{border-bottom:2px solid var(--soft);overflow-wrap:normal}
 th[scope=rowgroup]{padding-top:1rem;font-size:1rem}
 table{max-width:76rem}.controls th[scope=row]{min-width:9.5rem}.controls code{white-space:nowrap}
+.midi th,.midi td:nth-child(2){white-space:nowrap}.midi td:nth-child(n+3){min-width:8.5rem}
 .midi tbody th,.midi tbody td{border:0}.midi .first>*{border-top:1px solid var(--line)}
 .hidden,.no{color:var(--soft)}
 .hidden{position:absolute;width:1px;height:1px;overflow:hidden;clip-path:inset(50%)}
@@ -64,7 +65,10 @@ tr{border-bottom:1px solid var(--line);padding:.4rem 0}
 th,td,.midi .first>*{border:0;padding:.1rem 0}
 td{display:inline-block;margin-right:1rem}td:empty{display:none}
 td[data-l]::before{content:attr(data-l)" ";color:var(--soft)}
-.controls td[data-l]{min-width:8.5rem;text-align:left}.controls td[data-l]::before{display:block}
+.controls td[data-l]:not(:empty){display:block;position:relative;padding-left:8.5rem;text-align:left}
+.controls td[data-l]::before{position:absolute;left:0}
+.controls code{margin-right:1rem}.controls code+br{display:none}
+.midi th,.midi td{white-space:normal!important;min-width:0!important}
 .hidden{position:static;width:auto;clip-path:none}}
 
 @page{size:A4;margin:12mm}
@@ -76,7 +80,8 @@ a{text-decoration:none}
 .mixer{grid-row:auto;grid-column:auto;max-width:none;margin:0}
 h1{font-size:15pt}h2{font-size:12pt;margin-top:6mm}
 table{font-size:8pt}td,th{padding:.5mm 1.5mm}
-h2,thead,caption{break-after:avoid}tr,li,figure{break-inside:avoid}
+h2,h2+p,caption,thead,tbody tr:first-child{break-after:avoid}tr,li,figure{break-inside:avoid}
+.panel{max-height:180mm}
 svg{print-color-adjust:exact}}
 )css";
 
