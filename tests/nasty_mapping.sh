@@ -9,7 +9,7 @@ cp -r "$1" "$2"
 cd "$2"
 long=$(printf '%061d' 0 | tr 0 W)
 markup='<b>\&"x"</b>'
-latin1=$(printf 'K\374hl\240\233\377er')
+latin1=$(printf 'K\374hl\233\377er')
 cut=$(printf 'cut\303')
 LC_ALL=C sed -i \
     -e "s/^\(0 .*\) .*/\1 ${long}_A/" -e "s/^\(2 .*\) .*/\1 ${long}_A/" \
