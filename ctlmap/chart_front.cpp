@@ -53,7 +53,7 @@ struct box {
 constexpr int PANEL_WIDTH = 380, HEADING = 34, MARGIN = 10;
 constexpr int STRIP_WIDTH = 84, STRIP_MOST = 6;  // knobs below each other
 constexpr int SCREEN_HEIGHT = 204;
-constexpr int LEAST_GAP = 8, MOST_RADIUS = 104, PITCH_WIDTH = 70;
+constexpr int LEAST_GAP = 8, MOST_RADIUS = 104, ROOMY_RADIUS = 80, PITCH_WIDTH = 70;
 
 struct block_form {
     int height;   // of a row
@@ -318,7 +318,7 @@ void draw_disc(int x, int y, int radius, FILE* out) {
         const char* name;
         int smaller;
     } circles[] = {{"ring", 2}, {"disc", 9}, {"groove", 16}, {"groove", 21}};
-    for (const auto& circle : circles) {
+    for (const auto& circle : std::span(circles).first(radius > ROOMY_RADIUS ? 4 : 2)) {
         fprintf(out, "<circle class=\"%s\" cx=\"%d\" cy=\"%d\" r=\"%d\"/>", circle.name, x, y,
                 radius - circle.smaller);
     }

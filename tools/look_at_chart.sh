@@ -9,6 +9,7 @@ dir=$(realpath "$1")
 shift
 profile=$(mktemp -d)
 trap 'rm -rf "$profile"' EXIT
+MOST_HEIGHT=16000 # of a picture
 failed=0
 
 browse() { # OPTION... URL
@@ -75,9 +76,11 @@ for page; do
             failed=1
         fi
         echo "$name: $width pixels wide, ${height:-unknown how} high"
+        [ "${height:-0}" -le $MOST_HEIGHT ] || height=$MOST_HEIGHT
         shoot "$page" $width "${height:-1000}" 1 "$dir/$name-$width-light.png"
         shoot "$page" $width "${height:-1000}" 0 "$dir/$name-$width-dark.png"
     done
+    shoot "$page" 1100 695 1 "$dir/$name-front.png"
     browse --no-pdf-header-footer --print-to-pdf="$dir/$name.pdf" "file://$page"
 done
 exit $failed
