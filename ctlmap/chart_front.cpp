@@ -436,6 +436,12 @@ void put_front(const chart& from) {
         draw_panel(from, on, height);
     }
     fputs("</div>\n", from.out);
+    if (from.found.count > 0) {
+        fputs(
+            "<p class=\"soft\">A number in a coloured field is that of a "
+            "<a href=\"#findings\">finding</a>; what is dashed has no line in the mapping.</p>\n",
+            from.out);
+    }
 }
 
 }  // namespace ctlmap

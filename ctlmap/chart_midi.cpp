@@ -83,8 +83,9 @@ struct row {
     const char* remarks;
 };
 
-// Calls `put` with each row.
-void for_each_row(const model& of, FILE* out, void (*put)(const row& one, FILE* out)) {
+// Calls `put` with each row and the function that it belongs to.
+void for_each_row(const model& of, FILE* out,
+                  void (*put)(const row& one, const char* function, FILE* out)) {
     static numbers used;
     used = {};
     collect(of, &used);
@@ -126,12 +127,14 @@ void for_each_row(const model& of, FILE* out, void (*put)(const row& one, FILE* 
          "No running status. A note-on with velocity 0 is not a note-off. Without a valid channel, "
          "everything is sent on channel 1 and no channel message is recognized."},
     };
+    const char* function = "";
     for (const row& one : rows) {
-        put(one, out);
+        function = *one.function != '\0' ? one.function : function;
+        put(one, function, out);
     }
 }
 
-void put_markdown_row(const row& one, FILE* out) {
+void put_markdown_row(const row& one, [[maybe_unused]] const char* function, FILE* out) {
     for (const char* cell :
          {one.function, one.detail, one.transmitted, one.recognized, one.remarks}) {
         fprintf(out, *cell != '\0' ? "| %s " : "| ", cell);
@@ -152,11 +155,9 @@ void put_remark(const char* text, FILE* out) {
     }
 }
 
-void put_html_row(const row& one, FILE* out) {
-    static const char* function = "";
+void put_html_row(const row& one, const char* function, FILE* out) {
     const bool begins = *one.function != '\0';
     const char* const cells[] = {one.transmitted, one.recognized};
-    function = begins ? one.function : function;
     fprintf(out, "<tr%s><th scope=\"row\"><span%s>%s</span></th><td>%s</td>",
             begins ? " class=\"first\"" : "", begins ? "" : " class=\"hidden\"", function,
             one.detail);
