@@ -81,7 +81,7 @@ a{text-decoration:none}
 h1{font-size:15pt}h2{font-size:12pt;margin-top:6mm}
 table{font-size:8pt}td,th{padding:.5mm 1.5mm}
 h2,h2+p,caption,thead,tbody tr:first-child{break-after:avoid}tr,li,figure{break-inside:avoid}
-.panel{max-height:180mm}
+.panel{max-height:180mm}section:nth-of-type(2),section:nth-of-type(3){break-before:page}p{break-inside:avoid}
 svg{print-color-adjust:exact}}
 )css";
 
