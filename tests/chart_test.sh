@@ -73,6 +73,7 @@ done <<'EOT'
 &#60;/title&#62;&#60;script&#62;_A<small>
 GRÜN_ÄÖÜßé_A<small>
 Kühl�ÿer
+cutÀ¼Ã_A<small>
 WWWWWWWWWWW_A<small>
 no valid MIDI channel
 <text class="m"

@@ -10,7 +10,7 @@ cd "$2"
 long=$(printf '%061d' 0 | tr 0 W)
 markup='<b>\&"x"</b>'
 latin1=$(printf 'K\374hl\233\377er')
-cut=$(printf 'cut\303')
+cut=$(printf 'cut\300\274\303')
 LC_ALL=C sed -i \
     -e "s/^\(0 .*\) .*/\1 ${long}_A/" -e "s/^\(2 .*\) .*/\1 ${long}_A/" \
     -e "s/^\(12 .*\) .*/\1 ${long}_A/" -e "s/^\(21 .*\) .*/\1 ${long}_A/" \
