@@ -2,11 +2,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
 
+#include "chart.h"
 #include "check.h"
 #include "findings.h"
 #include "model.h"
@@ -21,7 +23,8 @@ constexpr int COULD_NOT_RUN = 2;
 struct options {
     const char* dirs[2];
     int dir_count;
-    bool werror, quiet, json;
+    bool werror, quiet, json, markdown;
+    const char* output;
 };
 
 model loaded;
@@ -45,6 +48,31 @@ int run_check(const options& with) {
     return found.of(ERROR) > 0 || found.of(WARNING) > 0 ? FOUND : CLEAN;
 }
 
+// To the file that is named, or to standard output.
+int run_chart(const options& with) {
+    if (!load(with.dirs[0], &loaded)) {
+        return COULD_NOT_RUN;
+    }
+    check(loaded, &found);
+    if (!loaded.base_found) {
+        fprintf(stderr, "ctlmap: %s/%s is missing, so there is nothing to draw\n", loaded.dir,
+                BASE_FILE);
+        return COULD_NOT_RUN;
+    }
+    FILE* const out = with.output != nullptr ? fopen(with.output, "we") : stdout;
+    if (out != nullptr && with.markdown) {
+        write_markdown(loaded, out);
+    } else if (out != nullptr) {
+        write_page(loaded, found, out);
+    }
+    if (out == nullptr || ferror(out) != 0 || (out == stdout ? fflush(out) : fclose(out)) != 0) {
+        fprintf(stderr, "ctlmap: cannot write %s: %s\n",
+                with.output != nullptr ? with.output : "standard output", strerror(errno));
+        return COULD_NOT_RUN;
+    }
+    return CLEAN;
+}
+
 struct command {
     const char* name;
     const char* usage;
@@ -53,6 +81,7 @@ struct command {
 };
 constexpr command COMMANDS[] = {
     {"check", "check [DIR] [--werror] [--quiet] [--json]", 1, run_check},
+    {"chart", "chart [DIR] [-o FILE] [--markdown]", 1, run_chart},
 };
 
 int misused(const char* what) {
@@ -85,9 +114,9 @@ struct flag {
     const char* options::*value;
 };
 constexpr flag FLAGS[] = {
-    {"--werror", &options::werror, nullptr},
-    {"--quiet", &options::quiet, nullptr},
-    {"--json", &options::json, nullptr},
+    {"--werror", &options::werror, nullptr}, {"--quiet", &options::quiet, nullptr},
+    {"--json", &options::json, nullptr},     {"--markdown", &options::markdown, nullptr},
+    {"-o", nullptr, &options::output},
 };
 
 // Takes one word of the command line, and the next one if it belongs to it. Returns how many; 0: it

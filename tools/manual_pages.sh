@@ -22,3 +22,17 @@ for name in ctlbridge.1 ctlbridge.5; do
         exit 1
     fi
 done
+
+# docs/wire.md as it is up to the comment that names this script, then the chart of resources/.
+wire() {
+    sed '/^<!-- tools\/manual_pages.sh/q' docs/wire.md
+    echo
+    build/default/ctlmap/ctlmap chart --markdown resources
+}
+new=$(wire)
+if [ "${1-}" != --check ]; then
+    printf '%s\n' "$new" >docs/wire.md
+elif ! printf '%s\n' "$new" | cmp - docs/wire.md; then
+    echo "docs/wire.md does not have the chart of resources/: run tools/manual_pages.sh" >&2
+    exit 1
+fi
