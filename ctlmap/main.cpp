@@ -45,6 +45,11 @@ int run_check(const options& with) {
     return found.of(ERROR) > 0 || found.of(WARNING) > 0 ? FOUND : CLEAN;
 }
 
+int run_rules([[maybe_unused]] const options& with) {
+    print_rules(stdout);
+    return CLEAN;
+}
+
 struct command {
     const char* name;
     const char* usage;
@@ -53,6 +58,7 @@ struct command {
 };
 constexpr command COMMANDS[] = {
     {"check", "check [DIR] [--werror] [--quiet] [--json]", 1, run_check},
+    {"rules", "rules", 0, run_rules},
 };
 
 int misused(const char* what) {
