@@ -42,6 +42,18 @@ bool is_number(word text) {
     return text.size() > sign && text.find_first_not_of("0123456789", sign) == text.npos;
 }
 
+bool can_open(const model& what, const char* file) {
+    FILE* const fp = open_file(what, file);
+    if (fp != nullptr) {
+        fclose(fp);
+    }
+    return fp != nullptr;
+}
+
+bool is_digits(const char* text) {
+    return text[0] != '\0' && text[strspn(text, "0123456789")] == '\0';
+}
+
 bool same_letters(const char* a, const char* b) {
     return strcasecmp(a, b) == 0;
 }

@@ -36,6 +36,15 @@ int split(std::string_view text, word* words, int most);
 // True for a word that the daemon reads as a number.
 bool is_number(word text);
 
+// True for text of nothing but digits.
+bool is_digits(const char* text);
+
+// True for a regular file that may be read.
+bool can_open(const model& what, const char* file);
+
+// True for a file whose bytes are text in lines; true for a missing one, too.
+bool is_text(const model& what, const char* file);
+
 // True for texts that differ at most in upper and lower case.
 bool same_letters(const char* a, const char* b);
 

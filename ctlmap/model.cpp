@@ -29,6 +29,7 @@ struct said_as {
     const char* cure;
 };
 constexpr said_as SAYINGS[] = {
+    {"no line applied", "refused", "save the file as plain text with LF line ends"},
     {" is not a number", "not-a-number",
      "write a whole number there, or the field that is missing before it"},
     {" is not a possible number", "not-a-number", "write a number from 0 to 127"},
@@ -48,7 +49,6 @@ constexpr said_as SAYINGS[] = {
     {"index ", "refused", "give the colour the next free index"},
     {"escape sequence ", "refused", "write one such as \\033[1;31m"},
     {"positions already", "refused", "remove a place that no label uses"},
-    {"no line applied", "refused", "save the file as plain text with LF line ends"},
     {"midi_channel ", "refused", "write the channel, one less than most programs count"},
     {"CR LF line ends", "refused", "save the file with LF line ends"},
     {" of vendor_id refused", "refused", "write a number such as 0x1209"},
@@ -220,6 +220,7 @@ void read_again(model* to) {
 bool load(const char* dir, model* to) {
     snprintf(to->dir, sizeof to->dir, "%s", dir);
     to->preset_no = -1;
+    setenv("LC_ALL", "C", 1);  // the controller's grep knows bytes, not letters
     stage at;
     if (!enter(&at, dir)) {
         return false;

@@ -18,14 +18,6 @@ bool exists(const model& what, const char* file) {
     return stat(path, &status) == 0;
 }
 
-bool can_open(const model& what, const char* file) {
-    FILE* const fp = open_file(what, file);
-    if (fp != nullptr) {
-        fclose(fp);
-    }
-    return fp != nullptr;
-}
-
 bool is_regular(const model& what, const char* file) {
     char path[PATH_MAX + NAME_MAX];
     struct stat status;
@@ -174,32 +166,39 @@ void check_text(const model& what, const form& of, findings* to) {
     }
 }
 
-// True when the file has a byte that no text has; the base mapping's are the daemon's to judge.
-bool check_bytes(const model& what, const char* file, findings* to) {
+struct bytes {
+    bool has_null, has_cr, has_lf;
+};
+
+bytes bytes_of(const model& what, const char* file) {
+    bytes found = {};
     FILE* const fp = open_file(what, file);
-    bool has_null = false;
-    bool has_cr = false;
-    bool has_lf = false;
     for (int c = 0; fp != nullptr && (c = fgetc(fp)) != EOF;) {
-        has_null |= c == '\0';
-        has_cr |= c == '\r';
-        has_lf |= c == '\n';
+        found.has_null |= c == '\0';
+        found.has_cr |= c == '\r';
+        found.has_lf |= c == '\n';
     }
     if (fp != nullptr) {
         fclose(fp);
     }
-    const bool is_base = strcmp(file, BASE_FILE) == 0;
-    if (has_null && !is_base) {
+    return found;
+}
+
+// The daemon judges the bytes of the base mapping.
+void check_bytes(const model& what, const char* file, findings* to) {
+    if (strcmp(file, BASE_FILE) == 0 || is_text(what, file)) {
+        return;
+    }
+    if (bytes_of(what, file).has_null) {
         report(
             to, "not-text", file, 0,
             "has bytes 0, as in UTF-16, so that nothing in it is found; save it as UTF-8 without "
             "a byte order mark");
-    } else if (has_cr && !has_lf && !is_base) {
+    } else {
         report(to, "cr-only", file, 0,
                "its lines end in CR alone, so that all of it is one line; save it with LF line "
                "ends");
     }
-    return !has_null && !(has_cr && !has_lf);
 }
 
 // --- Images ---
@@ -255,14 +254,22 @@ void check_image(const model& what, const char* file, findings* to) {
 
 }  // namespace
 
+bool is_text(const model& what, const char* file) {
+    const bytes found = bytes_of(what, file);
+    return !found.has_null && (found.has_lf || !found.has_cr);
+}
+
 void check_files(const model& what, findings* to) {
     check_there(what, to);
-    check_script(what, to);
+    if (what.base_found) {
+        check_script(what, to);
+    }
     const form forms[] = {{BASE_FILE, 8, 0, true},    {what.preset_file, 2, 1, false},
                           {COLORS_FILE, 3, 0, true},  {POSITIONS_FILE, 3, 0, true},
                           {LABELS_FILE, 5, 2, false}, {SETTINGS_FILE, 0, 0, false}};
     for (const form& one : forms) {
-        if (check_bytes(what, one.file, to) && one.fields > 0) {
+        check_bytes(what, one.file, to);
+        if (is_text(what, one.file) && one.fields > 0) {
             check_text(what, one, to);
         }
     }

@@ -57,22 +57,31 @@ bool same_text(const char* a, const char* b) {
     return strcmp(a, b) == 0;
 }
 
+bool has_color(const label_record& label, const char* name) {
+    return same_text(label.on_color, name) || same_text(label.off_color, name);
+}
+
+// Reported once, at the first label that uses it.
 void check_color(const model& what, const label_record& label, const char* name, findings* to) {
-    const color_record* const alike = with_key(what.colors, name, same_letters);
-    if (idx_colorname_in_color_list(name) >= 0 ||
+    if (what.colors.count == 0 || idx_colorname_in_color_list(name) >= 0 ||
         with_key(what.colors, name, same_text) != nullptr) {
         return;  // there, or reported at its own line
     }
-    if (alike != nullptr) {
-        report(to, "label-color", LABELS_FILE, label.line,
-               "there is no colour %s, which is drawn in colour 0; names are case-sensitive: write "
-               "%s",
-               name, alike->key_name);
-    } else {
-        report(to, "label-color", LABELS_FILE, label.line,
-               "there is no colour %s, which is drawn in colour 0; write a name of %s", name,
-               COLORS_FILE);
+    int users = 0;
+    for (const label_record& other : what.labels) {
+        if (has_color(other, name)) {
+            if (users == 0 && &other != &label) {
+                return;
+            }
+            ++users;
+        }
     }
+    const color_record* const alike = with_key(what.colors, name, same_letters);
+    report(to, "label-color", LABELS_FILE, label.line,
+           "there is no colour %s, with which %d label%s drawn: colour 0 stands in; %s%s", name,
+           users, users == 1 ? " is" : "s are",
+           alike != nullptr ? "names are case-sensitive: write " : "write a name of ",
+           alike != nullptr ? alike->key_name : COLORS_FILE);
 }
 
 // --- Places ---
@@ -84,10 +93,10 @@ bool has_label(const model& what, const place_record& one) {
 void check_place(const model& what, const place_record& one, findings* to) {
     const int last_column = COLUMNS - MAX_LABEL_LEN + 1;
     if (one.x_pos < 1 || one.x_pos > ROWS || one.y_pos < 1 || one.y_pos > last_column) {
-        report(to, "place-range", POSITIONS_FILE, one.line,
-               "row %d, column %d of %s is off the screen, or its nine characters are; use rows 1 "
-               "to %d and columns 1 to %d",
-               one.x_pos, one.y_pos, one.key_name, ROWS, last_column);
+        report(
+            to, "place-range", POSITIONS_FILE, one.line,
+            "%s in row %d, column %d does not fit the screen; use rows 1 to %d and columns 1 to %d",
+            one.key_name, one.x_pos, one.y_pos, ROWS, last_column);
     }
     for (const place_record& earlier : what.positions) {
         if (&earlier == &one) {
@@ -171,13 +180,13 @@ void check_note_use(const model& what, const label_record& label, findings* to) 
             before = one.record;
         }
     }
-    if (before != nullptr) {
+    if (before != nullptr && is_digits(what.of(PRESET).value)) {
         report(to, "label-left", LABELS_FILE, label.line,
                "the preset has moved %s from note %d to %d, and this label does not follow it; "
                "write %d",
                before->name, label.note, control_of(what, before->idx).host_sends,
                control_of(what, before->idx).host_sends);
-    } else {
+    } else if (before == nullptr && what.base.count > 0) {
         report(to, "label-alone", LABELS_FILE, label.line,
                "no control or LED has note %d, so only a host that knows this label draws it; if "
                "it belongs to a control, write its note",

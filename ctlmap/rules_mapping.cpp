@@ -67,11 +67,12 @@ void check_no_line(const model& what, findings* to) {
     }
     if (count == 1) {
         const control one = control_of(what, last);
-        const int number = one.host_sees != NONE ? one.host_sees : one.host_sends;
         report(to, "no-line", BASE_FILE, 0,
                "index %d (%s) has no line: it keeps its built-in number %d%s; give it one", last,
-               KIND_NAMES[one.kind], number,
-               one.host_sends != NONE ? ", and nothing lights up" : "");
+               KIND_NAMES[one.kind], one.host_sees != NONE ? one.host_sees : one.host_sends,
+               one.kind == BUTTON       ? ", and its LED stays dark"
+               : one.host_sends != NONE ? ", and stays dark"
+                                        : "");
     } else if (count > 1 && what.base.count > 0) {
         report(to, "no-line", BASE_FILE, 0,
                "%d indices have no line: %s; they keep built-in numbers, and their LEDs and meters "
@@ -159,22 +160,21 @@ bool is_rated(control_kind kind) {
 void check_zoom(const base_record& record, control_kind kind, findings* to) {
     const int zoom = record.add_data / ZOOM_SCALE_MAX;
     const bool steps = gives_steps(kind) && record.data_type == MIDI_DATA_SLIDER_RELATIVE;
-    if (kind <= ENCODER && !steps && zoom != 0) {
+    if (kind == POT && zoom != 0) {
         report(to, "zoom", BASE_FILE, record.line,
                "add_data %d has no effect: %s sends positions, which have no zoom; write 0",
                record.add_data, record.name);
     } else if (steps && (record.add_data < 0 || zoom >= ZOOM_SCALE_MAX)) {
         report(to, "zoom", BASE_FILE, record.line,
-               "add_data %d is not 0 to 255: %s takes a step for %d units; write 16 times the zoom "
-               "number",
-               record.add_data, record.name,
-               ZOOM_ARRAY[static_cast<u8>(record.add_data) / ZOOM_SCALE_MAX]);
+               "add_data %d is not 0 to 255: %s gets zoom %d; write 16 times the zoom number",
+               record.add_data, record.name, static_cast<u8>(record.add_data) / ZOOM_SCALE_MAX);
     } else if (steps && record.add_data % ZOOM_SCALE_MAX != 0) {
-        report(to, "zoom", BASE_FILE, record.line,
-               "add_data %d counts as zoom %d (%d units a step): it is 16 times the zoom number; "
-               "write %d for zoom %d, %d for zoom %d",
-               record.add_data, zoom, ZOOM_ARRAY[zoom], zoom * ZOOM_SCALE_MAX, zoom,
-               record.add_data % ZOOM_SCALE_MAX * ZOOM_SCALE_MAX, record.add_data % ZOOM_SCALE_MAX);
+        report(
+            to, "zoom", BASE_FILE, record.line,
+            "add_data %d counts as zoom %d, as it is 16 times the zoom number; write %d for zoom "
+            "%d, %d for zoom %d",
+            record.add_data, zoom, zoom * ZOOM_SCALE_MAX, zoom,
+            record.add_data % ZOOM_SCALE_MAX * ZOOM_SCALE_MAX, record.add_data % ZOOM_SCALE_MAX);
     }
 }
 

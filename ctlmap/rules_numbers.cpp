@@ -10,7 +10,7 @@ namespace ctlmap {
 namespace {
 
 bool has_led(const control& one) {
-    return one.record != nullptr && one.board_sees_note;
+    return one.record != nullptr && one.idx >= HOST_CFG_BASE && one.board_sees_note;
 }
 
 const char* kind_of_number(bool is_note) {
@@ -41,11 +41,12 @@ void report_same_message(const model& what, const control& lower, const control&
     const mention other(what, earlier, at.file);
     const char* const kind = kind_of_number(later.host_sees_note);
     if (earlier.record == nullptr) {
-        report(to, "built-in", at.file, at.line,
-               "%s sends %s %d, which is built in for %s; give that one a line, or this one a free "
-               "%s, such as %d",
-               later.name, kind, later.host_sees, other.text, kind,
-               free_number(what, later.host_sees, later.host_sees_note));
+        report(
+            to, "built-in", at.file, at.line,
+            "%s sends %s %d, the built-in number of %s; give that one a line, or this one a free "
+            "%s, such as %d",
+            later.name, kind, later.host_sees, other.text, kind,
+            free_number(what, later.host_sees, later.host_sees_note));
         return;
     }
     report(to, "same-message", at.file, at.line,
@@ -92,8 +93,8 @@ void report_taken(const model& what, const control& one, const control& taker, f
                kind, one.host_sends, other.text, one.name, other_number);
     } else if (taker.record == nullptr) {
         report(to, "built-in", at.file, at.line,
-               "%s %d goes to %s, for which it is built in: %s stays dark; give that one a line, "
-               "or this one a free %s, such as %d",
+               "%s %d from the host goes to %s and keeps this built-in number: %s stays dark; give "
+               "that one a line, or this one a free %s, such as %d",
                kind, one.host_sends, other.text, one.name, kind, other_number);
     } else {
         report(to, "shadowed", at.file, at.line,

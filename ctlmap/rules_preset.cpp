@@ -14,11 +14,7 @@ constexpr int MOST_PRESETS = 100;  // that are looked for when they are not sele
 // --- The file ---
 
 void check_selected(const model& what, findings* to) {
-    FILE* const source = open_file(what, what.preset_file);
-    const bool has_source = source != nullptr;
-    if (has_source) {
-        fclose(source);
-    }
+    const bool has_source = can_open(what, what.preset_file);
     const int line = what.of(PRESET).line;
     if (what.preset_found || (what.preset_no == 0 && has_source)) {
         return;  // the daemon says why preset 0 has no copy
@@ -39,17 +35,18 @@ void check_selected(const model& what, findings* to) {
 
 // Preset 0 is delivered: when another one is selected, it is meant to rest.
 void check_unused(const model& what, findings* to) {
+    if (!can_open(what, SETTINGS_FILE) || !is_text(what, SETTINGS_FILE)) {
+        return;
+    }
     for (int i = what.preset_no < 0 ? 0 : 1; i < MOST_PRESETS; ++i) {
         char file[NAME_MAX];
         snprintf(file, sizeof file, "%s%d.txt", BASE_FILE, i);
-        FILE* const fp = i == what.preset_no ? nullptr : open_file(what, file);
-        if (fp == nullptr) {
-            continue;
+        if (i != what.preset_no && can_open(what, file)) {
+            report(to, "preset-unused", SETTINGS_FILE, what.of(PRESET).line,
+                   "%s changes nothing while it is not selected; if you want it, write "
+                   "midi_preset=%d",
+                   file, i);
         }
-        fclose(fp);
-        report(to, "preset-unused", SETTINGS_FILE, what.of(PRESET).line,
-               "%s changes nothing while it is not selected; if you want it, write midi_preset=%d",
-               file, i);
     }
 }
 
@@ -128,23 +125,26 @@ void report_part(const model& what, const target& one, const lined<cfg_base_reco
     }
 }
 
-void check_name(const model& what, const target& one, findings* to) {
+// True when the control that moves is the one that is meant.
+bool check_name(const model& what, const target& one, findings* to) {
     if (one.found_line == 0) {
         report(to, "preset-unknown", what.preset_file, one.line,
                "no line of %s contains %s, so that nothing moves; write a name as it is there",
                BASE_FILE, one.name);
-        return;
+        return false;
     }
     const lined<cfg_base_record>* const found = record_in_line(what, one.found_line);
     const lined<cfg_base_record>* const own = record_named(what, one.name);
-    if (found != nullptr && same_letters(found->name, one.name) && found->idx == one.idx) {
-        return;
+    const bool moves_found = found != nullptr && found->idx == one.idx;
+    if (moves_found && same_letters(found->name, one.name)) {
+        return true;
     }
-    if (own == nullptr && found != nullptr && found->idx == one.idx) {
+    if (moves_found && own == nullptr) {
         report_part(what, one, *found, to);
-        return;
+        return true;
     }
     report_other(what, one, own, to);
+    return false;
 }
 
 void check_twice(const model& what, const target& one, findings* to) {
@@ -163,8 +163,7 @@ void check_twice(const model& what, const target& one, findings* to) {
 }
 
 void check_target(const model& what, const target& one, findings* to) {
-    check_name(what, one, to);
-    if (one.idx >= 0) {
+    if (check_name(what, one, to)) {
         check_twice(what, one, to);
     }
     if (!is_midi(one.app_cc)) {
@@ -193,7 +192,9 @@ void check_name_found(const model& what, findings* to) {
             continue;
         }
         for (lines in(what, BASE_FILE); in.next() && in.number() < record.line;) {
-            if (strcasestr(in.text(), record.name) != nullptr) {
+            const auto* const earlier = record_in_line(what, in.number());
+            const bool is_its = earlier != nullptr && earlier->idx == record.idx;
+            if (!is_its && strcasestr(in.text(), record.name) != nullptr) {
                 report(to, "name-found", BASE_FILE, in.number(),
                        "this line contains %s, the name of line %d: a preset that names %s would "
                        "find this one; keep the name out of it",

@@ -84,10 +84,6 @@ void check_written(const setting& one, const char* text, const char* written, fi
     }
 }
 
-bool is_digits(const char* text) {
-    return text[0] != '\0' && text[strspn(text, "0123456789")] == '\0';
-}
-
 void check_number(const model& what, setting_id id, findings* to) {
     const setting& one = what.of(id);
     char value[sizeof one.value];
@@ -97,15 +93,34 @@ void check_number(const model& what, setting_id id, findings* to) {
         return;
     }
     const int number = atoi(value);
-    if (!is_digits(value) && (id == PRESET || what.channel >= 0)) {
+    if (id == PRESET && !is_digits(value)) {
         report(to, "setting-number", SETTINGS_FILE, one.line,
-               "%s \"%s\" is not a number: %d counts; write %s", one.key, value,
-               id == PRESET ? number : what.channel,
-               id == PRESET ? "the number of a preset, or nothing for none" : "0 to 15");
+               "midi_preset \"%s\" is not the number of a preset: %d counts; write one, or nothing "
+               "for none",
+               value, number);
+    } else if (id == CHANNEL && !is_digits(value) && what.channel >= 0) {
+        report(to, "setting-number", SETTINGS_FILE, one.line,
+               "midi_channel \"%s\" is not a number: %d counts; write 0 to 15", value,
+               what.channel);
     } else if (id == CHANNEL && number > UINT8_MAX && what.channel >= 0) {
         report(to, "setting-number", SETTINGS_FILE, one.line,
                "midi_channel %d counts as %d, its low eight bits; write 0 to 15", number,
                what.channel);
+    }
+}
+
+void check_setting(const model& what, const setting& one, findings* to) {
+    check_line(what, one, to);
+    char text[LINE_LEN];
+    read_line(what, SETTINGS_FILE, one.line, text, sizeof text);
+    text[strcspn(text, "\r")] = '\0';
+    const char* const written = value_in(text, one.key);
+    if (written == nullptr) {
+        return;
+    }
+    check_written(one, text, written, to);
+    if (&one == &what.of(CHANNEL) || &one == &what.of(PRESET)) {
+        check_number(what, &one == &what.of(CHANNEL) ? CHANNEL : PRESET, to);
     }
 }
 
@@ -164,26 +179,14 @@ void check_line_ends(const model& what, findings* to) {
 }  // namespace
 
 void check_settings(const model& what, findings* to) {
-    FILE* const fp = open_file(what, SETTINGS_FILE);
-    if (fp == nullptr) {
+    if (!is_text(what, SETTINGS_FILE)) {
         return;
     }
-    fclose(fp);
     for (const setting& one : what.settings) {
-        char text[LINE_LEN];
-        if (one.line == 0) {
-            continue;
-        }
-        check_line(what, one, to);
-        read_line(what, SETTINGS_FILE, one.line, text, sizeof text);
-        text[strcspn(text, "\r")] = '\0';
-        const char* const written = value_in(text, one.key);
-        if (written != nullptr) {
-            check_written(one, text, written, to);
+        if (one.line > 0) {
+            check_setting(what, one, to);
         }
     }
-    check_number(what, CHANNEL, to);
-    check_number(what, PRESET, to);
     check_identity(what, VENDOR, what.gadget.buf_vendor_id, to);
     check_identity(what, PRODUCT, what.gadget.buf_product_id, to);
     check_usb_name(what, MANUFACTURER, what.gadget.buf_manufacturer, to);
