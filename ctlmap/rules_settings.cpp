@@ -179,7 +179,7 @@ void check_line_ends(const model& what, findings* to) {
 }  // namespace
 
 void check_settings(const model& what, findings* to) {
-    if (!is_text(what, SETTINGS_FILE)) {
+    if (!can_open(what, SETTINGS_FILE) || !is_text(what, SETTINGS_FILE)) {
         return;
     }
     for (const setting& one : what.settings) {
