@@ -203,6 +203,11 @@ void check_bytes(const model& what, const char* file, findings* to) {
 
 // --- Images ---
 
+constexpr int WIDTH = 480;
+constexpr int HEIGHT = 272;
+constexpr int MOST = 255;  // of a colour
+constexpr long PIXEL_BYTES = 3L * WIDTH * HEIGHT;
+
 // A number of a PPM header, after blanks and comments; -1: there is none.
 int header_number(FILE* fp) {
     int c = fgetc(fp);
@@ -220,15 +225,13 @@ int header_number(FILE* fp) {
 }
 
 void check_image(const model& what, const char* file, findings* to) {
-    constexpr int width = 480;
-    constexpr int height = 272;
-    constexpr int full = 255;
-    constexpr int bytes_per_pixel = 3;
     FILE* const fp = open_file(what, file);
     if (fp == nullptr) {
         return;
     }
-    const bool is_ppm = fgetc(fp) == 'P' && fgetc(fp) == '6';
+    char magic[2] = {};
+    const bool is_ppm = fread(magic, 1, sizeof magic, fp) == sizeof magic &&
+                        std::string_view(magic, sizeof magic) == "P6";
     const int columns = header_number(fp);
     const int rows = header_number(fp);
     const int most = header_number(fp);
@@ -236,19 +239,19 @@ void check_image(const model& what, const char* file, findings* to) {
     fseek(fp, 0, SEEK_END);
     const long size = ftell(fp) - begin;
     fclose(fp);
-    if (!is_ppm || columns < 0 || rows < 0 || most != full) {
+    if (!is_ppm || columns < 0 || rows < 0 || most != MOST) {
         report(to, "image-kind", file, 0,
                "is not a binary PPM file with 8 bits a colour and is not shown; save it as PPM "
                "(\"P6\", %d)",
-               full);
-    } else if (columns != width || rows != height) {
+               MOST);
+    } else if (columns != WIDTH || rows != HEIGHT) {
         report(to, "image-size", file, 0,
                "is %d by %d pixels, the screen %d by %d: it does not fit; scale it", columns, rows,
-               width, height);
-    } else if (size < static_cast<long>(bytes_per_pixel) * width * height) {
+               WIDTH, HEIGHT);
+    } else if (size < PIXEL_BYTES) {
         report(to, "image-size", file, 0,
                "ends after %ld of its %ld bytes of pixels; put the whole file back", size,
-               static_cast<long>(bytes_per_pixel) * width * height);
+               PIXEL_BYTES);
     }
 }
 

@@ -44,88 +44,88 @@ void mark_written(const model& what, bool (&written)[TOTAL_CFG_ITEM]) {
     }
 }
 
-void check_no_line(const model& what, findings* to) {
-    bool written[TOTAL_CFG_ITEM] = {};
-    mark_written(what, written);
-    char list[160] = "";
-    size_t len = 0;
+struct missing_indices {
+    char list[256] = "";
     int count = 0;
     int last = NONE;
+};
+
+missing_indices missing_of(const model& what) {
+    bool written[TOTAL_CFG_ITEM] = {};
+    mark_written(what, written);
+    const auto is_missing = [&](int idx) {
+        return idx < TOTAL_CFG_ITEM && !written[idx] && control_of(what, idx).kind != SPARE;
+    };
+    missing_indices found;
     for (int idx = 0; idx < TOTAL_CFG_ITEM; ++idx) {
         const int begin = idx;
-        while (idx < TOTAL_CFG_ITEM && !written[idx] && control_of(what, idx).kind != SPARE) {
+        while (is_missing(idx)) {
             ++idx;
         }
-        if (idx > begin && len < sizeof list) {
-            const char* const separator = len == 0 ? "" : ", ";
-            const char* const form = idx == begin + 1 ? "%s%d" : "%s%d to %d";
-            len += static_cast<size_t>(
-                snprintf(list + len, sizeof list - len, form, separator, begin, idx - 1));
-            count += idx - begin;
-            last = begin;
+        if (idx > begin) {
+            const size_t len = strlen(found.list);
+            snprintf(found.list + len, sizeof found.list - len,
+                     idx == begin + 1 ? "%s%d" : "%s%d to %d", len == 0 ? "" : ", ", begin,
+                     idx - 1);
+            found.count += idx - begin;
+            found.last = idx - 1;
         }
     }
-    if (count == 1) {
-        const control one = control_of(what, last);
+    return found;
+}
+
+void check_no_line(const model& what, findings* to) {
+    const missing_indices missing = missing_of(what);
+    if (missing.count == 1) {
+        const control one = control_of(what, missing.last);
         report(to, "no-line", BASE_FILE, 0,
-               "index %d (%s) has no line: it keeps its built-in number %d%s; give it one", last,
+               "index %d (%s) has no line: it keeps its built-in number %d%s; give it one", one.idx,
                KIND_NAMES[one.kind], one.host_sees != NONE ? one.host_sees : one.host_sends,
                one.kind == BUTTON       ? ", and its LED stays dark"
                : one.host_sends != NONE ? ", and stays dark"
                                         : "");
-    } else if (count > 1 && what.base.count > 0) {
+    } else if (missing.count > 1 && what.base.count > 0) {
         report(to, "no-line", BASE_FILE, 0,
                "%d indices have no line: %s; they keep built-in numbers, and their LEDs and meters "
                "stay dark; give each a line",
-               count, list);
+               missing.count, missing.list);
     }
 }
 
 // --- Types ---
 
-// What is right for a kind, and what becomes of others.
 struct kind_types {
     control_kind kind;
     int right[2];
-    int dark[2];       // keep it dark
-    bool others_dark;  // so do all others
     const char* write;
 };
 constexpr kind_types KIND_TYPES[] = {
-    {POT, {0, 0}, {NONE, NONE}, false, "write 0"},
-    {PLATTER, {0, 0}, {NONE, NONE}, false, "write 0"},
-    {TOUCHED_PLATTER, {0, 0}, {NONE, NONE}, false, "write 0"},
-    {ENCODER, {0, 0}, {NONE, NONE}, false, "write 0"},
-    {BUTTON, {1, 3}, {NONE, NONE}, false, "write 3, or 1 if it has no LED"},
-    {LED, {2, 3}, {NONE, NONE}, true, "write 2"},
-    {METER, {4, 4}, {2, 3}, false, "write 4"},
+    {POT, {0, 0}, "write 0"},
+    {PLATTER, {0, 0}, "write 0"},
+    {TOUCHED_PLATTER, {0, 0}, "write 0"},
+    {ENCODER, {0, 0}, "write 0"},
+    {BUTTON, {1, 3}, "write 3, or 1 if it has no LED"},
+    {LED, {2, 3}, "write 2"},
+    {METER, {4, 4}, "write 4"},
 };
 
-template <size_t count>
-bool holds(const int (&list)[count], int value) {
-    for (const int item : list) {
-        if (item == value) {
-            return true;
-        }
-    }
-    return false;
-}
-
-void check_type(const base_record& record, control_kind kind, findings* to) {
+void check_type(const model& what, const base_record& record, control_kind kind, findings* to) {
+    // What goes to the board as the wrong kind of message shows nothing.
+    const bool goes_as_note = control_of(what, record.idx).board_sees_note;
+    const bool is_dark = (kind == LED && !goes_as_note) || (kind == METER && goes_as_note);
     for (const kind_types& types : KIND_TYPES) {
-        if (types.kind != kind || holds(types.right, record.ctl_type)) {
+        const bool fits = record.ctl_type == types.right[0] || record.ctl_type == types.right[1];
+        if (types.kind != kind || fits) {
             continue;
         }
-        if (types.others_dark || holds(types.dark, record.ctl_type)) {
+        if (is_dark) {
             report(to, "type-dark", BASE_FILE, record.line,
                    "with ctl_type %d %s (%s) stays dark; %s", record.ctl_type, record.name,
                    KIND_NAMES[kind], types.write);
         } else {
             report(to, "type", BASE_FILE, record.line, "ctl_type %d does not fit %s (%s)%s; %s",
                    record.ctl_type, record.name, KIND_NAMES[kind],
-                   kind == BUTTON && record.ctl_type != MIDI_CTL_TYPE_LED
-                       ? ": its LED, if it has one, stays dark"
-                       : "",
+                   kind == BUTTON && !goes_as_note ? ": its LED, if it has one, stays dark" : "",
                    types.write);
         }
     }
@@ -249,7 +249,7 @@ void check_mapping(const model& what, findings* to) {
             check_midi_numbers(what, record, to);
         }
         if (kind != SPARE && !sets_host_number_only(record)) {
-            check_type(record, kind, to);
+            check_type(what, record, kind, to);
             check_data_type(record, kind, to);
             check_zoom(record, kind, to);
             check_rate(record, kind, to);
