@@ -11,18 +11,20 @@
 namespace ctlmap {
 namespace {
 
-bool exists(const model& what, const char* file) {
+bool get_status(const model& what, const char* file, struct stat* status) {
     char path[PATH_MAX + NAME_MAX];
-    struct stat status;
     snprintf(path, sizeof path, "%s/%s", what.dir, file);
-    return stat(path, &status) == 0;
+    return stat(path, status) == 0;
+}
+
+bool exists(const model& what, const char* file) {
+    struct stat status;
+    return get_status(what, file, &status);
 }
 
 bool is_regular(const model& what, const char* file) {
-    char path[PATH_MAX + NAME_MAX];
     struct stat status;
-    snprintf(path, sizeof path, "%s/%s", what.dir, file);
-    return stat(path, &status) == 0 && S_ISREG(status.st_mode);
+    return get_status(what, file, &status) && S_ISREG(status.st_mode);
 }
 
 // --- There at all ---
@@ -66,8 +68,9 @@ void check_there(const model& what, findings* to) {
             report(to, "missing", one.file, 0, "missing: %s; put the file back", one.so);
         }
     }
-    const char* const files[] = {BASE_FILE,   what.preset_file, PRESET_0_FILE, SETTINGS_FILE,
-                                 COLORS_FILE, POSITIONS_FILE,   LABELS_FILE,   IMAGE_FILE};
+    const char* const files[] = {BASE_FILE,     what.preset_file, PRESET_0_FILE,
+                                 SETTINGS_FILE, COLORS_FILE,      POSITIONS_FILE,
+                                 LABELS_FILE,   IMAGE_FILE,       WIDE_IMAGE_FILE};
     for (const char* file : files) {
         if (is_regular(what, file) && !can_open(what, file)) {
             report(to, "unreadable", file, 0,
