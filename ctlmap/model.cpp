@@ -219,6 +219,9 @@ void read_again(model* to) {
 
 bool load(const char* dir, model* to) {
     snprintf(to->dir, sizeof to->dir, "%s", dir);
+    for (size_t len = strlen(to->dir); len > 1 && to->dir[len - 1] == '/'; --len) {
+        to->dir[len - 1] = '\0';
+    }
     to->preset_no = -1;
     setenv("LC_ALL", "C", 1);  // the controller's grep knows bytes, not letters
     stage at;

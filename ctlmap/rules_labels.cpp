@@ -1,5 +1,7 @@
 // The labels, their places and their colours.
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "check.h"
 #include "target_cfg.h"
@@ -16,10 +18,15 @@ constexpr int COLUMNS = 60;
 
 // --- Colours ---
 
-void check_colors(const model& what, findings* to) {
+// The colours by their indices.
+struct color_slots {
     const color_record* at[MAX_LIST_NUM] = {};
+};
+
+color_slots check_slots(const model& what, findings* to) {
+    color_slots slots;
     for (const color_record& color : what.colors) {
-        const auto*& earlier = at[color.idx];
+        const auto*& earlier = slots.at[color.idx];
         if (earlier != nullptr) {
             report(to, "color-twice", COLORS_FILE, color.line,
                    "index %d is that of %s in line %d, which nothing finds any more; give each "
@@ -28,16 +35,28 @@ void check_colors(const model& what, findings* to) {
         }
         earlier = &color;
     }
-    int missing = 0;
-    while (missing < MAX_LIST_NUM && at[missing] != nullptr) {
-        ++missing;
+    return slots;
+}
+
+void check_color_name(const color_record& color, const color_slots& slots, findings* to) {
+    const int found = idx_colorname_in_color_list(color.key_name);
+    const color_record* const first = found >= 0 ? slots.at[found] : nullptr;
+    if (first != nullptr && found < color.idx) {
+        report(to, "color-twice", COLORS_FILE, color.line,
+               "%s is index %d in line %d already, which labels get; give each colour its own name",
+               color.key_name, found, first->line);
     }
+}
+
+void check_gaps(const color_slots& slots, findings* to) {
+    const color_record* const* const free_slot = std::find(slots.at, std::end(slots.at), nullptr);
     for (int i = total_color_list; i < MAX_LIST_NUM; ++i) {
-        if (at[i] != nullptr) {
-            report(to, "color-gap", COLORS_FILE, at[i]->line,
+        if (slots.at[i] != nullptr) {
+            report(to, "color-gap", COLORS_FILE, slots.at[i]->line,
                    "%s is not found: of %d colours, indices 0 to %d are looked at; give it index "
                    "%d, which is free",
-                   at[i]->key_name, total_color_list, total_color_list - 1, missing);
+                   slots.at[i]->key_name, total_color_list, total_color_list - 1,
+                   static_cast<int>(free_slot - slots.at));
         }
     }
 }
@@ -218,7 +237,11 @@ void check_note(const model& what, const label_record& label, findings* to) {
 }  // namespace
 
 void check_labels(const model& what, findings* to) {
-    check_colors(what, to);
+    const color_slots slots = check_slots(what, to);
+    for (const color_record& color : what.colors) {
+        check_color_name(color, slots, to);
+    }
+    check_gaps(slots, to);
     for (const place_record& one : what.positions) {
         check_place(what, one, to);
     }

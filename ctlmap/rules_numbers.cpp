@@ -88,8 +88,8 @@ void report_taken(const model& what, const control& one, const control& taker, f
     const int other_number = free_number(what, one.host_sends, one.host_sends_note);
     if (one.idx == LED_ZERO + HOST_CFG_BASE) {
         report(to, "forget", at.file, at.line,
-               "%s %d goes to %s: %s never lights, and never makes the daemon forget what it has "
-               "sent; give it a note that is free, such as %d",
+               "%s %d from the host goes to %s: %s never lights, and never makes the daemon forget "
+               "what it has sent; give it a note that is free, such as %d",
                kind, one.host_sends, other.text, one.name, other_number);
     } else if (taker.record == nullptr) {
         report(to, "built-in", at.file, at.line,

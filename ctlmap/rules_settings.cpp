@@ -11,6 +11,7 @@ namespace {
 
 constexpr int VALUE_LEN = 15;  // that the daemon keeps
 constexpr int LINE_LEN = 256;
+constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";  // harmless to a lookup
 
 const char* skip_blanks(const char* text) {
     return text + strspn(text, " \t");
@@ -18,7 +19,8 @@ const char* skip_blanks(const char* text) {
 
 // What follows the equals sign in a line that sets the key, blanks allowed; else null.
 const char* value_in(const char* text, const char* key) {
-    text = skip_blanks(text);
+    const word mark = BYTE_ORDER_MARK;
+    text = skip_blanks(word(text).starts_with(mark) ? text + mark.size() : text);
     if (strncasecmp(text, key, strlen(key)) != 0) {
         return nullptr;
     }
