@@ -31,6 +31,7 @@ bool is_regular(const model& what, const char* file) {
 
 struct needed_file {
     const char* file;
+    bool (*is_there)(const model& what, const char* file);
     bool (*is_needed)(const model& what);
     const char* so;
 };
@@ -52,19 +53,20 @@ bool without_labels(const model& what) {
 }
 
 constexpr needed_file NEEDED[] = {
-    {BASE_FILE, always, "the daemon does not start without it"},
-    {SETTINGS_FILE, always, "channel 0, no preset, and no USB identity: the host sees nothing"},
-    {COLORS_FILE, for_labels, "labels have no colours"},
-    {POSITIONS_FILE, for_labels, "no label has a place"},
-    {SCRIPT_FILE, for_copies, "preset 0 and the labels count as missing"},
-    {IMAGE_FILE, with_labels, "the screen stays black around the labels"},
-    {WIDE_IMAGE_FILE, without_labels, "the screen stays black"},
+    {BASE_FILE, exists, always, "the daemon does not start without it"},
+    {SETTINGS_FILE, exists, always,
+     "channel 0, no preset, and no USB identity: the host sees nothing"},
+    {COLORS_FILE, exists, for_labels, "labels have no colours"},
+    {POSITIONS_FILE, exists, for_labels, "no label has a place"},
+    {SCRIPT_FILE, exists, for_copies, "preset 0 and the labels count as missing"},
+    {IMAGE_FILE, is_regular, with_labels, "the screen stays black around the labels"},
+    {WIDE_IMAGE_FILE, is_regular, without_labels, "the screen stays black"},
 };
 
 // The daemon says when a file that it reads is none.
 void check_there(const model& what, findings* to) {
     for (const needed_file& one : NEEDED) {
-        if (!exists(what, one.file) && one.is_needed(what)) {
+        if (!one.is_there(what, one.file) && one.is_needed(what)) {
             report(to, "missing", one.file, 0, "missing: %s; put the file back", one.so);
         }
     }

@@ -140,6 +140,9 @@ void check_place(const model& what, const place_record& one, findings* to) {
 // --- Labels ---
 
 bool check_key(const model& what, const label_record& label, findings* to) {
+    if (what.positions.count == 0 && &label != what.labels.begin()) {
+        return false;  // reported for the first
+    }
     if (idx_keyname_in_soft_label_array(label.key_name) < 0) {
         const place_record* const alike = with_key(what.positions, label.key_name, same_letters);
         report(to, "label-place", LABELS_FILE, label.line,
