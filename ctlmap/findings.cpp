@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "json.h"
+#include "utility.h"
 
 namespace ctlmap {
 namespace {
@@ -20,13 +21,13 @@ int findings::of(severity level) const {
     return static_cast<int>(std::count_if(items, items + count, has_level));
 }
 
-void report(findings* to, severity level, const char* rule, const char* file, int line,
-            const char* format, ...) {
-    finding item{file, line, level, rule, ""};
+void report(findings* to, rule_ref by, const char* file, int line, const char* format, ...) {
+    finding item{file, line, by.its->level, by.its->id, ""};
     va_list args;
     va_start(args, format);
     vsnprintf(item.text, sizeof item.text, format, args);
     va_end(args);
+    utl_hide_controls(item.text);
     const auto is_same = [&](const finding& other) {
         return strcmp(other.file, file) == 0 && other.line == line &&
                strcmp(other.text, item.text) == 0;
@@ -105,6 +106,14 @@ void print_json(const findings& what, const char* dir, FILE* out) {
     }
     json.end_array();
     json.end_object();
+}
+
+void print_rules(FILE* out) {
+    fputs("| rule | | finds | what helps |\n|---|---|---|---|\n", out);
+    for (const rule& one : RULES) {
+        fprintf(out, "| `%s` | %s | %s | %s |\n", one.id, SEVERITY_NAMES[one.level], one.finds,
+                one.cure);
+    }
 }
 
 }  // namespace ctlmap

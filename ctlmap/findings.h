@@ -4,13 +4,12 @@
 #include <cstdio>
 #include <span>
 
+#include "rules.h"
+
 namespace ctlmap {
 
-enum severity { ERROR, WARNING, NOTE };
-constexpr const char* SEVERITY_NAMES[] = {"error", "warning", "note"};
-
 constexpr int MAX_FINDINGS = 1024;
-constexpr int FINDING_LEN = 320;
+constexpr int FINDING_LEN = 384;
 
 struct finding {
     const char* file;  // name without directory; one of the model's
@@ -29,9 +28,10 @@ struct findings {
     int of(severity level) const;
 };
 
-// Adds a finding; one that is there already, in file, line and text, is not added again.
-[[gnu::format(printf, 6, 7)]] void report(findings* to, severity level, const char* rule,
-                                          const char* file, int line, const char* format, ...);
+// Adds a finding; one that is there already, in file, line and text, is not added again. Control
+// characters in it become question marks.
+[[gnu::format(printf, 5, 6)]] void report(findings* to, rule_ref by, const char* file, int line,
+                                          const char* format, ...);
 
 // Puts them in the order of files, as they are given, and lines.
 void sort(findings* what, std::span<const char* const> files);
@@ -40,7 +40,10 @@ void sort(findings* what, std::span<const char* const> files);
 // without that line if `quiet`.
 void print(const findings& what, const char* dir, bool quiet, FILE* out);
 
-// Prints the same as a JSON object.
+// Prints the same as a JSON object, always complete.
 void print_json(const findings& what, const char* dir, FILE* out);
+
+// Prints the rules as a table in Markdown.
+void print_rules(FILE* out);
 
 }  // namespace ctlmap

@@ -73,6 +73,11 @@ int run_chart(const options& with) {
     return CLEAN;
 }
 
+int run_rules([[maybe_unused]] const options& with) {
+    print_rules(stdout);
+    return CLEAN;
+}
+
 struct command {
     const char* name;
     const char* usage;
@@ -82,6 +87,7 @@ struct command {
 constexpr command COMMANDS[] = {
     {"check", "check [DIR] [--werror] [--quiet] [--json]", 1, run_check},
     {"chart", "chart [DIR] [-o FILE] [--markdown]", 1, run_chart},
+    {"rules", "rules", 0, run_rules},
 };
 
 int misused(const char* what) {

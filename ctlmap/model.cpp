@@ -25,29 +25,48 @@ constexpr int MESSAGE_LEN = 512;
 
 struct said_as {
     const char* words;
-    severity level;
-    const char* rule;
+    rule_ref rule;
+    const char* cure;
 };
 constexpr said_as SAYINGS[] = {
-    {" cut to ", WARNING, "cut"},
-    {"the record continues in line", ERROR, "run-on"},
-    {"fields found", ERROR, "fields"},
-    {"not used, there is no", ERROR, "not-used"},
-    {"", ERROR, "refused"},  // all others
+    {"no line applied", "refused", "save the file as plain text with LF line ends"},
+    {" is not a number", "not-a-number",
+     "write a whole number there, or the field that is missing before it"},
+    {" is not a possible number", "not-a-number", "write a number from 0 to 127"},
+    {"the record continues in line", "run-on",
+     "give this line all of its fields, and that line too"},
+    {"fields missing after", "run-on", "the file ends there; add the missing fields"},
+    {" (a comment needs a line of its own)", "fields", "put it in the line above"},
+    {"fields found", "fields", "write exactly that many, texts as one word"},
+    {"not used, there is no", "not-used", "correct what is named, until then it counts as missing"},
+    {"byte order mark", "byte-order-mark", "save the file as UTF-8 without a byte order mark"},
+    {" cut to ", "cut", "choose a shorter word"},
+    {"not a regular file", "missing", "put the file itself there"},
+    {"idx ", "refused", "there is no such control; write the index that this line is to have"},
+    {"name of ", "refused", "choose a shorter name"},
+    {"is more than letters", "refused",
+     "rename the control here and in orvik.midictl.cfg, with letters, digits and underscores only"},
+    {"index ", "refused", "give the colour the next free index"},
+    {"escape sequence ", "refused", "write one such as \\033[1;31m"},
+    {"positions already", "refused", "remove a place that no label uses"},
+    {"midi_channel ", "refused", "write the channel, one less than most programs count"},
+    {"CR LF line ends", "refused", "save the file with LF line ends"},
+    {" of vendor_id refused", "refused", "write a number such as 0x1209"},
+    {" of product_id refused", "refused", "write a number such as 0x0001"},
+    {" refused: a character", "refused", "leave double quotes and control characters out"},
+    {"", "refused", "check that the file may be read"},  // all others
 };
 
 // The constant that names this file, which outlives the text; null for a file of another name.
 const char* known_name(const model& of, std::string_view name) {
-    const char* const names[] = {BASE_FILE,      of.preset_file, SETTINGS_FILE, COLORS_FILE,
-                                 POSITIONS_FILE, LABELS_FILE,    SCRIPT_FILE};
+    const char* const names[] = {BASE_FILE,   of.preset_file, PRESET_0_FILE, SETTINGS_FILE,
+                                 COLORS_FILE, POSITIONS_FILE, LABELS_FILE,   SCRIPT_FILE};
     for (const char* known : names) {
         if (name == known) {
             return known;
         }
     }
-    return name == std::string_view(CFG_PRESET_0).substr(strlen(CFG_RESOURCES))
-               ? &CFG_PRESET_0[strlen(CFG_RESOURCES)]
-               : nullptr;
+    return nullptr;
 }
 
 void remove_all(char* text, const char* word) {
@@ -72,7 +91,8 @@ void take_message(model* to, char* message) {
     text += strspn(text, ": ");
     for (const said_as& saying : SAYINGS) {
         if (strstr(text, saying.words) != nullptr) {
-            report(&to->said, saying.level, saying.rule, file, static_cast<int>(line), "%s", text);
+            report(&to->said, saying.rule, file, static_cast<int>(line), "%s; %s", text,
+                   saying.cure);
             return;
         }
     }
@@ -109,8 +129,19 @@ void read_records(const char* file_name, records<type>* to, read_record read) {
     fclose(fp);
 }
 
+bool is_there(const char* file_name) {
+    FILE* const fp = cfg_open(file_name);
+    if (fp != nullptr) {
+        fclose(fp);
+    }
+    return fp != nullptr;
+}
+
 // The first line of the file that grep finds the word in, 0 if it finds none.
 int line_with(const char* file_name, const char* word) {
+    if (!is_there(file_name)) {
+        return 0;
+    }
     char command[256];
     snprintf(command, sizeof command, "grep -in %s %s", word, file_name);
     FILE* const output = utl_open_shell(command);
@@ -121,9 +152,14 @@ int line_with(const char* file_name, const char* word) {
 }
 
 void read_preset(model* to) {
+    if (to->preset_file[0] == '\0') {
+        return;
+    }
     char file_name[PATH_MAX];
+    snprintf(file_name, sizeof file_name, CFG_RESOURCES "%s", to->preset_file);
+    read_records(file_name, &to->preset_source, cfg_read_preset_record);
     snprintf(file_name, sizeof file_name, CFG_RESOURCES "%s" CFG_CHECKED, to->preset_file);
-    to->preset_found = access(file_name, F_OK) == 0;
+    to->preset_found = is_there(file_name);
     read_records(file_name, &to->preset, [](cfg_reader* reader, preset_target* record) {
         if (!cfg_read_preset_record(reader, record)) {
             return false;
@@ -153,6 +189,8 @@ void read_settings(model* to) {
 // As the daemon starts, without what acts on the computer.
 void start_up(model* to) {
     cfg_check_files();
+    to->preset_0_copied = is_there(CFG_PRESET_0 CFG_CHECKED);
+    to->labels_copied = is_there(CFG_LABELS CFG_CHECKED);
     pot_init();
     get_gadget_values(&to->gadget);
     for (const int list : {TYPE_COLOR_LIST, TYPE_SOFT_LABEL, TYPE_SOFT_LABEL_CUSTOMIZED}) {
@@ -181,15 +219,17 @@ void read_again(model* to) {
 
 bool load(const char* dir, model* to) {
     snprintf(to->dir, sizeof to->dir, "%s", dir);
+    for (size_t len = strlen(to->dir); len > 1 && to->dir[len - 1] == '/'; --len) {
+        to->dir[len - 1] = '\0';
+    }
     to->preset_no = -1;
+    setenv("LC_ALL", "C", 1);  // the controller's grep knows bytes, not letters
     stage at;
     if (!enter(&at, dir)) {
         return false;
     }
-    FILE* const base = cfg_open(cfgname);
-    to->base_found = base != nullptr;
+    to->base_found = is_there(cfgname);
     if (to->base_found) {
-        fclose(base);
         start_up(to);
         read_again(to);
     }
@@ -207,24 +247,37 @@ FILE* open_file(const model& of, const char* file) {
     return regular ? fopen(path, "re") : nullptr;
 }
 
-bool read_line(const model& of, const char* file, int line, char* text, size_t size) {
-    FILE* const fp = open_file(of, file);
-    text[0] = '\0';
-    int at = 0;
+lines::~lines() {
+    if (fp_ != nullptr) {
+        fclose(fp_);
+    }
+}
+
+bool lines::next() {
     size_t len = 0;
-    for (int c = 0, number = 1; fp != nullptr && number <= line && (c = fgetc(fp)) != EOF;) {
-        at = number;
-        if (c == '\n') {
-            ++number;
-        } else if (number == line && len + 1 < size) {
-            text[len++] = c == '\0' ? '?' : static_cast<char>(c);
+    int c = fp_ != nullptr ? fgetc(fp_) : EOF;
+    if (c == EOF) {
+        return false;
+    }
+    for (; c != EOF && c != '\n'; c = fgetc(fp_)) {
+        if (len + 1 < sizeof text_) {
+            text_[len++] = c == '\0' ? '?' : static_cast<char>(c);
         }
     }
-    text[len] = '\0';
-    if (fp != nullptr) {
-        fclose(fp);
+    text_[len] = '\0';
+    ++number_;
+    return true;
+}
+
+bool read_line(const model& of, const char* file, int line, char* text, size_t size) {
+    text[0] = '\0';
+    for (lines in(of, file); in.next();) {
+        if (in.number() == line) {
+            snprintf(text, size, "%s", in.text());
+            return true;
+        }
     }
-    return at == line;
+    return false;
 }
 
 }  // namespace ctlmap

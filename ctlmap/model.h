@@ -3,6 +3,7 @@
 #pragma once
 
 #include <climits>
+#include <string_view>
 
 #include "config.h"
 #include "findings.h"
@@ -14,6 +15,7 @@ namespace ctlmap {
 // --- Names of the files ---
 
 constexpr const char* BASE_FILE = "orvik.midictl.cfg";
+constexpr const char* PRESET_0_FILE = "orvik.midictl.cfg0.txt";
 constexpr const char* SETTINGS_FILE = "orvik.sys.cfg";
 constexpr const char* COLORS_FILE = "orvik.color.cfg";
 constexpr const char* POSITIONS_FILE = "orvik.softlabelpos.cfg";
@@ -66,8 +68,11 @@ struct model {
     setting settings[SETTINGS];
     gadget_values gadget;  // what USB gets
 
+    bool preset_0_copied, labels_copied;  // by the check script
+
     records<cfg_base_record> base;
     records<preset_target> preset;
+    records<cfg_preset_record> preset_source;  // what its checked copy was made of
     records<t_labellist> colors;
     records<t_soft_label> positions;
     records<sl_customization> labels;
@@ -83,6 +88,25 @@ bool load(const char* dir, model* to);
 
 // Opens a regular file of the directory; null when there is none.
 FILE* open_file(const model& of, const char* file);
+
+// The lines of such a file, one after the other, without their ends; none when there is no file.
+class lines {
+  public:
+    lines(const model& of, const char* file) : fp_(open_file(of, file)) {}
+    ~lines();
+    lines(const lines&) = delete;
+    lines& operator=(const lines&) = delete;
+
+    // Goes to the next line, the first to begin with; false after the last.
+    bool next();
+    int number() const { return number_; }
+    const char* text() const { return text_; }  // cut to its size; a byte 0 is a question mark
+
+  private:
+    FILE* fp_;
+    int number_ = 0;
+    char text_[512];
+};
 
 // The line of the file with this number, without its end, cut to `size`; false if there is none.
 bool read_line(const model& of, const char* file, int line, char* text, size_t size);

@@ -84,14 +84,14 @@ while read -r page idx wanted; do
     check "$page, index $idx" "$wanted" "$(row "$page" "$idx")"
 done <<'EOT'
 delivered 0 VOLUME_A pot|0|B0 00 vv + B1 00 vv|B0 07 vv|||absolute: 0-127|2|
-edited 12 PLATTER_A platter|12|B0 0C vv|B9 7F vv|||relative: 65-127 clockwise, 63-1 back; 8 units a step|2|
+edited 12 PLATTER_A platter note 3|12|B0 0C vv|B9 7F vv|||relative: 65-127 clockwise, 63-1 back; 8 units a step|2|
 edited 15 S_B touched platter|15|B0 0F vv|B9 16 vv|||relative: 65-127 clockwise, 63-1 back, 64 at rest; 1 unit a step|9|
 edited 21 PLAY button|21|90 01 vv + 80 01 vv|99 3C 7F + 89 3C vv|99 3C vv + 89 3C vv|90 01 vv|on press 127 + LED 0-127, off by note-off||
 nasty 40 PAD_MODE_A button|40|90 14 vv + 80 14 vv|90 4F 7F + 80 4F vv||90 14 vv|on press 127 + LED 0-127, off by note-off||
 edited 28 LOOP_IN_A button|28|90 08 vv + 80 08 vv|99 2C 7F + 89 2C vv|99 2C vv + 89 2C vv|90 08 vv|on press 127 + LED 0-127, off by note-off||
 delivered 28 LOOP_IN_A button, label “LOOP IN”|28|90 08 vv + 80 08 vv|90 43 7F + 80 43 vv|90 43 vv + 80 43 vv|90 08 vv|on press 127 + LED 0-127, off by note-off||
 delivered 33 BEND_DOWN_A button|33|90 0D vv + 80 0D vv|90 48 7F + 80 48 vv|90 48 vv + 80 48 vv|B0 0D vv|on press 127|2|
-edited 71 no name button, no line|71|90 46 vv + 80 46 vv|99 46 7F + 89 46 vv|99 00 vv + 89 00 vv|B0 00 vv|on press 127|2|
+edited 71 no name button, no line warning 1|71|90 46 vv + 80 46 vv|99 46 7F + 89 46 vv|99 00 vv + 89 00 vv|B0 00 vv|on press 127|2|
 delivered 72 RING_A LED|72|||90 6F vv + 80 6F vv|90 2D vv|LED 0-127, also by note-off||
 delivered 83 METER_B meter|83|||B0 1D vv|B0 51 30 + B0 51 37|0-127 in 8 levels|200|
 delivered 84 SPARE_84 spare|84|||||not connected||
@@ -99,7 +99,7 @@ EOT
 check "name broken, and cut" "A NAME THAT GO… note 71" "$(on_front edited 32)"
 check "no line" "index 71 note 70 ← 0" "$(on_front edited 71)"
 check "moved to the mixer" 1 "$(sed -n '/<title>Mixer/,/<title>Deck B/p' edited.html | grep -c '<title>PLAY ')"
-check "finding" 1 "$(grep -c '^<li id="f1"><b class="error">error</b> <code>orvik.midictl.cfg:[0-9]*</code> idx .* is not a number' edited.html)"
+check "finding" 1 "$(grep -c '^<li id="f[0-9]*"><b class="error">error</b> <code>orvik.midictl.cfg:[0-9]*</code> idx .* is not a number' edited.html)"
 
 # ON TEXT COLOURS
 while IFS='|' read -r on text wanted; do

@@ -45,4 +45,4 @@ FUZZ_PACKAGES='clang libclang-rt-14-dev'
 ARM_PACKAGES='clang binutils-arm-linux-gnueabi qemu-user-static'
 CHART_PACKAGES='chromium fonts-dejavu-core'
 MEASURE_PACKAGES='valgrind gnuplot-nox'
-TEST_PACKAGES="$ARM_PACKAGES g++-arm-linux-gnueabi googletest mandoc procps strace tidy tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"
+TEST_PACKAGES="$ARM_PACKAGES g++-arm-linux-gnueabi googletest jq mandoc procps strace tidy tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"
