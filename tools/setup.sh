@@ -43,4 +43,4 @@ build() {
 BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev'
 FUZZ_PACKAGES='clang libclang-rt-14-dev'
 MEASURE_PACKAGES='valgrind gnuplot-nox'
-TEST_PACKAGES="g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"
+TEST_PACKAGES="g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux valgrind jq clang-format clang-tidy shellcheck $FUZZ_PACKAGES"
