@@ -102,7 +102,7 @@ char to_remove[PATH_MAX];  // by the signal handler
 
 // The shell's own rm, since a handler must not read a directory. The signal ends the program after.
 void remove_and_end(int signal) {
-    const pid_t child = vfork();
+    const pid_t child = fork();
     if (child == 0) {
         execl("/bin/sh", "sh", "-c", "rm -rf \"$0\"", to_remove, nullptr);
         _exit(EXIT_FAILURE);
