@@ -207,16 +207,12 @@ class csv_fields {
     }
 
     void quote(const char* words) {
-        if (strpbrk(words, ",\"\r\n") == nullptr) {
-            fputs(words, out_);
-            return;
-        }
-        fputc('"', out_);
-        for (const char* c = words; *c != '\0'; ++c) {
+        const bool quoted = strpbrk(words, ",\"\r\n") != nullptr;
+        fputs(quoted ? "\"" : "", out_);
+        for (const char* c = words; *c != '\0'; c += write_character(c, out_)) {
             fputs(*c == '"' ? "\"" : "", out_);
-            fputc(*c, out_);
         }
-        fputc('"', out_);
+        fputs(quoted ? "\"" : "", out_);
     }
 
     FILE* out_;
@@ -266,7 +262,10 @@ void print_value(const value& what, FILE* out) {
             break;
         case TEXT:
         case LIST:
-            fprintf(out, "\"%s\"", what.text);
+            fputc('"', out);
+            for (const char* c = what.text; *c != '\0'; c += write_character(c, out)) {
+            }
+            fputc('"', out);
             break;
     }
 }

@@ -160,6 +160,7 @@ bool enter(stage* what, const char* resources) {
         remove_all(*what);
         return false;
     }
+    setenv("LC_ALL", "C", 1);  // so that grep takes no text for binary, as on the controller
     collect_streams(what->output);
     return true;
 }
