@@ -10,6 +10,7 @@
 
 #include "chart.h"
 #include "check.h"
+#include "export.h"
 #include "findings.h"
 #include "model.h"
 
@@ -25,10 +26,13 @@ struct options {
     int dir_count;
     bool werror, quiet, json, markdown;
     const char* output;
+    const char* format;
 };
 
 model loaded;
 findings found;
+
+int misused(const char* what);
 
 int run_check(const options& with) {
     if (!load(with.dirs[0], &loaded)) {
@@ -78,16 +82,48 @@ int run_rules([[maybe_unused]] const options& with) {
     return CLEAN;
 }
 
+struct format {
+    const char* name;
+    void (*write)(const mapping& what, FILE* out);
+};
+constexpr format FORMATS[] = {{"json", export_json}, {"csv", export_csv}};
+
+int run_export(const options& with) {
+    const char* const name = with.format != nullptr ? with.format : FORMATS[0].name;
+    for (const format& known : FORMATS) {
+        if (strcmp(known.name, name) == 0) {
+            static mapping exported;
+            if (!load_mapping(with.dirs[0], &loaded, &exported)) {
+                return COULD_NOT_RUN;
+            }
+            known.write(exported, stdout);
+            return CLEAN;
+        }
+    }
+    return misused(name);
+}
+
+int run_diff(const options& with) {
+    static mapping before, after;
+    if (!load_mapping_apart(with.dirs[0], &loaded, &before) ||
+        !load_mapping_apart(with.dirs[1], &loaded, &after)) {
+        return COULD_NOT_RUN;
+    }
+    return print_differences(before, after, stdout) > 0 ? FOUND : CLEAN;
+}
+
 struct command {
     const char* name;
     const char* usage;
-    int most_dirs;
+    int least_dirs, most_dirs;
     int (*run)(const options& with);
 };
 constexpr command COMMANDS[] = {
-    {"check", "check [DIR] [--werror] [--quiet] [--json]", 1, run_check},
-    {"chart", "chart [DIR] [-o FILE] [--markdown]", 1, run_chart},
-    {"rules", "rules", 0, run_rules},
+    {"check", "check [DIR] [--werror] [--quiet] [--json]", 0, 1, run_check},
+    {"chart", "chart [DIR] [-o FILE] [--markdown]", 0, 1, run_chart},
+    {"export", "export [DIR] [--format json|csv]", 0, 1, run_export},
+    {"diff", "diff DIR DIR", 2, 2, run_diff},
+    {"rules", "rules", 0, 0, run_rules},
 };
 
 int misused(const char* what) {
@@ -122,15 +158,15 @@ struct flag {
 constexpr flag FLAGS[] = {
     {"--werror", &options::werror, nullptr}, {"--quiet", &options::quiet, nullptr},
     {"--json", &options::json, nullptr},     {"--markdown", &options::markdown, nullptr},
-    {"-o", nullptr, &options::output},
+    {"-o", nullptr, &options::output},       {"--format", nullptr, &options::format},
 };
 
 // Takes one word of the command line, and the next one if it belongs to it. Returns how many; 0: it
-// means nothing.
-int take_word(char** words, int most_dirs, options* to) {
+// means nothing. A flag belongs to the commands whose usage names it.
+int take_word(char** words, const command& of, options* to) {
     const std::string_view word = words[0];
     for (const flag& known : FLAGS) {
-        if (word != known.name) {
+        if (word != known.name || strstr(of.usage, known.name) == nullptr) {
             continue;
         }
         if (known.is_set != nullptr) {
@@ -140,7 +176,7 @@ int take_word(char** words, int most_dirs, options* to) {
         to->*known.value = words[1];
         return words[1] != nullptr ? 2 : 0;
     }
-    if (word.starts_with('-') || to->dir_count == most_dirs) {
+    if (word.starts_with('-') || to->dir_count == of.most_dirs) {
         return 0;
     }
     to->dirs[to->dir_count++] = words[0];
@@ -155,11 +191,14 @@ int run(char** words) {
         }
         options with = {};
         for (int i = 1; words[i] != nullptr;) {
-            const int taken = take_word(words + i, known.most_dirs, &with);
+            const int taken = take_word(words + i, known, &with);
             if (taken == 0) {
                 return misused(words[i]);
             }
             i += taken;
+        }
+        if (with.dir_count < known.least_dirs) {
+            return misused(name);
         }
         static char beside[PATH_MAX];
         if (with.dir_count == 0 && find_resources(beside, sizeof beside)) {
@@ -174,5 +213,10 @@ int run(char** words) {
 }  // namespace ctlmap
 
 int main([[maybe_unused]] int argc, char** argv) {
-    return ctlmap::run(argv + 1);
+    const int status = ctlmap::run(argv + 1);
+    if (fflush(stdout) != 0) {
+        perror("ctlmap: standard output");
+        return ctlmap::COULD_NOT_RUN;
+    }
+    return status;
 }

@@ -223,7 +223,6 @@ bool load(const char* dir, model* to) {
         to->dir[len - 1] = '\0';
     }
     to->preset_no = -1;
-    setenv("LC_ALL", "C", 1);  // the controller's grep knows bytes, not letters
     stage at;
     if (!enter(&at, dir)) {
         return false;

@@ -3,9 +3,11 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -95,12 +97,39 @@ void restore_streams() {
     close(saved_error);
 }
 
+constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGTERM};
+char to_remove[PATH_MAX];  // by the signal handler
+
+// The shell's own rm, since a handler must not read a directory. The signal ends the program after.
+void remove_and_end(int signal) {
+    const pid_t child = fork();
+    if (child == 0) {
+        execl("/bin/sh", "sh", "-c", "rm -rf \"$0\"", to_remove, nullptr);
+        _exit(EXIT_FAILURE);
+    }
+    waitpid(child, nullptr, 0);
+    raise(signal);
+}
+
+void handle_signals(const stage& at) {
+    snprintf(to_remove, sizeof to_remove, "%s", at.path);
+    struct sigaction action = {};
+    action.sa_handler = remove_and_end;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int signal : SIGNALS) {
+        sigaction(signal, &action, nullptr);
+    }
+}
+
 void remove_all(const stage& what) {
     const sub_path resources(what, RESOURCES);
     for_each(resources.text, resources.text, remove_entry);
     rmdir(resources.text);
     rmdir(sub_path(what, WORKING_DIRECTORY).text);
     rmdir(what.path);
+    for (const int signal : SIGNALS) {
+        std::signal(signal, SIG_DFL);
+    }
 }
 
 }  // namespace
@@ -114,11 +143,16 @@ bool enter(stage* what, const char* resources) {
     snprintf(what->path, sizeof what->path, "%s/ctlmap.XXXXXX", base != nullptr ? base : "/tmp");
     what->home = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (what->home < 0 || mkdtemp(what->path) == nullptr) {
-        return refuse(what->path);
+        refuse(what->path);
+        fprintf(stderr, "ctlmap: TMPDIR may name another directory, of a file system with room\n");
+        return false;
     }
+    handle_signals(*what);
     const sub_path links(*what, RESOURCES);
     const sub_path working(*what, WORKING_DIRECTORY);
-    what->output = tmpfile();
+    const sub_path output(*what, "/output");
+    what->output = fopen(output.text, "w+e");
+    unlink(output.text);
     const bool made = what->output != nullptr && mkdir(links.text, S_IRWXU) == 0 &&
                       mkdir(working.text, S_IRWXU) == 0;
     if (!(made || refuse(what->path)) || !for_each(full_path, links.text, link_entry) ||
@@ -126,6 +160,7 @@ bool enter(stage* what, const char* resources) {
         remove_all(*what);
         return false;
     }
+    setenv("LC_ALL", "C", 1);  // so that grep takes no text for binary, as on the controller
     collect_streams(what->output);
     return true;
 }
