@@ -40,7 +40,7 @@ build() {
     cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
-BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev'
+BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev librtmidi-dev libjack-jackd2-dev'
 FUZZ_PACKAGES='clang libclang-rt-14-dev'
 MEASURE_PACKAGES='valgrind gnuplot-nox'
-TEST_PACKAGES="g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"
+TEST_PACKAGES="g++-arm-linux-gnueabi qemu-user-static googletest jackd2 mandoc procps tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"
