@@ -53,7 +53,7 @@ class MidiPort : public Outside {
 };
 
 void MidiPort::open() {
-    system_ = open_midi_system(api_);
+    system_ = open_midi_system(api_, name_);
     const RtMidi::Api api = system_->api();
     const auto complain = [](RtMidiError::Type, const std::string&, void* self) {
         static_cast<MidiPort*>(self)->complained_ = true;

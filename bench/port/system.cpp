@@ -38,7 +38,7 @@ void for_each_name(const char** names, const Take& take) {
 // Where the server is and what it does is seen by a client of its own, without a port.
 class Jack : public MidiSystem {
   public:
-    Jack() {
+    explicit Jack(const std::string& name) : name_(name) {
         jack_set_error_function([](const char*) {});
         jack_set_info_function([](const char*) {});
         client_ = jack_client_open("ctlbench", JackNoStartServer, nullptr);
@@ -51,7 +51,7 @@ class Jack : public MidiSystem {
             this);
         jack_on_shutdown(
             client_, [](void* self) { static_cast<Jack*>(self)->gone_ = true; }, this);
-        before_ = ports();
+        before_ = ports();  // of others by the same name
         jack_activate(client_);
     }
     ~Jack() override { jack_client_close(client_); }
@@ -79,12 +79,17 @@ class Jack : public MidiSystem {
 
   private:
     std::set<std::string> ports() {
-        std::set<std::string> names;
+        std::set<std::string> found;
         for_each_name(jack_get_ports(client_, nullptr, JACK_DEFAULT_MIDI_TYPE, 0),
-                      [&](const std::string& name) { names.insert(name); });
-        return names;
+                      [&](const std::string& port) {
+                          if (port.starts_with(name_)) {  // RtMidi's second client: name_-01
+                              found.insert(port);
+                          }
+                      });
+        return found;
     }
 
+    std::string name_;
     jack_client_t* client_;
     std::set<std::string> before_, ours_;
     std::atomic<unsigned> cycles_{0};
@@ -110,11 +115,11 @@ Connected Jack::connected() {
 
 class Alsa : public MidiSystem {
   public:
-    Alsa() : before_(alsa_clients(text())) {}
+    explicit Alsa(const std::string& name) : name_(name), before_(alsa_clients(text(), name)) {}
 
     RtMidi::Api api() const override { return RtMidi::LINUX_ALSA; }
     void ports_are_open() override {
-        const std::set<int> now = alsa_clients(text());
+        const std::set<int> now = alsa_clients(text(), name_);
         std::set_difference(now.begin(), now.end(), before_.begin(), before_.end(),
                             std::inserter(ours_, ours_.end()));
     }
@@ -129,6 +134,7 @@ class Alsa : public MidiSystem {
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
+    std::string name_;
     std::set<int> before_, ours_;
 };
 
@@ -143,12 +149,13 @@ std::string system_name(RtMidi::Api api) {
     return api == RtMidi::UNIX_JACK ? "JACK" : "ALSA's sequencer";
 }
 
-std::set<int> alsa_clients(const std::string& text) {
+std::set<int> alsa_clients(const std::string& text, const std::string& name) {
     std::set<int> clients;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         int number;
-        if (std::sscanf(line.c_str(), "Client %d :", &number) == 1) {
+        const bool named = line.find(" : \"" + name + "\" [") != std::string::npos;
+        if (named && std::sscanf(line.c_str(), "Client %d :", &number) == 1) {
             clients.insert(number);
         }
     }
@@ -174,17 +181,17 @@ Connected alsa_connections(const std::string& text, const std::set<int>& of) {
     return connected;
 }
 
-std::unique_ptr<MidiSystem> open_midi_system(const std::string& api) {
+std::unique_ptr<MidiSystem> open_midi_system(const std::string& api, const std::string& name) {
     const int error = api == "jack" ? ENOENT : sequencer_error();
     if (error == 0) {
-        return std::make_unique<Alsa>();
+        return std::make_unique<Alsa>(name);
     }
     if (api == "alsa") {
         throw NoOutside(std::string("no ALSA sequencer here: ") + SEQUENCER + ": " +
                         strerror(error) + ": load it, as root, with modprobe snd-seq");
     }
     try {
-        return std::make_unique<Jack>();
+        return std::make_unique<Jack>(name);
     } catch (const NoOutside& no_jack) {
         throw NoOutside(std::string(no_jack.what()) +
                         (api.empty() ? ", or ALSA's sequencer with modprobe snd-seq" : ""));

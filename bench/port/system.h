@@ -18,7 +18,7 @@ class MidiSystem {
   public:
     virtual ~MidiSystem() = default;
     virtual RtMidi::Api api() const = 0;
-    // The ports that have come since the system was opened are the program's own.
+    // The clients of this name that have come since the system was opened are the program's own.
     virtual void ports_are_open() = 0;
     virtual Connected connected() = 0;
     // It has ended; RtMidi must not be used any more.
@@ -30,13 +30,13 @@ class MidiSystem {
 };
 
 // Throws NoOutside if there is none, or none of that kind: "alsa", "jack".
-std::unique_ptr<MidiSystem> open_midi_system(const std::string& api);
+std::unique_ptr<MidiSystem> open_midi_system(const std::string& api, const std::string& name);
 
 std::string system_name(RtMidi::Api api);
 
-// From the text of /proc/asound/seq/clients: the numbers of all clients, and what some of them are
-// connected to.
-std::set<int> alsa_clients(const std::string& text);
+// From the text of /proc/asound/seq/clients: the numbers of the clients of a name, and what clients
+// are connected to.
+std::set<int> alsa_clients(const std::string& text, const std::string& name);
 Connected alsa_connections(const std::string& text, const std::set<int>& of);
 
 }  // namespace bench

@@ -5,7 +5,7 @@ namespace {
 
 bool is_whole(const Bytes& message) {
     const std::size_t length = message_length(message[0]);
-    return message[0] >= 0x80 &&
+    return message[0] >= 0x80 && message[0] != SYSEX_END &&
            (length == 0 ? message.back() == SYSEX_END : message.size() == length);
 }
 

@@ -1,0 +1,117 @@
+#!/bin/sh
+# Connects the virtual controller to other software: over a JACK server of its own, over devices.
+#
+#   port_test.sh CTLBENCH PORT_PEER [COUNT]
+#
+# COUNT: messages each way, 100000 if it is not given.
+set -u
+if [ "${PORT_TEST-}" != inside ]; then # JACK keeps its sockets and memory in /dev/shm
+    users=
+    [ "$(id -u)" -eq 0 ] || users=--map-root-user
+    PORT_TEST=inside exec unshare $users --mount "$0" "$@"
+fi
+mount -t tmpfs none /dev/shm || exit 1
+bench=$1
+peer=$2
+count=${3:-100000}
+dir=$(mktemp -d)
+JACK_DEFAULT_SERVER=ctlbridge-test
+export JACK_DEFAULT_SERVER
+failed=0
+jack=
+playing=
+
+end() {
+    # shellcheck disable=SC2046  # a list of numbers
+    kill $jack $playing $(jobs -p) 2>/dev/null
+    wait
+    rm -rf "$dir"
+}
+trap end EXIT
+trap 'exit 1' INT TERM HUP
+
+# check NAME COMMAND...
+check() {
+    name=$1
+    shift
+    if "$@"; then
+        echo "ok      $name"
+    else
+        failed=1
+        echo "FAILED  $name: $*"
+        tail -n 5 "$dir"/*.log
+    fi
+}
+# said STATE: the port tells it
+said() {
+    for _ in $(seq 600); do
+        [ "$(tail -n 1 "$dir/states.log")" = "port $1" ] && return
+        sleep 0.1
+    done
+    return 1
+}
+start_jack() {
+    jackd --no-realtime --sync -d dummy -r 48000 -p 128 >"$dir/jackd.log" 2>&1 &
+    jack=$!
+    jack_wait -w -t 20 >/dev/null 2>&1
+}
+# refused STATUS TEXT ARGUMENT...
+refused() {
+    status=$1
+    text=$2
+    shift 2
+    "$bench" "$@" >"$dir/refused.log" 2>&1
+    [ $? -eq "$status" ] && [ "$(wc -l <"$dir/refused.log")" -eq 1 ] && grep -q -e "$text" "$dir/refused.log"
+}
+
+cat >"$dir/exchange.scn" <<EOT
+remove orvik.miditxt.cfg0.txt
+host light PITCH_ZERO_A 1
+board flood $((count - 1))
+board send sysex 200
+host light PITCH_ZERO_A 2
+board expect PITCH_ZERO_A 2
+EOT
+
+check "no server is told" refused 2 'no JACK server.*jackd' panel --port --port-api jack
+[ -e /dev/snd/seq ] || check "no sequencer is told" refused 2 'modprobe snd-seq' panel --port --port-api alsa
+check "no device is told" refused 2 'No such file' panel --board /dev/nothing
+
+start_jack
+"$bench" play --port --port-api jack "$dir/exchange.scn" >"$dir/play.log" 2>"$dir/states.log" &
+playing=$!
+"$peer" exchange 0 &
+hold=$!
+check "a client comes" said '→1 ←1'
+kill -KILL $hold
+check "and goes" said '→0 ←0'
+kill $jack
+wait $jack
+check "the server goes" said 'gone'
+start_jack
+check "and comes back" said '→0 ←0'
+"$peer" exchange "$count" >"$dir/peer.log"
+check "the software got every message" [ $? -eq 0 ]
+wait $playing
+check "the scenario holds" [ $? -eq 0 ]
+playing=
+cat "$dir/peer.log"
+check "nothing was lost" sh -c "! grep lost '$dir/states.log'"
+# What came in has to be what was sent, in its order; what of it reached the board, in the order of
+# each light, up to the last value.
+check "every message of the software came in" awk -v count="$count" '
+    function value(hexadecimal) { return index(digits, substr(hexadecimal, 1, 1)) * 16 + index(digits, substr(hexadecimal, 2)) - 17 }
+    BEGIN { digits = "0123456789abcdef" }
+    /^host  → 90/ && value($4) != 115 {
+        if (value($4) != 60 + got % 12 + int(got / 12) % 2 * 21 || value($5) != 1 + int(got / 24) % 127) bad++
+        got++
+    }
+    /^host  → f0 .* 3000 bytes$/ { long++ }
+    /^host  → f8/ { clocks++ }
+    /^board ← 90/ && / light / { reached++; last[value($4)] = value($5) }
+    END {
+        for (i = count - 24; i < count; i++) if (last[1 + i % 12 + int(i / 12) % 2 * 21] != 1 + int(i / 24) % 127) bad++
+        printf "%d came in, %d of them reached the board, %d wrong\n", got, reached, bad
+        exit got != count || bad || long != 1 || clocks != 1
+    }' "$dir/play.log"
+exit $failed
