@@ -74,7 +74,7 @@ constexpr Option OPTIONS[] = {
     {"port-api", "API", [](Options& to, const char* value) { to.ports.api = value; },
      "alsa or jack (default: ALSA's sequencer where there is one)"},
     {"board", "DEVICE", [](Options& to, const char* value) { to.ports.board = value; },
-     "panel: the board is real, at this serial line"},
+     "panel, play: the board is real, at this serial line"},
     {"count", "N", [](Options& to, const char* value) { to.soak.count = whole_number(value); },
      "soak: messages each way (default: ten million)"},
     {"seconds", "N", [](Options& to, const char* value) { to.soak.seconds = whole_number(value); to.soak.count = std::numeric_limits<std::int64_t>::max(); },
@@ -256,8 +256,8 @@ int run(const std::vector<char*>& arguments) {
     }
     options.files.erase(options.files.begin());
     const PortPlan& ports = options.ports;
-    if (ports.any() && name != "panel" && (name != "play" || !ports.board.empty())) {
-        throw Misuse("--port is for panel and play, --board for panel");
+    if (ports.any() && name != "panel" && name != "play") {
+        throw Misuse("--port and --board are for panel and play");
     }
     if (!ports.api.empty() && (!ports.host || (ports.api != "alsa" && ports.api != "jack"))) {
         throw Misuse("--port-api: expected alsa or jack, with --port");

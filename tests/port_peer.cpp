@@ -5,8 +5,10 @@
 //                              then sends COUNT notes, a long message, a clock, and says goodbye
 //   port_peer latency COUNT    status queries through the bridge, beside the same through a bare
 //   client port_peer exchange 0       stays connected
+#include <fcntl.h>
 #include <jack/jack.h>
 #include <jack/midiport.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -228,10 +230,34 @@ int latency(int count) {
     return 0;
 }
 
+int line(const char* link) {
+    const int device = posix_openpt(O_RDWR | O_NOCTTY);
+    unlockpt(device);
+    unlink(link);
+    if (symlink(ptsname(device), link) != 0) {
+        return 2;
+    }
+    std::array<pollfd, 2> polled = {{{device, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
+    std::array<char, 4096> data;
+    for (;; usleep(1000)) {  // nothing tells that the device is opened
+        poll(polled.data(), polled.size(), 100);
+        for (const auto& [from, asked, found] : polled) {
+            const ssize_t size = (found & POLLIN) != 0 ? read(from, data.data(), data.size()) : 0;
+            const int to = from == device ? STDOUT_FILENO : device;
+            if (size > 0 && write(to, data.data(), static_cast<std::size_t>(size)) != size) {
+                return 1;
+            }
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     const std::string mode = argc > 1 ? argv[1] : "";
     const int count = argc > 2 ? std::atoi(argv[2]) : 0;
+    if (mode == "line" && argc > 2) {
+        return line(argv[2]);
+    }
     return mode == "latency" ? latency(count) : exchange(count);
 }

@@ -20,10 +20,11 @@ export JACK_DEFAULT_SERVER
 failed=0
 jack=
 playing=
+line=
 
 end() {
-    # shellcheck disable=SC2046  # a list of numbers
-    kill $jack $playing $(jobs -p) 2>/dev/null
+    # shellcheck disable=SC2086  # a list of numbers
+    kill $jack $playing $line 2>/dev/null
     wait
     rm -rf "$dir"
 }
@@ -94,7 +95,6 @@ check "and comes back" said '→0 ←0'
 check "the software got every message" [ $? -eq 0 ]
 wait $playing
 check "the scenario holds" [ $? -eq 0 ]
-playing=
 cat "$dir/peer.log"
 check "nothing was lost" sh -c "! grep lost '$dir/states.log'"
 # What came in has to be what was sent, in its order; what of it reached the board, in the order of
@@ -114,4 +114,69 @@ check "every message of the software came in" awk -v count="$count" '
         printf "%d came in, %d of them reached the board, %d wrong\n", got, reached, bad
         exit got != count || bad || long != 1 || clocks != 1
     }' "$dir/play.log"
+
+printf 'host light PITCH_ZERO_A 1\n' >"$dir/wait.scn"
+"$bench" play --quiet --port --port-api jack "$dir/wait.scn" >"$dir/wait.log" 2>"$dir/states.log" &
+playing=$!
+check "queries are answered" "$peer" latency 100
+kill $playing $jack
+wait $playing $jack
+jack=
+
+# What is written to descriptor 3 comes from the device; what goes to it is in $dir/sent.
+mkfifo "$dir/far"
+line() {
+    "$peer" line "$dir/bench" <"$dir/far" >"$dir/sent" &
+    line=$!
+    exec 3>"$dir/far"
+    until [ -e "$dir/bench" ]; do sleep 0.1; done
+}
+cut() {
+    exec 3>&-
+    kill $line
+    wait $line
+    line=
+    rm "$dir/bench"
+}
+was_sent() { # BYTES
+    until [ "$(od -An -v -tx1 "$dir/sent" | tr -d '\n')" = " $1" ]; do sleep 0.1; done
+}
+line
+cat >"$dir/device.scn" <<EOT
+host light PLAY_A 127
+board expect PLAY_A 127
+board press PLAY_A
+host expect PLAY_A 127
+host light PLAY_A 5
+board expect PLAY_A 5
+EOT
+"$bench" play --port "$dir/bench" "$dir/device.scn" >"$dir/play.log" 2>"$dir/states.log" &
+playing=$!
+check "a device is opened" said open
+check "by one program only" refused 2 'in use by process [0-9]* (ctlbench)' play --port "$dir/bench" "$dir/device.scn"
+printf '\220\074\370\177' >&3
+check "it gets what the controller sends" was_sent '90 3c 7f'
+cut
+check "the device goes" said gone
+line
+check "and comes back" said open
+printf '\220\074\001\074\005' >&3
+wait $playing
+check "running status is understood" [ $? -eq 0 ]
+cut
+
+line
+cat >"$dir/board.scn" <<EOT
+board press PLAY_A
+host expect PLAY_A 127
+host send identity request
+board until identity request
+EOT
+"$bench" play --no-traffic --board "$dir/bench" "$dir/board.scn" >"$dir/play.log" 2>"$dir/states.log" &
+playing=$!
+check "the line has the board's speed" sh -c "until stty <'$dir/bench' | grep -q 115200; do sleep 0.1; done"
+printf '\220\001\177' >&3
+wait $playing
+check "a board at a serial line plays" [ $? -eq 0 ]
+playing=
 exit $failed

@@ -21,17 +21,21 @@ bool is_sanitizer_report(const std::string& line) {
            line.find("runtime error:") != std::string::npos;
 }
 
-// What the user of real software is asked to do.
-std::string invitation(const Bytes& message, const Mapping& mapping) {
+// What the user of real software, or of a real board, is asked to do.
+std::string invitation(End end, const Bytes& message, const Mapping& mapping) {
+    Event event{.place = at(end), .to_daemon = true, .bytes = message};
+    const auto find = end == End::Host ? &Mapping::sent_by_host : &Mapping::sent_by_board;
     const Control* const control =
-        has_value(message) ? mapping.sent_by_host(message[0], message[1]) : nullptr;
-    std::string doing = "let your software send ";
-    if (control != nullptr) {
-        const bool off = (message[0] & 0xF0) == NOTE_OFF || message[2] == 0;
-        doing = control->kind == Kind::Meter ? "move " : off ? "turn off " : "press ";
-        doing += control->name + " in your software, so that it sends ";
+        has_value(message) ? (mapping.*find)(message[0], message[1]) : nullptr;
+    event.control = control == nullptr ? -1 : control->index;
+    const std::string sent = hex(message, MOST_BYTES) + "   " + words_for(event, mapping);
+    if (end == End::Board || control == nullptr) {
+        return std::string("let ") + (end == End::Board ? "the board" : "your software") +
+               " send " + sent;
     }
-    return doing + hex(message, MOST_BYTES) + "   " + describe(message);
+    const bool off = (message[0] & 0xF0) == NOTE_OFF || message[2] == 0;
+    const char* const doing = control->kind == Kind::Meter ? "move " : off ? "turn off " : "press ";
+    return doing + control->name + " in your software, so that it sends " + sent;
 }
 
 }  // namespace
@@ -131,7 +135,7 @@ bool Runner::is_left_to_outside(const Step& step) const {
 void Runner::await_outside(const Sending& sending) {
     const std::vector<Event>& events = controller_.events();
     for (const Bytes& message : sending.messages) {
-        std::printf("\n» %s\n", invitation(message, controller_.mapping()).c_str());
+        std::printf("\n» %s\n", invitation(sending.end, message, controller_.mapping()).c_str());
         std::fflush(stdout);
         const auto is_it = [&](const Event& event) {
             return event.sent_by(sending.end) && event.bytes == message;
