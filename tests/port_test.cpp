@@ -1,14 +1,21 @@
 // What comes from other software, in any pieces, and what the system tells of it.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
+#include "port/ports.h"
 #include "port/ring.h"
 #include "port/system.h"
 #include "port/whole.h"
 
 namespace bench {
 namespace {
+
+namespace fs = std::filesystem;
 
 TEST(WholeMessages, AreThoseOfAUsbHost) {
     const struct {
@@ -92,6 +99,53 @@ TEST(AlsaClients, AreReadWithTheirConnections) {
     const Connected connected = alsa_connections(text, {128, 129});
     EXPECT_EQ(connected.get, 2);
     EXPECT_EQ(connected.send, 1);
+}
+
+// Of what a daemon sends to a device that nobody reads, all that does not arrive in the end is said
+// to be lost.
+TEST(Ports, CountWhatADeviceDoesNotTake) {
+    constexpr int COUNT = 2000;
+    const fs::path directory = fs::path(testing::TempDir()) / ("ports." + std::to_string(getpid()));
+    fs::create_directories(directory / "resources");
+    std::ofstream(directory / "daemon")
+        << "#!/bin/sh\ns=$(printf '%0298d' 0)\nmodprobe a\nwhile [ $((i += 1)) -le " << COUNT
+        << " ]; do\nprintf \"\\360$s\\367\"\ndone >/dev/snd/midiC1D0\nsleep 60\n";
+    fs::permissions(directory / "daemon", fs::perms::owner_all);
+    WorldConfig world;
+    world.daemon = directory / "daemon";
+    world.resources = directory / "resources";
+    world.serial = false;
+    Fd device(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK));
+    unlockpt(device.get());
+    Ports ports({.host = true, .where = ptsname(device.get()), .api = {}, .board = {}}, "");
+    Controller controller(world);
+    ports.attach(controller);
+    const auto came = [&] {
+        return std::count_if(controller.events().begin(), controller.events().end(),
+                             [](const Event& event) { return event.came_to(End::Host); });
+    };
+    while (came() < COUNT && !controller.exit_status()) {
+        ports.step(controller, milliseconds(100));
+    }
+    int lost = 0;
+    ASSERT_EQ(std::sscanf(ports.state().c_str(), "port open, %d lost", &lost), 1) << ports.state();
+    Splitter splitter;
+    int arrived = 0;
+    std::array<std::uint8_t, 4096> data;
+    while (arrived + lost < COUNT) {
+        ports.step(controller, milliseconds(1));
+        const ssize_t size = read(device.get(), data.data(), data.size());
+        for (const Bytes& message :
+             splitter.feed(data.data(), size > 0 ? static_cast<std::size_t>(size) : 0)) {
+            EXPECT_EQ(message.size(), 300U);
+            ++arrived;
+        }
+    }
+    EXPECT_EQ(arrived + lost, COUNT);
+    device.reset();
+    ports.step(controller, milliseconds(1));
+    EXPECT_EQ(ports.state(), "port gone, " + std::to_string(lost) + " lost");
+    fs::remove_all(directory);
 }
 
 }  // namespace

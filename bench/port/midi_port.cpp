@@ -67,8 +67,10 @@ void MidiPort::open() {
         [](double, Bytes* message, void* self) { static_cast<MidiPort*>(self)->came(*message); },
         this);
     complained_ = false;
-    out_->openVirtualPort("out");
-    in_->openVirtualPort("in");
+    // ALSA's programs list the names of ports, JACK's those of clients and ports.
+    const bool alsa = api == RtMidi::LINUX_ALSA;
+    out_->openVirtualPort(alsa ? name_ : "out");
+    in_->openVirtualPort(alsa ? name_ : "in");
     if (complained_) {
         close();
         throw NoOutside(system_name(api) + " gives no port");
