@@ -70,7 +70,7 @@ constexpr Option OPTIONS[] = {
     {"quiet", nullptr, [](Options& to, const char*) { to.quiet = true; },
      "print failures and results only"},
     {"port", "[NAME]", [](Options& to, const char* value) { to.ports.host = true; to.ports.where = value == nullptr ? "" : value; },
-     "panel, play: the host is other software, through a MIDI port of that name (default: the product's) or /dev/..."},
+     "panel, play: the host is a MIDI port (default: the product's name), or /dev/..."},
     {"port-api", "API", [](Options& to, const char* value) { to.ports.api = value; },
      "alsa or jack (default: ALSA's sequencer where there is one)"},
     {"board", "DEVICE", [](Options& to, const char* value) { to.ports.board = value; },

@@ -43,10 +43,10 @@ check() {
         tail -n 5 "$dir"/*.log
     fi
 }
-# said STATE: the port tells it
+# said STATE: it is told
 said() {
     for _ in $(seq 600); do
-        [ "$(tail -n 1 "$dir/states.log")" = "port $1" ] && return
+        [ "$(tail -n 1 "$dir/states.log")" = "$1" ] && return
         sleep 0.1
     done
     return 1
@@ -83,14 +83,14 @@ start_jack
 playing=$!
 "$peer" exchange 0 &
 hold=$!
-check "a client comes" said '→1 ←1'
+check "a client comes" said 'port →1 ←1'
 kill -KILL $hold
-check "and goes" said '→0 ←0'
+check "and goes" said 'port →0 ←0'
 kill $jack
 wait $jack
-check "the server goes" said 'gone'
+check "the server goes" said 'port gone'
 start_jack
-check "and comes back" said '→0 ←0'
+check "and comes back" said 'port →0 ←0'
 "$peer" exchange "$count" >"$dir/peer.log"
 check "the software got every message" [ $? -eq 0 ]
 wait $playing
@@ -152,14 +152,14 @@ board expect PLAY_A 5
 EOT
 "$bench" play --port "$dir/bench" "$dir/device.scn" >"$dir/play.log" 2>"$dir/states.log" &
 playing=$!
-check "a device is opened" said open
+check "a device is opened" said 'port open'
 check "by one program only" refused 2 'in use by process [0-9]* (ctlbench)' play --port "$dir/bench" "$dir/device.scn"
 printf '\220\074\370\177' >&3
 check "it gets what the controller sends" was_sent '90 3c 7f'
 cut
-check "the device goes" said gone
+check "the device goes" said 'port gone'
 line
-check "and comes back" said open
+check "and comes back" said 'port open'
 printf '\220\074\001\074\005' >&3
 wait $playing
 check "running status is understood" [ $? -eq 0 ]
@@ -174,6 +174,7 @@ board until identity request
 EOT
 "$bench" play --no-traffic --board "$dir/bench" "$dir/board.scn" >"$dir/play.log" 2>"$dir/states.log" &
 playing=$!
+check "a board is there" said 'board open'
 check "the line has the board's speed" sh -c "until stty <'$dir/bench' | grep -q 115200; do sleep 0.1; done"
 printf '\220\001\177' >&3
 wait $playing

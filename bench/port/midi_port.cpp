@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 
 #include "port/outside.h"
@@ -32,10 +33,11 @@ class MidiPort : public Outside {
     Sent send(const Bytes& message) override;
     Bytes receive() override;
     std::string state() override { return state_; }
-    long long lost() const override { return ring_.lost() + refused_; }
+    long long lost() const override { return ring_.lost(); }
 
   private:
     void open();
+    void open_ports(RtMidi::Api api);
     void close();
     void look_around();
     void came(const Bytes& message);
@@ -48,16 +50,30 @@ class MidiPort : public Outside {
     std::unique_ptr<RtMidiOut> out_;
     std::string state_ = "gone";
     Clock::time_point looked_{};
-    long long refused_ = 0;
-    bool complained_ = false;
+    std::atomic<bool> complained_{false};
 };
 
 void MidiPort::open() {
     system_ = open_midi_system(api_, name_);
-    const RtMidi::Api api = system_->api();
+    try {
+        open_ports(system_->api());
+    } catch (const RtMidiError&) {
+        complained_ = true;
+    }
+    if (complained_) {
+        const std::string name = system_name(system_->api());
+        close();
+        throw NoOutside(name + " gives no port");
+    }
+    system_->ports_are_open();
+    look_around();
+}
+
+void MidiPort::open_ports(RtMidi::Api api) {
     const auto complain = [](RtMidiError::Type, const std::string&, void* self) {
         static_cast<MidiPort*>(self)->complained_ = true;
     };
+    complained_ = false;
     out_ = std::make_unique<RtMidiOut>(api, name_);
     in_ = std::make_unique<RtMidiIn>(api, name_, QUEUE);
     out_->setErrorCallback(complain, this);
@@ -66,17 +82,10 @@ void MidiPort::open() {
     in_->setCallback(
         [](double, Bytes* message, void* self) { static_cast<MidiPort*>(self)->came(*message); },
         this);
-    complained_ = false;
     // ALSA's programs list the names of ports, JACK's those of clients and ports.
     const bool alsa = api == RtMidi::LINUX_ALSA;
     out_->openVirtualPort(alsa ? name_ : "out");
     in_->openVirtualPort(alsa ? name_ : "in");
-    if (complained_) {
-        close();
-        throw NoOutside(system_name(api) + " gives no port");
-    }
-    system_->ports_are_open();
-    look_around();
 }
 
 void MidiPort::close() {
