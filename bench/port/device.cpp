@@ -71,7 +71,8 @@ class Device : public Outside {
     int fd() const override { return fd_.get(); }
     Sent send(const Bytes& message) override;
     Bytes receive() override;
-    std::string state() override { return fd_ ? "open" : "gone"; }
+    void look() override;
+    std::string state() const override { return fd_ ? "open" : "gone"; }
     long long lost() const override { return lost_; }
 
   private:
@@ -148,11 +149,16 @@ Outside::Sent Device::send(const Bytes& message) {
     return Sent::Taken;
 }
 
-Bytes Device::receive() {
-    if (!fd_ && Clock::now() - tried_ >= RETRY) {
+void Device::look() {
+    if (fd_) {
+        write_rest();
+    } else if (Clock::now() - tried_ >= RETRY) {
         open_it();
     }
-    if (!fd_ || (!write_rest() && !fd_)) {
+}
+
+Bytes Device::receive() {
+    if (!fd_) {
         return {};
     }
     std::array<std::uint8_t, READ_SIZE> data;

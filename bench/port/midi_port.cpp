@@ -32,7 +32,12 @@ class MidiPort : public Outside {
     int fd() const override { return wake_.get(); }
     Sent send(const Bytes& message) override;
     Bytes receive() override;
-    std::string state() override { return state_; }
+    void look() override {
+        if (Clock::now() - looked_ >= PERIOD) {
+            look_around();
+        }
+    }
+    std::string state() const override { return state_; }
     long long lost() const override { return ring_.lost(); }
 
   private:
@@ -130,9 +135,6 @@ Outside::Sent MidiPort::send(const Bytes& message) {
 }
 
 Bytes MidiPort::receive() {
-    if (Clock::now() - looked_ >= PERIOD) {
-        look_around();
-    }
     eventfd_t count;
     eventfd_read(wake_.get(), &count);
     Bytes came = ring_.take(AT_ONCE);

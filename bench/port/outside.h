@@ -24,11 +24,12 @@ class Outside {
     virtual int fd() const = 0;
     // Sends one message, whole or not at all.
     virtual Sent send(const Bytes& message) = 0;
-    // What has come in since the last call, in whatever pieces. To be called often: it also looks
-    // whether what has gone is back.
+    // What has come in since the last call, in whatever pieces.
     virtual Bytes receive() = 0;
+    // Looks who is connected, and whether what has gone is back. To be called often.
+    virtual void look() = 0;
     // "→1 ←2": how many programs get from it and send to it; "open", "gone".
-    virtual std::string state() = 0;
+    virtual std::string state() const = 0;
     // Messages that were lost in it, both ways, since it was opened.
     virtual long long lost() const = 0;
 };

@@ -7,6 +7,11 @@ namespace {
 
 constexpr std::size_t MOST_WAITING = 1 << 18;  // bytes
 
+// What the daemon does not take stays where it is; until it has opened its lines it would drop it.
+bool takes(const Controller& controller, End end) {
+    return controller.flushed(end) && controller.ready();
+}
+
 }  // namespace
 
 Ports::Ports(const PortPlan& plan, const std::string& product) {
@@ -35,12 +40,14 @@ void Ports::attach(Controller& controller) {
 void Ports::step(Controller& controller, milliseconds timeout) {
     std::vector<int> also;
     for (const Connection& one : connections_) {
-        // What the bridge does not take stays where it is.
-        also.push_back(controller.flushed(one.end) ? one.outside->fd() : -1);
+        also.push_back(takes(controller, one.end) ? one.outside->fd() : -1);
     }
     controller.step(timeout, also);
     for (Connection& one : connections_) {
-        carry_in(one, controller);
+        one.outside->look();
+        if (takes(controller, one.end)) {
+            carry_in(one, controller);
+        }
     }
     const std::vector<Event>& events = controller.events();
     for (; seen_ < events.size(); ++seen_) {
@@ -56,11 +63,7 @@ void Ports::step(Controller& controller, milliseconds timeout) {
     }
 }
 
-// Once the daemon has opened its lines; before that it would drop what comes.
 void Ports::carry_in(Connection& one, Controller& controller) {
-    if (!controller.flushed(one.end) || !controller.ready()) {
-        return;
-    }
     const Bytes came = one.outside->receive();
     const std::vector<Bytes> messages =
         one.end == End::Host ? one.whole.feed(came) : one.splitter.feed(came.data(), came.size());
