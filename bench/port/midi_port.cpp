@@ -10,6 +10,7 @@
 #include "port/outside.h"
 #include "port/ring.h"
 #include "port/system.h"
+#include "port/whole.h"
 #include "world/handles.h"
 
 namespace bench {
@@ -123,7 +124,8 @@ void MidiPort::look_around() {
 }
 
 Outside::Sent MidiPort::send(const Bytes& message) {
-    if (system_ == nullptr || system_->gone() || !system_->takes(message.size())) {
+    if (system_ == nullptr || system_->gone() || !is_whole(message) ||
+        !system_->takes(message.size())) {
         return Sent::Lost;
     }
     if (!system_->has_room(message.size())) {

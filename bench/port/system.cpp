@@ -22,9 +22,9 @@ constexpr const char* SEQUENCER = "/dev/snd/seq";
 
 // --- JACK ---
 
-// RtMidi puts what it sends into a ring, where it waits for room without end, and loses what finds
-// none in the server's buffer. Both have room for what is sent in two cycles if it is no more than
-// this in one, each message with a header.
+// RtMidi puts what it sends into a ring of 16 KiB, where it waits for room without end; its next
+// cycle empties that into the server's buffer, and loses what finds no room there. After two cycles
+// what was in the ring is out, so that half of it, with a header for each message, always fits.
 constexpr std::size_t CYCLES = 2, ROOM = 8192 - 64, HEADER = 4;
 
 template <typename Take>

@@ -1,15 +1,12 @@
 #include "port/whole.h"
 
 namespace bench {
-namespace {
 
 bool is_whole(const Bytes& message) {
     const std::size_t length = message_length(message[0]);
     return message[0] >= 0x80 && message[0] != SYSEX_END &&
            (length == 0 ? message.back() == SYSEX_END : message.size() == length);
 }
-
-}  // namespace
 
 std::vector<Bytes> WholeMessages::feed(const Bytes& bytes) {
     std::vector<Bytes> whole;

@@ -8,6 +8,8 @@
 
 namespace bench {
 
+bool is_whole(const Bytes& message);
+
 // Each message has its status byte, also where the sender left it out as running status, and comes
 // when it is whole. Real-time bytes come at once, before the message that they stand in.
 class WholeMessages {
