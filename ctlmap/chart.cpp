@@ -154,7 +154,7 @@ void put_findings(const chart& from) {
 }
 
 void write_page(const model& of, const findings& found, FILE* out) {
-    static chart from{of, found, out, {}, {}};
+    chart from{of, found, out, {}, {}};
     for (control& one : from.controls) {
         one = control_of(of, static_cast<int>(&one - from.controls));
     }

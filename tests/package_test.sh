@@ -109,6 +109,7 @@ check "no copies that the daemon makes" [ -z "$(find "$package" -name '*.ok*')" 
 check "manual pages carry the version" grep -q "$version" "$package/share/man/man1/ctlbridge.1"
 if [ "${name##*-}" = armv6 ]; then
     check "at most 96 kB" at_most "$package/bin/ctlbridge" 98304
+    check "at most 200 kB" at_most "$package/bin/ctlmap" 204800
     check "ARMv6 and nothing newer" grep -qx "  Tag_CPU_arch: v6" /attributes
     check "soft-float calls" not grep -q "VFP_args" /attributes
 fi
