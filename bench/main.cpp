@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -16,8 +17,10 @@
 #include "controller/transcript.h"
 #include "machine/machine.h"
 #include "measure/measure.h"
+#include "measure/one_core.h"
 #include "measure/soak.h"
 #include "panel/panel.h"
+#include "port/ports.h"
 #include "scenario/runner.h"
 #include "scenario/scenario.h"
 #include "world/platform.h"
@@ -36,6 +39,7 @@ struct Options {
     std::string screen_file;
     SoakPlan soak;
     MeasurePlan measure;
+    PortPlan ports;
     bool help = false;
     std::vector<std::string> files;
 };
@@ -49,7 +53,7 @@ int whole_number(const std::string& text) {
 
 struct Option {
     const char* name;
-    const char* value;  // what it is called; null: there is none
+    const char* value;  // what it is called, in brackets if it may be missing; null: there is none
     void (*take)(Options& to, const char* value);
     const char* help;
 };
@@ -69,14 +73,20 @@ constexpr Option OPTIONS[] = {
      "leave the changes of the traffic LED out"},
     {"quiet", nullptr, [](Options& to, const char*) { to.quiet = true; },
      "print failures and results only"},
+    {"port", "[NAME]", [](Options& to, const char* value) { to.ports.host = true; to.ports.where = value == nullptr ? "" : value; },
+     "panel, play: the host is a MIDI port (default: the product's name), or /dev/..."},
+    {"port-api", "API", [](Options& to, const char* value) { to.ports.api = value; },
+     "alsa or jack (default: ALSA's sequencer where there is one)"},
+    {"board", "DEVICE", [](Options& to, const char* value) { to.ports.board = value; },
+     "panel, play: the board is real, at this serial line"},
     {"count", "N", [](Options& to, const char* value) { to.soak.count = whole_number(value); },
      "soak: messages each way (default: ten million)"},
     {"seconds", "N", [](Options& to, const char* value) { to.soak.seconds = whole_number(value); to.soak.count = std::numeric_limits<std::int64_t>::max(); },
      "soak: for that long instead"},
     {"relay", "PATH", [](Options& to, const char* value) { to.measure.relay = value; },
      "measure: a relay to measure beside the daemon"},
-    {"static", "PATH", [](Options& to, const char* value) { to.measure.static_twin = value; },
-     "measure: the daemon linked statically, for its memory"},
+    {"emulated", "PATH", [](Options& to, const char* value) { to.measure.emulated_daemon = value; },
+     "measure: the controller's daemon, for its memory under the emulator"},
     {"write", "DIR", [](Options& to, const char* value) { to.measure.directory = value; },
      "measure: where the files for the plot go (default: here)"},
     {"help", nullptr, [](Options& to, const char*) { to.help = true; },
@@ -113,9 +123,16 @@ int play(const std::string& file, const Options& options, int& skipped) {
             ++skipped;
             return GOOD;
         }
+        std::optional<Ports> ports;
+        if (options.ports.any()) {
+            ports.emplace(options.ports, product_name(scenario.world));
+        }
         Controller controller(scenario.world);
         Transcript transcript(controller.mapping(), options.hidden, options.quiet);
-        outcome = Runner(scenario, controller, transcript).play();
+        if (ports) {
+            ports->attach(controller);
+        }
+        outcome = Runner(scenario, controller, transcript, ports ? &*ports : nullptr).play();
         if (!options.screen_file.empty()) {
             const Machine* const machine = controller.machine();
             std::ofstream(options.screen_file)
@@ -124,6 +141,8 @@ int play(const std::string& file, const Options& options, int& skipped) {
     } catch (const ScenarioError& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return MISUSED;
+    } catch (const NoOutside&) {
+        throw;
     } catch (const std::exception& error) {
         outcome.failure = error.what();
     }
@@ -159,12 +178,14 @@ constexpr const char* ARGUMENTS = "[OPTION...] [-- DAEMON_OPTION...]";
 constexpr Command COMMANDS[] = {
     {"play", "FILE.scn... [OPTION...] [-- DAEMON_OPTION...]", run_play,
      "plays scenarios on a virtual controller, and prints what crosses the bridge"},
-    {"panel", ARGUMENTS, [](const Options& options) { return Panel({options.world, options.world.resources != CTLBENCH_RESOURCES}).run(); },
+    {"panel", ARGUMENTS, [](const Options& options) { return Panel({options.world, options.world.resources != CTLBENCH_RESOURCES, options.ports}).run(); },
      "opens the controller as a full-screen panel, to be played by hand"},
     {"soak", ARGUMENTS, [](const Options& options) { return result(soak(options.world, options.soak), "soak"); },
      "sends messages both ways as fast as they cross, and accounts for each"},
     {"measure", ARGUMENTS, [](const Options& options) { measure(options.world, options.measure); return GOOD; },
      "measures the daemon beside relays that only copy bytes"},
+    {"onecore", ARGUMENTS, [](const Options& options) { measure_one_core(options.world, options.measure.relay); return GOOD; },
+     "measures the daemon on a core that it shares, beside relays that only copy bytes"},
     {"steps", "", [](const Options&) { std::puts((setup_table() + "\n" + steps_table()).c_str()); return GOOD; },
      "lists every line that a scenario may have"},
 };
@@ -191,6 +212,17 @@ std::string usage() {
            "\nExit status: 0 if every expectation held, 1 if not, 2 if a file or option is bad.\n";
 }
 
+// Makes "--port=NAME" of "--port NAME"; a scenario is no name.
+void join_port(std::vector<char*>& arguments, std::string& joined) {
+    const auto port = std::find(arguments.begin(), arguments.end(), std::string_view("--port"));
+    const std::string next = arguments.end() - port > 1 ? port[1] : "-";
+    if (!next.starts_with("-") && !next.ends_with(".scn")) {
+        joined = "--port=" + next;
+        *port = joined.data();
+        arguments.erase(port + 1);
+    }
+}
+
 // Throws Misuse at an option that is none.
 void read_options(std::vector<char*> arguments, Options& options) {
     const auto end = std::find(arguments.begin(), arguments.end(), std::string_view("--"));
@@ -205,6 +237,8 @@ void read_options(std::vector<char*> arguments, Options& options) {
                                                   : required_argument;
         known.push_back({option.name, takes, nullptr, 1});
     }
+    std::string joined;
+    join_port(arguments, joined);
     known.push_back({});
     const int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
@@ -244,6 +278,13 @@ int run(const std::vector<char*>& arguments) {
         throw Misuse(name.empty() ? "no command given" : name + ": no such command");
     }
     options.files.erase(options.files.begin());
+    const PortPlan& ports = options.ports;
+    if (ports.any() && name != "panel" && name != "play") {
+        throw Misuse("--port and --board are for panel and play");
+    }
+    if (!ports.api.empty() && (!ports.host || (ports.api != "alsa" && ports.api != "jack"))) {
+        throw Misuse("--port-api: expected alsa or jack, with --port");
+    }
     const bool plays = command->run == run_play;
     if (options.files.empty() == plays) {
         throw Misuse(name + (plays ? ": no scenario given" : " takes no file"));
@@ -265,6 +306,9 @@ int run_guarded(const std::vector<char*>& arguments) {
                      "usage: ctlbench COMMAND [FILE...] [OPTION...] [-- DAEMON_OPTION...]\n"
                      "ctlbench --help lists commands and options\nctlbench: %s\n",
                      misuse.what());
+        return MISUSED;
+    } catch (const NoOutside& none) {
+        std::fprintf(stderr, "ctlbench: %s\n", none.what());
         return MISUSED;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "ctlbench: %s\n", error.what());

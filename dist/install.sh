@@ -56,7 +56,7 @@ installed() { cut -c35- "$record" 2>/dev/null | grep -qxF "$1"; }
 # Nobody edits programs, manual pages and the copies that the daemon makes.
 is_fixed() {
     case $1 in
-    */bin/ctlbridge | */check_field_num.sh | */install.sh | */share/man/* | *.ok | *.ok.new) true ;;
+    */bin/ctlbridge | */bin/ctlmap | */check_field_num.sh | */install.sh | */share/man/* | *.ok | *.ok.new) true ;;
     *) false ;;
     esac
 }

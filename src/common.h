@@ -39,3 +39,13 @@ struct com_mutex {
     void lock() { pthread_mutex_lock(&handle); }
     void unlock() { pthread_mutex_unlock(&handle); }
 };
+
+// Its holder runs as urgently as whoever waits for it, where the system can do that.
+struct com_urgent_mutex : com_mutex {
+    com_urgent_mutex() {
+        pthread_mutexattr_t inherits;
+        pthread_mutexattr_init(&inherits);
+        pthread_mutexattr_setprotocol(&inherits, PTHREAD_PRIO_INHERIT);
+        pthread_mutex_init(&handle, &inherits);
+    }
+};

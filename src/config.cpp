@@ -22,7 +22,6 @@ FILE* fp_cfg = nullptr;
 
 namespace {
 
-constexpr size_t NAME_SIZE = 64;
 constexpr int LOOKUP_CMD_LEN = 256;
 constexpr int INDEX_LEN = 8;
 constexpr int REPORT_LEN = 256;
@@ -140,27 +139,15 @@ void report_line(const cfg_reader& reader, const char* format, va_list args, con
     dbg_pmesg(DBG_DEFAULT, "%s:%d: %s%s\n", reader.name, reader.first_line, text, end);
 }
 
-// --- Records of the mapping ---
+// --- Applying records ---
 
 // Each reads one record, applies it and returns whether it did.
 bool apply_base_record(cfg_reader* reader) {
-    int idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2;
-    char name[NAME_SIZE];
-    const cfg_field fields[] = {{"idx", &idx},
-                                {"cf_cc", &cf_cc},
-                                {"app_cc", &app_cc},
-                                {"ctl_type", &ctl_type},
-                                {"data_type", &data_type},
-                                {"add_data", &add_data},
-                                {"add_data2", &add_data2},
-                                {"name", name, true}};
-    if (cfg_read_record(reader, fields) < static_cast<int>(std::size(fields))) {
+    cfg_base_record record;
+    if (!cfg_read_base_record(reader, &record)) {
         return false;
     }
-    if (idx < 0 || idx >= TOTAL_CFG_ITEM) {
-        cfg_refuse(*reader, "idx %d is not 0 to %d", idx, TOTAL_CFG_ITEM - 1);
-        return false;
-    }
+    const auto& [idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2, name] = record;
     dbg_pmesg(DBG_GREEN, "read %d %d %d %d %d %d %d %s\n", idx, cf_cc, app_cc, ctl_type, data_type,
               add_data, add_data2, name);
     pot_set_para(idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2);
@@ -168,23 +155,14 @@ bool apply_base_record(cfg_reader* reader) {
 }
 
 bool apply_preset_record(cfg_reader* reader) {
-    char name[NAME_SIZE];
-    int app_cc;
-    const cfg_field fields[] = {{"name", name, true}, {"app_cc", &app_cc}};
-    if (cfg_read_record(reader, fields) < static_cast<int>(std::size(fields))) {
+    cfg_preset_record record;
+    if (!cfg_read_preset_record(reader, &record)) {
         return false;
     }
-    if (!utl_is_bare_word(name)) {
-        cfg_refuse(*reader,
-                   "name \"%s\" is more than letters, digits, underscores and, not first, minus, "
-                   "dot, plus",
-                   name);
-        return false;
-    }
-    dbg_pmesg(DBG_GREEN, "read %s %d\n", name, app_cc);
+    dbg_pmesg(DBG_GREEN, "read %s %d\n", record.name, record.app_cc);
     char idx[INDEX_LEN];
-    if (get_field_data(cfgname, name, 1, INDEX_LEN, idx)) {
-        pot_set_app_cc(atoi(idx), 0, app_cc);
+    if (get_field_data(cfgname, record.name, 1, INDEX_LEN, idx)) {
+        pot_set_app_cc(atoi(idx), 0, record.app_cc);
     }
     return true;
 }
@@ -378,6 +356,42 @@ void cfg_refuse(const cfg_reader& reader, const char* format, ...) {
     va_start(args, format);
     report_line(reader, format, args, end);
     va_end(args);
+}
+
+// --- Records of the mapping ---
+
+bool cfg_read_base_record(cfg_reader* reader, cfg_base_record* record) {
+    const cfg_field fields[] = {{"idx", &record->idx},
+                                {"cf_cc", &record->cf_cc},
+                                {"app_cc", &record->app_cc},
+                                {"ctl_type", &record->ctl_type},
+                                {"data_type", &record->data_type},
+                                {"add_data", &record->add_data},
+                                {"add_data2", &record->add_data2},
+                                {"name", record->name, true}};
+    if (cfg_read_record(reader, fields) < static_cast<int>(std::size(fields))) {
+        return false;
+    }
+    if (record->idx < 0 || record->idx >= TOTAL_CFG_ITEM) {
+        cfg_refuse(*reader, "idx %d is not 0 to %d", record->idx, TOTAL_CFG_ITEM - 1);
+        return false;
+    }
+    return true;
+}
+
+bool cfg_read_preset_record(cfg_reader* reader, cfg_preset_record* record) {
+    const cfg_field fields[] = {{"name", record->name, true}, {"app_cc", &record->app_cc}};
+    if (cfg_read_record(reader, fields) < static_cast<int>(std::size(fields))) {
+        return false;
+    }
+    if (!utl_is_bare_word(record->name)) {
+        cfg_refuse(*reader,
+                   "name \"%s\" is more than letters, digits, underscores and, not first, minus, "
+                   "dot, plus",
+                   record->name);
+        return false;
+    }
+    return true;
 }
 
 // --- Steps of the above ---

@@ -94,6 +94,23 @@ int cfg_read_record(cfg_reader* reader, std::span<const cfg_field> fields);
 // Reports why the record read last is not used.
 [[gnu::format(printf, 2, 3)]] void cfg_refuse(const cfg_reader& reader, const char* format, ...);
 
+// --- Records of the mapping ---
+
+constexpr int CFG_NAME_SIZE = 64;
+
+struct cfg_base_record {
+    int idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2;
+    char name[CFG_NAME_SIZE];
+};
+struct cfg_preset_record {
+    char name[CFG_NAME_SIZE];
+    int app_cc;
+};
+
+// Read the record that comes next. False when it is refused, which is reported, or there is none.
+bool cfg_read_base_record(cfg_reader* reader, cfg_base_record* record);
+bool cfg_read_preset_record(cfg_reader* reader, cfg_preset_record* record);
+
 // --- Steps of the above ---
 
 extern FILE* fp_cfg;  // the open base mapping file, or null

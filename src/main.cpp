@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -29,6 +30,17 @@ void open_standard_streams() {
         fd = open("/dev/null", O_RDWR);
     }
     close(fd);
+}
+
+// The controller has one core, and the host worker never sleeps: without this a press waits for its
+// turn. The kernel leaves other processes a share even of a worker that never sleeps again.
+void run_before_others() {
+    sched_param priority = {};
+    priority.sched_priority = sched_get_priority_min(SCHED_FIFO);
+    const int error = pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority);
+    if (error != 0) {
+        dbg_pmesg(DBG_GREEN, "board worker without a real-time class: errno %d\n", error);
+    }
 }
 
 void set_channel(int number) {
@@ -93,6 +105,7 @@ void parse_args(int argc, char** argv) {
 }
 
 void* uart_thread([[maybe_unused]] void* argv) {
+    run_before_others();
     prctl(PR_SET_TIMERSLACK, 1UL);  // the idle sleep is 50 microseconds, not 50 and the slack
     cf_init();
     for (;;) {

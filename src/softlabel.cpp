@@ -26,7 +26,6 @@ const char* const soft_label_customize_cfg = CFG_LABELS CFG_CHECKED;
 namespace {
 
 constexpr int CMD_LEN = 256;
-constexpr int READ_TEXT_SIZE = 64;  // key and label text of a customisation line as read
 constexpr useconds_t XFBDEV_WAIT_US = 1000000;
 constexpr byte FULL_VELOCITY = 127;
 
@@ -141,36 +140,55 @@ int list_add_item(int list_type, cfg_reader* reader) {
     return kind != nullptr ? kind->add_item(reader) : -1;
 }
 
-int color_list_add_item(cfg_reader* reader) {
-    int idx;
-    t_labellist entry = {};
-    const cfg_field fields[] = {
-        {"index", &idx}, {"escape sequence", entry.label_name}, {"colour name", entry.key_name}};
+int sl_read_color(cfg_reader* reader, t_labellist* color) {
+    const cfg_field fields[] = {{"index", &color->idx},
+                                {"escape sequence", color->label_name},
+                                {"colour name", color->key_name}};
     const int count = cfg_read_record(reader, fields);
     if (count < static_cast<int>(std::size(fields))) {
         return count;
     }
-    if (idx < 0 || idx >= MAX_LIST_NUM) {
-        cfg_refuse(*reader, "index %d is not 0 to %d", idx, MAX_LIST_NUM - 1);
+    if (color->idx < 0 || color->idx >= MAX_LIST_NUM) {
+        cfg_refuse(*reader, "index %d is not 0 to %d", color->idx, MAX_LIST_NUM - 1);
         return 0;
     }
-    if (!is_safe_sequence(entry.label_name)) {
+    if (!is_safe_sequence(color->label_name)) {
         cfg_refuse(*reader, "escape sequence %s has a quote, dollar, backquote or final backslash",
-                   entry.label_name);
+                   color->label_name);
         return 0;
     }
-    entry.idx = idx;
-    colorList[idx] = entry;
-    ++total_color_list;
+    return count;
+}
+
+int sl_read_position(cfg_reader* reader, t_soft_label* position) {
+    const cfg_field fields[] = {
+        {"row", &position->x_pos}, {"column", &position->y_pos}, {"key name", position->key_name}};
+    return cfg_read_record(reader, fields);
+}
+
+int sl_read_customization(cfg_reader* reader, sl_customization* line) {
+    const cfg_field fields[] = {{"key name", line->key_name},
+                                {"label text", line->text},
+                                {"note number", &line->note},
+                                {"on colour", line->on_color},
+                                {"off colour", line->off_color}};
+    return cfg_read_record(reader, fields);
+}
+
+int color_list_add_item(cfg_reader* reader) {
+    t_labellist entry = {};
+    const int count = sl_read_color(reader, &entry);
+    if (count == COLOR_FIELDS) {
+        colorList[entry.idx] = entry;
+        ++total_color_list;
+    }
     return count;
 }
 
 int soft_label_add_item(cfg_reader* reader) {
     t_soft_label entry = {};
-    const cfg_field fields[] = {
-        {"row", &entry.x_pos}, {"column", &entry.y_pos}, {"key name", entry.key_name}};
-    const int count = cfg_read_record(reader, fields);
-    if (count < static_cast<int>(std::size(fields))) {
+    const int count = sl_read_position(reader, &entry);
+    if (count < POSITION_FIELDS) {
         return count;
     }
     if (total_soft_label >= MAX_TOTAL_SOFT_LABELS) {
@@ -186,31 +204,22 @@ int soft_label_add_item(cfg_reader* reader) {
 }
 
 int customize_soft_label(cfg_reader* reader) {
-    char key_name[READ_TEXT_SIZE];
-    char text[READ_TEXT_SIZE];
-    int note;
-    char on_color[LABEL_TEXT_SIZE];
-    char off_color[LABEL_TEXT_SIZE];
-    const cfg_field fields[] = {{"key name", key_name},
-                                {"label text", text},
-                                {"note number", &note},
-                                {"on colour", on_color},
-                                {"off colour", off_color}};
-    const int count = cfg_read_record(reader, fields);
-    if (count < static_cast<int>(std::size(fields))) {
+    sl_customization line;
+    const int count = sl_read_customization(reader, &line);
+    if (count < CUSTOMIZATION_FIELDS) {
         return count;
     }
-    const int idx = idx_keyname_in_soft_label_array(key_name);
+    const int idx = idx_keyname_in_soft_label_array(line.key_name);
     if (idx < 0) {
-        dbg_pmesg(DBG_RED, "invalid key_name %s \n", key_name);
+        dbg_pmesg(DBG_RED, "invalid key_name %s \n", line.key_name);
         return 0;
     }
     t_soft_label& entry = soft_label_array[idx];
-    entry.cc = static_cast<u8>(note);
-    snprintf(entry.label_name, sizeof entry.label_name, "%.31s", text);
+    entry.cc = static_cast<u8>(line.note);
+    snprintf(entry.label_name, sizeof entry.label_name, "%.31s", line.text);
     reformat_label(entry.label_name);
-    entry.on_color_idx = idx_colorname_in_color_list(on_color);
-    entry.off_color_idx = idx_colorname_in_color_list(off_color);
+    entry.on_color_idx = idx_colorname_in_color_list(line.on_color);
+    entry.off_color_idx = idx_colorname_in_color_list(line.off_color);
     ++total_valid_soft_label;
     return count;
 }

@@ -21,7 +21,8 @@ int sl_check_midi_input(byte b0, byte b1, byte b2);
 // --- The tables ---
 
 constexpr int LABEL_TEXT_SIZE = 32;
-constexpr u8 INVALID_CC = 0xFF;  // note of a label that no customisation line addressed
+constexpr int SL_READ_TEXT_SIZE = 64;  // key and text of a customisation line as read
+constexpr u8 INVALID_CC = 0xFF;        // note of a label that no customisation line addressed
 constexpr int TYPE_COLOR_LIST = 1;
 constexpr int TYPE_SOFT_LABEL = 2;
 constexpr int TYPE_SOFT_LABEL_CUSTOMIZED = 3;
@@ -48,6 +49,15 @@ struct st_soft_label {
     char key_name[LABEL_TEXT_SIZE];    // key that the customisation uses
 };
 using t_soft_label = st_soft_label;
+
+// A customisation line as read.
+struct sl_customization {
+    char key_name[SL_READ_TEXT_SIZE];
+    char text[SL_READ_TEXT_SIZE];
+    int note;
+    char on_color[LABEL_TEXT_SIZE];
+    char off_color[LABEL_TEXT_SIZE];
+};
 
 // Filled at start; afterwards the host worker changes only the two label indices. A place beyond
 // the last slot is reported and skipped.
@@ -78,8 +88,17 @@ byte sl_cfg_invalid_line(cfg_reader* reader, int list_type);
 // Reads one data line with the reader of the list type and returns its result.
 int list_add_item(int list_type, cfg_reader* reader);
 
-// The readers of one record. Each returns the number of fields that it read, -1 at the end of the
-// file, and 0 for a record that was read and is not used, which is reported (an unknown key at
+// Read the record that comes next. Each returns the number of fields that it read, -1 at the end of
+// the file, and 0 for a record that was read and is refused, which is reported.
+constexpr int COLOR_FIELDS = 3;
+constexpr int POSITION_FIELDS = 3;
+constexpr int CUSTOMIZATION_FIELDS = 5;
+int sl_read_color(cfg_reader* reader, t_labellist* color);
+int sl_read_position(cfg_reader* reader, t_soft_label* position);
+int sl_read_customization(cfg_reader* reader, sl_customization* line);
+
+// Read one record and apply it. Each returns the number of fields that it read, -1 at the end of
+// the file, and 0 for a record that was read and is not used, which is reported (an unknown key at
 // level 10 only).
 int color_list_add_item(cfg_reader* reader);
 int soft_label_add_item(cfg_reader* reader);

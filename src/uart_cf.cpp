@@ -23,7 +23,7 @@ dbg_device tty_device = {tty_file_name};
 constexpr useconds_t RECV_IDLE_US = 50;
 
 std::atomic<int> fd_tty{-1};  // written by the board worker, read by both
-com_mutex send_lock;          // both workers: one message at a time
+com_urgent_mutex send_lock;   // both workers: one message at a time
 
 // Two readers would each get half of the board's bytes. This lock binds root too, ends with the
 // process and is not inherited by the shell. A device that cannot be locked is used without.

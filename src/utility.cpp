@@ -1,13 +1,14 @@
 #include "utility.h"
 
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <type_traits>
 
 #include "config.h"
 #include "debug.h"
@@ -19,7 +20,7 @@ constexpr u32 TASK_RPT_POTS = 1;
 constexpr char sysex_reset[3] = {static_cast<char>(NOTE_ON), 0x00, 0x00};
 
 std::atomic<u32> task_mask{0};  // set by the host worker, cleared by the board worker
-clock_t task_timer = 0;         // board worker; 0: the delay has not begun
+std::int64_t task_timer = 0;    // board worker, microseconds; 0: the delay has not begun
 
 constexpr int GADGET_VALUE_LEN = 16;
 constexpr int QUOTED_VALUE_LEN = 2 * GADGET_VALUE_LEN;
@@ -64,6 +65,14 @@ void get_gadget_value(const char* key, bool (*allowed)(const char*), char* value
     if (value[0] != '\0' && !allowed(value)) {
         refuse_value(key, value);
     }
+}
+
+// Microseconds of the whole process. clock() measures the same, but with 32 bits for 35 minutes
+// only; from then on it wraps or fails, as the C library has it.
+std::int64_t processor_time() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
 }
 
 }  // namespace
@@ -126,24 +135,25 @@ bool utl_is_bare_word(const char* text) {
     return text[0] != '\0';
 }
 
+void get_gadget_values(gadget_values* values) {
+    get_gadget_value("vendor_id", utl_is_bare_word, values->buf_vendor_id);
+    get_gadget_value("product_id", utl_is_bare_word, values->buf_product_id);
+    get_gadget_value("manufacturer", is_usb_name, values->buf_manufacturer);
+    get_gadget_value("product_name", is_usb_name, values->buf_product_name);
+}
+
 void load_midi_gadget() {
-    char buf_vendor_id[32];
-    char buf_product_id[32];
-    char buf_manufacturer[32];
-    char buf_product_name[32];
-    get_gadget_value("vendor_id", utl_is_bare_word, buf_vendor_id);
-    get_gadget_value("product_id", utl_is_bare_word, buf_product_id);
-    get_gadget_value("manufacturer", is_usb_name, buf_manufacturer);
-    get_gadget_value("product_name", is_usb_name, buf_product_name);
+    gadget_values values;
+    get_gadget_values(&values);
     char manufacturer[QUOTED_VALUE_LEN];
     char product_name[QUOTED_VALUE_LEN];
-    utl_quote(buf_manufacturer, manufacturer, sizeof manufacturer);
-    utl_quote(buf_product_name, product_name, sizeof product_name);
+    utl_quote(values.buf_manufacturer, manufacturer, sizeof manufacturer);
+    utl_quote(values.buf_product_name, product_name, sizeof product_name);
     dbg_pmesg(DBG_GREEN, "Now load g_midi \n");
     char buf[GADGET_CMD_LEN];
     snprintf(buf, sizeof buf,
              "modprobe g_midi idVendor=%.15s idProduct=%.15s iManufacturer=\"%s\" iProduct=\"%s\"",
-             buf_vendor_id, buf_product_id, manufacturer, product_name);
+             values.buf_vendor_id, values.buf_product_id, manufacturer, product_name);
     dbg_pmesg(DBG_GREEN, "%s \n", buf);
     const int ret = utl_run(buf);
     printf("Load g_midi with %d\n", ret);
@@ -157,12 +167,12 @@ void utl_check_task() {
     if ((task_mask & TASK_RPT_POTS) == 0) {
         return;
     }
-    const clock_t now = clock();
+    const std::int64_t now = processor_time();
     if (task_timer == 0) {
         task_timer = now;
         return;
     }
-    if (utl_elapsed_ms(task_timer, now) < TASK_DELAY) {
+    if ((now - task_timer) / 1000 < TASK_DELAY) {
         return;
     }
     task_mask = 0;
@@ -172,12 +182,4 @@ void utl_check_task() {
 
 void ask_cf_to_rpt_pots() {
     cf_send(sysex_reset, sizeof sysex_reset);
-}
-
-clock_t utl_elapsed_ms(clock_t from, clock_t to) {
-    // clock_t has 32 bits on the controller and wraps after 35 minutes of processor time.
-    using unsigned_clock = std::make_unsigned_t<clock_t>;
-    return static_cast<clock_t>(static_cast<unsigned_clock>(to) -
-                                static_cast<unsigned_clock>(from)) /
-           1000;
 }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdio>
-#include <ctime>
 
 #include "common.h"
 
@@ -32,13 +31,25 @@ void utl_hide_controls(char* text);
 
 // --- Start-up ---
 
-// Loads the USB MIDI gadget module with the identities of the settings file and prints the shell's
-// status on standard output. A value that cannot be passed on is reported and left out.
+// At most 15 characters each.
+struct gadget_values {
+    char buf_vendor_id[32];
+    char buf_product_id[32];
+    char buf_manufacturer[32];
+    char buf_product_name[32];
+};
+
+// Reads the identities of the settings file. A value that cannot be passed on is reported and left
+// out.
+void get_gadget_values(gadget_values* values);
+
+// Loads the USB MIDI gadget module with these values and prints the shell's status on standard
+// output.
 void load_midi_gadget();
 
 // --- Deferred pot-report request ---
 
-constexpr clock_t TASK_DELAY = 3600;  // milliseconds of processor time
+constexpr int TASK_DELAY = 3600;  // milliseconds of processor time
 
 // Replaces the mask of pending tasks; bit 0 is the pot-report request. Host worker.
 void utl_set_task_mask(u32 mask);
@@ -48,6 +59,3 @@ void utl_check_task();
 
 // Asks the control board to report all its pots.
 void ask_cf_to_rpt_pots();
-
-// Milliseconds of processor time between two clock() readings, across a wrap of clock_t.
-clock_t utl_elapsed_ms(clock_t from, clock_t to);

@@ -1,18 +1,24 @@
 // The platform stands before the first module test. Time passes as a test says, and a pause is
 // noted among the commands.
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
-#include <ctime>
 #include <fstream>
 
 #include "modules/ptys.h"
 #include "play.h"
 
-clock_t processor_time = 1000;
+std::int64_t processor_time = 1000;
 
-clock_t clock() noexcept {
-    return processor_time;
+int clock_gettime(clockid_t clock, timespec* now) noexcept {
+    if (clock != CLOCK_PROCESS_CPUTIME_ID) {
+        return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
+    }
+    *now = {static_cast<time_t>(processor_time / 1'000'000),
+            static_cast<long>(processor_time % 1'000'000 * 1000)};
+    return 0;
 }
 
 int usleep(useconds_t us) {

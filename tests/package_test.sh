@@ -1,18 +1,18 @@
 #!/bin/sh
-# package_test.sh TARBALL: installs the package on a device that has nothing but BusyBox, with a
-# stand-in for the daemon; starts and stops it, upgrades over edited files, breaks off at every step,
-# and uninstalls. The device is in namespaces of its own: it ends with this script, however that
+# package_test.sh TARBALL [EMULATOR]: installs the package on a device that has nothing but BusyBox,
+# runs ctlmap there, and with stand-ins for both programs starts and stops, upgrades over edited files,
+# breaks off at every step, and uninstalls. EMULATOR runs the package's programs here. The device is in namespaces of its own: it ends with this script, however that
 # ends, and has no process and no file of the machine in its reach.
 # shellcheck disable=SC2317  # functions are called by check
 set -u
 
-case ${2-} in
+case ${3-} in
 '') # on the machine
     tarball=$(readlink -f "$1") || exit 2
     user=
     [ "$(id -u)" -eq 0 ] || user=--map-root-user
     # shellcheck disable=SC2086  # empty or an option
-    setpriv --pdeathsig KILL unshare $user --mount --pid --fork --kill-child sh "$0" "$tarball" make &
+    setpriv --pdeathsig KILL unshare $user --mount --pid --fork --kill-child sh "$0" "$tarball" "${2-}" make &
     wait $!
     exit
     ;;
@@ -21,6 +21,9 @@ make) # in the namespaces
     mount -t tmpfs none $device || exit 2
     mkdir $device/bin
     cp "$0" "$(command -v busybox)" $device/bin || exit 2
+    if [ -n "$2" ]; then
+        cp "$2" $device/bin || exit 2
+    fi
     tar -xzf "$1" -C $device || exit 2
     readelf -A $device/ctlbridge-*/bin/ctlbridge >$device/attributes
     cd $device && mkdir -p dev proc tmp var/run var/log opt etc/init.d etc/default
@@ -34,10 +37,11 @@ make) # in the namespaces
     : >dev/null
     mount --bind /dev/null dev/null && mount -t proc proc proc || exit 2
     chroot . /bin/busybox --install -s /bin
-    exec chroot . /bin/env -i PATH=/bin /bin/sh "/bin/${0##*/}" "$1" device
+    exec chroot . /bin/env -i PATH=/bin /bin/sh "/bin/${0##*/}" "$1" "${2##*/}" device
     ;;
 esac
 
+emulator=${2:+"$2 -cpu arm1136"}
 failed=0
 check() { # WHAT COMMAND...
     what=$1
@@ -62,6 +66,15 @@ says() { # TEXT COMMAND...
     "$@" >/said 2>&1
     cat /said
     grep -qF "$text" /said
+}
+tells() { # STATUS TEXT COMMAND...
+    wanted=$1
+    text=$2
+    shift 2
+    "$@" >/said 2>&1
+    status=$?
+    cat /said
+    [ $status -eq "$wanted" ] && grep -qF -e "$text" /said
 }
 not() { ! "$@"; }
 eventually() { # COMMAND...
@@ -95,7 +108,8 @@ check "name and version agree" [ "${name%-*}" = "ctlbridge-$version" ]
 check "no copies that the daemon makes" [ -z "$(find "$package" -name '*.ok*')" ]
 check "manual pages carry the version" grep -q "$version" "$package/share/man/man1/ctlbridge.1"
 if [ "${name##*-}" = armv6 ]; then
-    check "at most 640 kB" at_most "$package/bin/ctlbridge" 655360
+    check "at most 96 kB" at_most "$package/bin/ctlbridge" 98304
+    check "at most 200 kB" at_most "$package/bin/ctlmap" 204800
     check "ARMv6 and nothing newer" grep -qx "  Tag_CPU_arch: v6" /attributes
     check "soft-float calls" not grep -q "VFP_args" /attributes
 fi
@@ -104,12 +118,20 @@ export ROOT="/a root"
 check "installs" says "ctlbridge $version is installed in /a root/opt/ctlbridge" "$package/install.sh"
 check "tells nobody to start it here" not grep -q init.d /said
 check "boot finds the init script" [ -x "$ROOT/etc/init.d/S90ctlbridge" ]
+ctlmap() { $emulator "$ROOT/opt/ctlbridge/bin/ctlmap" "$@"; }
+check "finds nothing in what it brings along" status_is 0 ctlmap check --werror
+echo 99 >>"$ROOT/opt/ctlbridge/resources/orvik.color.cfg"
+check "finds a mistake" says "/a root/opt/ctlbridge/resources/orvik.color.cfg:$(wc -l <"$ROOT/opt/ctlbridge/resources/orvik.color.cfg"): error:" ctlmap check
+sed -i '$d' "$ROOT/opt/ctlbridge/resources/orvik.color.cfg"
+check "leaves nothing in /tmp" rmdir /tmp
+check "tells of a missing /tmp" says "TMPDIR" ctlmap check
+mkdir /tmp
 check "installs again in silence about edits" not says ": kept" "$package/install.sh"
 check "uninstalls" says "is uninstalled" "$ROOT/opt/ctlbridge/install.sh" uninstall
 check "nothing is left" [ -z "$(find "$ROOT" ! -type d)" ]
 unset ROOT
 
-# ---- Two versions, which cannot be written to. The stand-in does what it is told.
+# ---- Two versions, which cannot be written to. The stand-ins do what they are told.
 resources=/opt/ctlbridge/resources
 init=/etc/init.d/ctlbridge
 log=/var/log/ctlbridge.log
@@ -125,11 +147,14 @@ for v in 1 2; do
 #!/bin/sh
 # version $v
 exec 3<>/tell
+echo \$\$ >/pid
 : >/alive
 [ "\$2" != 9 ] || exit
 while read -r line <&3; do eval "\$line"; done
 END
 done
+printf '#!/bin/sh\n. /finding\n' | tee /v1/bin/ctlmap >/v2/bin/ctlmap
+: >/finding
 mv /v2/resources/orvik.miditxt.cfg0.txt /v2/resources/another.txt
 for v in 1 2; do
     mount -o bind /v$v /v$v
@@ -138,16 +163,33 @@ done
 mkdir /quick /step
 cat >/quick/sleep <<'END'
 #!/bin/sh
-# Two seconds, or until the stand-in is there.
+# A second is one for a call that waits for its turn. For others it is up to two, but ends when the
+# stand-in has come or gone.
+[ "$*" = 1 ] || exec /bin/sleep "$@"
+case $(ls -l /var/run/ctlbridge.lock.call.* 2>/dev/null) in
+'' | *".$PPID."*) ;;
+*) exec /bin/sleep 1 ;;
+esac
+read -r there </pid && [ -d "/proc/$there" ] || there=self
 for _ in $(seq 40); do
-    [ ! -e /alive ] || break
+    [ ! -e /alive ] && [ -d "/proc/$there" ] || break
     usleep 50000
 done
 rm -f /alive
 END
 cat >/step/mv <<'END'
 #!/bin/sh
-# At step AT, and before the command, what runs in /group is killed, or the command fails.
+# At step AT, and before the command, what runs in /group is killed, or the command fails. To be
+# killed before a command that changes nothing is to be killed before the next one: no step.
+is_step() { # COMMAND ARG...
+    case "$HOW $*" in
+    FAIL*) true ;;
+    ????\ sed\ * | ????\ sync) false ;;
+    ????\ mkdir\ -p\ *) [ ! -d "$3" ] ;;
+    ????\ rm\ -f\ *) [ -n "$(ls -d "$@" 2>/dev/null)" ] ;;
+    esac
+}
+is_step "${0##*/}" "$@" || exec /bin/busybox "${0##*/}" "$@"
 read -r n </n
 echo $((n + 1)) >/n
 if [ "$n" = "$AT" ]; then
@@ -191,6 +233,7 @@ OPTIONS="-m 3"
 LOG_BYTES=${LOG_BYTES_NOW-1500}
 TTY=${TTY_NOW-/dev/none}
 PATIENCE=${PATIENCE_NOW-0}
+CHECK_PATIENCE=2
 END
 ln -s another-boot.1.7 /var/run/ctlbridge.lock.call.7
 check "stop when stopped, and another boot's lock is there" status_is 0 "$init" stop
@@ -209,9 +252,28 @@ check "restart makes a new process" [ "$first" != "$(daemons)" ]
 check "a start tells what is missing" says "no serial line /dev/none" env PATIENCE_NOW=1 "$init" restart
 check "and how much" grep -q "^1 of the messages in $log" /said
 check "the log tells of each start" grep -q "^== .* ctlbridge $version, options: -m 3" $log
+while IFS='|' read -r status text does; do
+    echo "$does" >/finding
+    check "check when ctlmap does this: $does" tells "$status" "$text" "$init" check
+    first=$(daemons)
+    check "restart says it too" tells 0 "$text" "$init" restart
+    check "and goes on" running 1
+    check "with a new daemon" [ "$first" != "$(daemons)" ]
+done <<'END'
+1|/opt/ctlbridge/resources|echo "$@"; exit 1
+0|/opt/ctlbridge/resources|echo "$@"
+2|not checked|kill -9 $$
+2|took more than 2 s|/bin/sleep 99 | /bin/sleep 99
+END
+chmod 644 /opt/ctlbridge/bin/ctlmap
+check "without ctlmap restart says so" tells 0 "no program" "$init" restart
+check "and goes on" running 1
+chmod 755 /opt/ctlbridge/bin/ctlmap
+: >/finding
+check "a check that hung has ended" not eval 'ps -o args | grep "^/bin/sleep 99"'
 check "stop" status_is 0 "$init" stop
 check "status when stopped" status_is 3 "$init" status
-for calls in "30 start" "8 restart"; do
+for calls in "16 start" "6 restart"; do
     for _ in $(seq "${calls% *}"); do
         "$init" "${calls#* }" >/dev/null &
     done
@@ -330,10 +392,17 @@ done
 umount -l /opt
 
 # ---- Broken off at each step
+# Whether this step leaves all as the step before did: then so does what comes after it.
+is_same_half() {
+    [ ! -e /half ] || mv /half /half.before
+    { contents; daemons | wc -l; find /var/run -type l | wc -l; } >/half
+    cmp -s /half /half.before
+}
 broken() { # HOW FROM TO AFTER PROGRAM WORD
     how=$1 from=$2 to=$3 after=$4 program=$5 word=$6 at=1
     steps=/step:
     [ "$how" != FAIL ] || steps= # in the init script nothing fails
+    rm -f /half*
     while :; do
         back_to "$from"
         rm -f /hit
@@ -341,7 +410,9 @@ broken() { # HOW FROM TO AFTER PROGRAM WORD
         STEPS=$steps HOW=$how AT=$at PATH=/step:$PATH /bin/setsid sh -c 'echo $$ >/group; exec "$@"' sh "$program" "$word"
         [ -e /hit ] || break
         echo "broken off at step $at"
-        if [ "$after" != - ]; then
+        if [ "$after" != - ] && is_same_half; then
+            echo "as at the step before"
+        elif [ "$after" != - ]; then
             "$program" "$after" || return
             is_state "$to" 2 || return
         else
@@ -349,7 +420,7 @@ broken() { # HOW FROM TO AFTER PROGRAM WORD
         fi
         at=$((at + 1))
     done
-    [ "$at" -gt 5 ]
+    [ "$at" -gt 4 ]
 }
 while read -r how from to after program word; do
     check "$how at each step of $word, then $after: from $from to $to" \

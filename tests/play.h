@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -20,7 +20,7 @@
 #include "pot.h"
 #include "uart_cf.h"
 
-extern clock_t processor_time;  // what clock() says
+extern std::int64_t processor_time;  // of the process, in microseconds
 
 constexpr int BOARD = UART_OUT_BUF_ID;
 constexpr int HOST = MIDI_IN_BUF_ID;

@@ -25,7 +25,7 @@ strict='-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-s
 # shellcheck disable=SC2046,SC2086  # lists of words
 {
     check "format" \
-        clang-format --dry-run -Werror $(find src bench tests -name "*.cpp" -o -name "*.h")
+        clang-format --dry-run -Werror $(find src ctlmap bench tests -name "*.cpp" -o -name "*.h")
     check "shell scripts" shellcheck -x --severity=warning --exclude=SC2033 \
         .ci/run run test prove dist/ctlbridge.init $(find dist resources tests tools -name "*.sh")
     check "no dynamic memory in the daemon" \

@@ -40,8 +40,10 @@ build() {
     cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
-BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev'
+BUILD_PACKAGES='g++ cmake ninja-build libgtest-dev busybox libncurses-dev libvterm-dev librtmidi-dev libjack-jackd2-dev'
 FUZZ_PACKAGES='clang libclang-rt-14-dev'
+ARM_PACKAGES='clang binutils-arm-linux-gnueabi qemu-user-static'
+CHART_PACKAGES='chromium fonts-dejavu-core'
 MACHINE_PACKAGES='qemu-system-arm device-tree-compiler g++-arm-linux-gnueabi make cpio bzip2 xz-utils'
 MEASURE_PACKAGES='valgrind gnuplot-nox'
-TEST_PACKAGES="g++-arm-linux-gnueabi qemu-user-static googletest mandoc procps tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"
+TEST_PACKAGES="$ARM_PACKAGES g++-arm-linux-gnueabi googletest jackd2 jq mandoc procps strace tidy tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"

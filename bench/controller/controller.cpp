@@ -65,6 +65,10 @@ ReadFile resource_reader(const WorldConfig& config) {
     };
 }
 
+std::string product_name(const WorldConfig& config) {
+    return setting(resource_reader(config)("orvik.sys.cfg").value_or(""), "product_name");
+}
+
 Controller::Controller(const WorldConfig& config)
     : start_(Clock::now()),
       setup_(read_setup(resource_reader(config), config.options)),
@@ -93,7 +97,7 @@ void Controller::add(Event event) {
     events_.push_back(std::move(event));
 }
 
-void Controller::step(milliseconds timeout) {
+void Controller::step(milliseconds timeout, const std::vector<int>& also) {
     const auto readable = [&](End end) {
         const Line& asked = line(end);
         return asked.handed_over || Clock::now() < asked.asleep_until ? -1 : fd(end);
@@ -102,11 +106,14 @@ void Controller::step(milliseconds timeout) {
         return static_cast<short>((line(end).reading ? POLLIN : 0) |
                                   (line(end).queue.empty() ? 0 : POLLOUT));
     };
-    std::array<pollfd, 5> polled = {{{readable(End::Board), wanted(End::Board), 0},
-                                     {readable(End::Host), wanted(End::Host), 0},
-                                     {world_->platform_fd(), POLLIN, 0},
-                                     {world_->log_fd(), POLLIN, 0},
-                                     {world_->console_fd(), POLLIN, 0}}};
+    std::vector<pollfd> polled = {{readable(End::Board), wanted(End::Board), 0},
+                                  {readable(End::Host), wanted(End::Host), 0},
+                                  {world_->platform_fd(), POLLIN, 0},
+                                  {world_->log_fd(), POLLIN, 0},
+                                  {world_->console_fd(), POLLIN, 0}};
+    for (const int fd : also) {
+        polled.push_back({fd, POLLIN, 0});
+    }
     const bool ended = exit_status_.has_value();
     if (ended && machine() == nullptr) {  // their ends are all hung up
         polled[2].fd = polled[3].fd = polled[4].fd = -1;
@@ -156,7 +163,7 @@ bool Controller::read_line(End end) {
         }
         const bool wants_pots = message.size() == 3 && !answers.empty();
         add({.place = at(end), .bytes = std::move(message), .wants_pots = wants_pots});
-        if (!answers.empty()) {
+        if (!answers.empty() && answering_) {
             send(end, answers);
         }
     }

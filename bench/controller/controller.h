@@ -52,7 +52,8 @@ class Controller {
 
     // Moves bytes all ways, waiting at most that long for the first; new events are at the end of
     // events(). What was written to the serial line before a platform call stands before the call.
-    void step(milliseconds timeout);
+    // Input at one of the `also` descriptors ends the wait, too.
+    void step(milliseconds timeout, const std::vector<int>& also = {});
 
     // Queues bytes, written in one piece as far as the line takes them. False: there is no such
     // line, and nothing is queued. `end` is Board or Host.
@@ -62,6 +63,8 @@ class Controller {
     bool flushed(End end) const;
     // Whether what comes at this end is read; if not, it stays in the line, which fills up.
     void set_reading(End end, bool reading);
+    // Whether the board answers the daemon's questions; if not, somebody else does.
+    void set_answering(bool answering) { answering_ = answering; }
     // The daemon has taken everything that was sent at this end.
     bool taken(End end) const;
     // The line towards this end has no room for a byte more from the daemon.
@@ -114,9 +117,12 @@ class Controller {
     std::string log_rest_;
     std::vector<Event> events_;
     std::optional<int> exit_status_;
+    bool answering_ = true;
 };
 
 // Reads files as the daemon will find them: laid over, removed, or of the resources directory.
 ReadFile resource_reader(const WorldConfig& config);
+// The name that the settings give the USB device; empty: none.
+std::string product_name(const WorldConfig& config);
 
 }  // namespace bench

@@ -256,20 +256,21 @@ void measure_start(const WorldConfig& config) {
                 inner_number(daemon, last_worker) - inner_number(daemon, daemon) - 2);
 }
 
-void measure_memory(const WorldConfig& config, const MeasurePlan& plan) {
-    std::printf("\n| linked | resident memory | of it private |\n|---|---|---|\n");
-    for (const auto& [name, daemon] :
-         {std::pair("dynamically", config.daemon), std::pair("statically", plan.static_twin)}) {
-        if (daemon.empty()) {
-            continue;
-        }
-        WorldConfig world = config;
-        world.daemon = daemon;
-        Bridge bridge(world);
-        const Plan both_kinds = {.count = MEMORY_COUNT, .controller_depth = 1};
-        run_all(bridge, both_kinds, both_kinds, "traffic");
-        std::printf("| %s | %d kB | %d kB |\n", name, resident_kb(bridge.pid()),
-                    private_kb(bridge.pid()));
+void print_memory(const WorldConfig& world, const char* build, int (*resident)(pid_t),
+                  int (*its_private)(pid_t)) {
+    Bridge bridge(world);
+    const Plan both_kinds = {.count = MEMORY_COUNT, .controller_depth = 1};
+    run_all(bridge, both_kinds, both_kinds, "traffic");
+    std::printf("| %s | %d kB | %d kB |\n", build, resident(bridge.pid()),
+                its_private(bridge.pid()));
+}
+
+void measure_memory(const WorldConfig& config, const WorldConfig& emulated) {
+    std::printf("\n| built for | resident memory | of it private |\n|---|---|---|\n");
+    print_memory(config, "this machine, glibc, dynamic", resident_kb, private_kb);
+    if (!emulated.daemon.empty()) {
+        print_memory(emulated, "the controller, musl, static", emulated_resident_kb,
+                     emulated_private_kb);
     }
 }
 
@@ -285,7 +286,11 @@ File create(const std::string& path) {
 
 }  // namespace
 
-void measure(const WorldConfig& config, const MeasurePlan& plan) {
+void measure(const WorldConfig& world, const MeasurePlan& plan) {
+    WorldConfig config = world;
+    config.emulator.clear();
+    WorldConfig emulated = world;
+    emulated.daemon = plan.emulated_daemon;
     const File latencies = create(plan.directory + "/latency.tsv");
     const File rates = create(plan.directory + "/rates.tsv");
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each row is to be seen when it is measured
@@ -293,7 +298,7 @@ void measure(const WorldConfig& config, const MeasurePlan& plan) {
     measure_rates(config, rates.get());
     measure_flood(config);
     measure_start(config);
-    measure_memory(config, plan);
+    measure_memory(config, emulated);
 }
 
 }  // namespace bench

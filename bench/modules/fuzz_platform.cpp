@@ -25,7 +25,7 @@ namespace fuzz {
 
 Line board;
 Line host;
-clock_t processor_time = CLOCKS_PER_SEC;
+std::int64_t processor_time_ms = 1000;
 bool shell_runs = false;
 std::vector<std::string> commands;
 
@@ -197,6 +197,7 @@ const char* __asan_default_options() {
 
 // The linker leads the calls of these names here (--wrap).
 
+int __real_clock_gettime(clockid_t clock, timespec* now);
 int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int fd, void* to, size_t size);
 ssize_t __real_write(int fd, const void* from, size_t size);
@@ -242,8 +243,12 @@ int __wrap_usleep(useconds_t) {
     return 0;
 }
 
-clock_t __wrap_clock() {
-    return fuzz::processor_time;
+int __wrap_clock_gettime(clockid_t clock, timespec* now) {
+    if (clock != CLOCK_PROCESS_CPUTIME_ID) {
+        return __real_clock_gettime(clock, now);
+    }
+    *now = {fuzz::processor_time_ms / 1000, fuzz::processor_time_ms % 1000 * 1'000'000};
+    return 0;
 }
 
 int __wrap_system(const char* command) {

@@ -2,7 +2,7 @@
 // tests, and, at the daemon's own system calls, its two lines, its shell and its clock.
 #pragma once
 
-#include <ctime>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,8 +18,8 @@ struct Line {
 extern Line board;
 extern Line host;
 
-// What clock() tells the daemon.
-extern clock_t processor_time;
+// The processor time that the daemon is told.
+extern std::int64_t processor_time_ms;
 
 // Whether a shell runs the commands. Else look-ups are answered here and others do nothing.
 extern bool shell_runs;

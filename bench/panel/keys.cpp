@@ -85,6 +85,8 @@ constexpr Row ALSO[] = {
     {"host 3→2 board/s", "the other way"},
     {"dropped", "bytes sent that belong to no control or another channel"},
     {"merged", "changes of pots and meters that went out with later ones"},
+    {"port →1 ←2", "1 program gets from the port, 2 send to it"},
+    {"gone, 3 lost", "the port or device is away; messages it did not take"},
     {"▲ ▼ in the title", "the traffic LED: messages to the host, to the board"},
     {"▼ on a button", "it is held"},
     {"lost", "the control's line in the mapping is gone or was skipped"},

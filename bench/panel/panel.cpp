@@ -38,6 +38,9 @@ std::string new_file_name() {
 }  // namespace
 
 Panel::Panel(const PanelConfig& config) : config_(config) {
+    if (config.ports.any()) {
+        ports_.emplace(config.ports, product_name(config.world));
+    }
     start();
     terminal_ = std::make_unique<Terminal>();
 }
@@ -70,6 +73,9 @@ void Panel::start() {
         started_.files[LABELS] = *labels;
     }
     controller_ = std::make_unique<Controller>(started_);
+    if (ports_) {
+        ports_->attach(*controller_);
+    }
     front_.take(controller_->mapping());
 }
 
@@ -102,7 +108,7 @@ bool Panel::work() {
     if (controller_ == nullptr) {
         napms(static_cast<int>(TICK.count()));
     } else {
-        controller_->step(TICK);
+        ports_ ? ports_->step(*controller_, TICK) : controller_->step(TICK);
         do_later();
     }
     for (int code = getch(); code != ERR; code = getch()) {
@@ -120,6 +126,10 @@ bool Panel::work() {
         message_ = message_ == STARTING ? "" : message_;
     }
     changed_ |= some;
+    if (ports_ && ports_->state() != ports_state_) {
+        ports_state_ = ports_->state();
+        changed_ = true;
+    }
     return some;
 }
 

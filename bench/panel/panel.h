@@ -14,12 +14,14 @@
 #include "panel/monitor.h"
 #include "panel/recorder.h"
 #include "panel/terminal.h"
+#include "port/ports.h"
 
 namespace bench {
 
 struct PanelConfig {
     WorldConfig world;
     bool own_resources = false;  // not those that `ctlbench play` takes by itself
+    PortPlan ports;
 };
 
 class Panel {
@@ -127,6 +129,8 @@ class Panel {
     PanelConfig config_;
     WorldConfig started_;  // with the files as they were at the start
     std::unique_ptr<Controller> controller_;
+    std::optional<Ports> ports_;
+    std::string ports_state_;  // as it was shown last
     std::unique_ptr<Terminal> terminal_;
     Front front_;
     Monitor monitor_;

@@ -165,7 +165,8 @@ void Panel::draw_title() {
     for (const std::string& option : config_.world.options) {
         title += " " + option;
     }
-    title += "  " + state() + (recording_.empty() ? "" : "  ● REC");
+    title += "  " + state() + (ports_state_.empty() ? "" : "  " + ports_state_) +
+             (recording_.empty() ? "" : "  ● REC");
     const int columns = terminal_->columns();
     terminal_->text(0, 0, columns, title, ended_ ? ALARM : TITLE);
     for (const bool in_words : {true, false}) {

@@ -1,6 +1,7 @@
 #include "scenario/runner.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace bench {
 namespace {
@@ -20,16 +21,35 @@ bool is_sanitizer_report(const std::string& line) {
            line.find("runtime error:") != std::string::npos;
 }
 
+// What the user of real software, or of a real board, is asked to do.
+std::string invitation(End end, const Bytes& message, const Mapping& mapping) {
+    Event event{.place = at(end), .to_daemon = true, .bytes = message};
+    const auto find = end == End::Host ? &Mapping::sent_by_host : &Mapping::sent_by_board;
+    const Control* const control =
+        has_value(message) ? (mapping.*find)(message[0], message[1]) : nullptr;
+    event.control = control == nullptr ? -1 : control->index;
+    const std::string sent = hex(message, MOST_BYTES) + "   " + words_for(event, mapping);
+    if (end == End::Board || control == nullptr) {
+        return std::string("let ") + (end == End::Board ? "the board" : "your software") +
+               " send " + sent;
+    }
+    const bool off = (message[0] & 0xF0) == NOTE_OFF || message[2] == 0;
+    const char* const doing = control->kind == Kind::Meter ? "move " : off ? "turn off " : "press ";
+    return doing + control->name + " in your software, so that it sends " + sent;
+}
+
 }  // namespace
 
 void fail(const std::string& expected, const std::string& came) {
     throw Failure{"expected  " + expected + "\n  came      " + came};
 }
 
-Runner::Runner(const Scenario& scenario, Controller& controller, Transcript& transcript)
+Runner::Runner(const Scenario& scenario, Controller& controller, Transcript& transcript,
+               Ports* ports)
     : scenario_(scenario),
       controller_(controller),
       transcript_(transcript),
+      ports_(ports),
       may_end_(std::any_of(scenario.steps.begin(), scenario.steps.end(),
                            [](const Step& step) { return step.when == When::Ended; })) {}
 
@@ -41,7 +61,11 @@ Outcome Runner::play() {
             if (step.when == When::LinesOpen) {
                 await_ready();
             }
-            step.act(*this);
+            if (is_left_to_outside(step)) {
+                await_outside(*step.sending);
+            } else {
+                step.act(*this);
+            }
         }
         finish();
         outcome.good = true;
@@ -57,7 +81,15 @@ Outcome Runner::play() {
 }
 
 void Runner::pump(milliseconds timeout, bool printed) {
-    controller_.step(timeout);
+    if (ports_ == nullptr) {
+        controller_.step(timeout);
+    } else {
+        ports_->step(controller_, timeout);
+        if (const std::string state = ports_->state(); state != ports_state_) {
+            std::fprintf(stderr, "%s\n", state.c_str());
+            ports_state_ = state;
+        }
+    }
     if (printed) {
         transcript_.print(controller_.events());
     } else {
@@ -93,6 +125,28 @@ void Runner::send(End end, const std::vector<Bytes>& messages) {
         throw Failure{std::string("there is no line to the ") + name(end) + " to send on"};
     }
     pump(milliseconds(0));
+}
+
+bool Runner::is_left_to_outside(const Step& step) const {
+    return step.sending && ports_ != nullptr && ports_->has(step.sending->end);
+}
+
+// For as long as it takes. What else came before it has had its effects at the other end.
+void Runner::await_outside(const Sending& sending) {
+    const std::vector<Event>& events = controller_.events();
+    for (const Bytes& message : sending.messages) {
+        std::printf("\n» %s\n", invitation(sending.end, message, controller_.mapping()).c_str());
+        std::fflush(stdout);
+        const auto is_it = [&](const Event& event) {
+            return event.sent_by(sending.end) && event.bytes == message;
+        };
+        while (outside_next_ == events.size() || !is_it(events[outside_next_])) {
+            outside_next_ == events.size() ? pump(TICK) : void(++outside_next_);
+        }
+        std::size_t& next = next_[slot(at(other(sending.end)))];
+        next = std::max(next, outside_next_++);
+    }
+    hold();
 }
 
 const Event* Runner::next_event(Place place) {
@@ -162,6 +216,10 @@ int Runner::take_until(Place place, milliseconds patience,
 }
 
 void Runner::expect_message(End end, const Pattern& pattern, milliseconds patience) {
+    if (ports_ != nullptr && ports_->has(other(end))) {  // which may send more than it is asked to
+        until_message(end, pattern, patience);
+        return;
+    }
     const Event* const event = await_event(at(end), patience);
     if (event == nullptr) {
         fail(words_for(end, pattern),
@@ -174,6 +232,16 @@ void Runner::expect_message(End end, const Pattern& pattern, milliseconds patien
     }
     take(*event);
     hold();
+}
+
+void Runner::until_message(End end, const Pattern& pattern, milliseconds patience) {
+    const int passed = take_until(
+        at(end), patience, [&](const Event& event) { return matches(pattern, event.bytes); });
+    if (passed < 0) {
+        fail(words_for(end, pattern), "not among " + std::to_string(-1 - passed) +
+                                          " messages within " + std::to_string(patience.count()) +
+                                          " ms" + last_messages(end));
+    }
 }
 
 // What is expected, in the words in which it would be printed if it came.
@@ -274,7 +342,8 @@ void Runner::finish() {
     dropped_[slot(Place::Board)] |=
         !is_ready_;  // the daemon's start, if nothing else was asked for
     for (const End end : {End::Board, End::Host}) {
-        const Event* const left = dropped_[slot(at(end))] ? nullptr : next_event(at(end));
+        const bool passed = dropped_[slot(at(end))] || ports_ != nullptr;
+        const Event* const left = passed ? nullptr : next_event(at(end));
         if (left != nullptr) {
             throw Failure{std::string("left over at the ") + name(end) +
                           " after the last step: " + transcript_line(*left, controller_.mapping())};

@@ -9,6 +9,7 @@
 
 #include "controller/controller.h"
 #include "controller/transcript.h"
+#include "port/ports.h"
 #include "scenario/fill.h"
 #include "scenario/scenario.h"
 
@@ -31,7 +32,9 @@ struct Wanted {
 
 class Runner {
   public:
-    Runner(const Scenario& scenario, Controller& controller, Transcript& transcript);
+    // Steps that send from an end that is connected to something by `ports` are left to that.
+    Runner(const Scenario& scenario, Controller& controller, Transcript& transcript,
+           Ports* ports = nullptr);
 
     // Plays all steps, up to the first that fails.
     Outcome play();
@@ -65,6 +68,7 @@ class Runner {
     int take_until(Place place, milliseconds patience,
                    const std::function<bool(const Event&)>& fits);
     void expect_message(End end, const Pattern& pattern, milliseconds patience);
+    void until_message(End end, const Pattern& pattern, milliseconds patience);
     // "\n  last messages there: ..."
     std::string last_messages(End end) const;
     // "90 3c ..", and what it says if it is a whole message.
@@ -82,6 +86,8 @@ class Runner {
 
   private:
     void await_ready();
+    void await_outside(const Sending& sending);
+    bool is_left_to_outside(const Step& step) const;
     void finish();
     void look_into_log();
     void refuse_again() const;
@@ -90,6 +96,9 @@ class Runner {
     const Step* step_ = nullptr;
     Controller& controller_;
     Transcript& transcript_;
+    Ports* ports_;
+    std::string ports_state_;                 // as it was told last
+    std::size_t outside_next_ = 0;            // the first event that no step has taken from outside
     std::array<std::size_t, PLACES> next_{};  // by Place: the first event that no step has taken
     std::array<bool, PLACES> dropped_{};      // what is left there does not matter
     std::size_t log_looked_ = 0;

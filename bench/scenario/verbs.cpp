@@ -87,14 +87,7 @@ void expect_report(Runner& run, const milliseconds& patience) {
 }
 
 void until(Runner& run, const Awaited& awaited) {
-    const int passed = run.take_until(at(awaited.end), awaited.patience, [&](const Event& event) {
-        return matches(awaited.pattern, event.bytes);
-    });
-    if (passed < 0) {
-        fail(run.words_for(awaited.end, awaited.pattern),
-             "not among " + std::to_string(-1 - passed) + " messages" + after(awaited.patience) +
-                 run.last_messages(awaited.end));
-    }
+    run.until_message(awaited.end, awaited.pattern, awaited.patience);
 }
 
 void silent(Runner& run, End end, milliseconds time) {

@@ -155,6 +155,7 @@ void add_resources(Contents& contents, const WorldConfig& config) {
 // Everything is read out here: inside, a root of another user's files may read less.
 Contents contents_for(const WorldConfig& config, const Devices& devices) {
     Contents contents;
+    contents.real_time = config.real_time;
     contents.directories.assign(std::begin(DIRECTORIES), std::end(DIRECTORIES));
     add_devices(contents, devices);
     add_resources(contents, config);

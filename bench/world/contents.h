@@ -38,6 +38,7 @@ struct WorldConfig {
     bool midi = true;                             // false: there is no /dev/snd/midiC1D0
     std::chrono::milliseconds xfbdev_lingers{0};  // how long Xfbdev outlives the signal it obeys
     int xfbdev_ignores = 0;                       // how many signals it ignores before that
+    bool real_time = false;                       // the daemon may have a real-time class; root
 };
 
 // Whether a world can be made without this command of its shell. The shell's own, as echo, stay.
@@ -64,6 +65,7 @@ struct Contents {
     std::vector<std::string> libraries;
     std::vector<Bind> devices;
     std::vector<std::string> command;  // the daemon's words
+    bool real_time = false;
 };
 
 // The whole of a file. Throws if it cannot be read.

@@ -126,13 +126,22 @@ void open_socket(int socket_fd) {
     check(listen(socket_fd, SOMAXCONN), PLATFORM_SOCKET);
 }
 
-// Number 0 inside may be the machine's own root: it keeps no power but that of the number.
-void drop_capabilities() {
-    for (int capability = 0; prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) == 0; ++capability) {
-    }
+// Number 0 inside may be the machine's own root: it keeps no power but that of the number, and of
+// real-time classes if it is to have them.
+void drop_capabilities(bool real_time) {
+    constexpr std::uint32_t nice = CAP_TO_MASK(CAP_SYS_NICE);
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> none{};
-    check(syscall(SYS_capset, &header, none.data()), "dropping capabilities");
+    std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> kept{};
+    if (real_time) {
+        kept[0] = {.effective = nice, .permitted = nice, .inheritable = nice};
+    }
+    for (int capability = 0;; ++capability) {
+        const bool keeps = real_time && capability == CAP_SYS_NICE;
+        if (!keeps && prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0) {
+            break;
+        }
+    }
+    check(syscall(SYS_capset, &header, kept.data()), "dropping capabilities");
     check(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), "dropping capabilities");
 }
 
@@ -185,7 +194,7 @@ void go_inside(const Contents& contents, const InitOrders& orders, int platform,
         build_root(contents);
         enter_root();
         open_socket(platform);
-        drop_capabilities();
+        drop_capabilities(contents.real_time);
         become_init(orders);
     } catch (const Refused& error) {
         send_report(orders.control, Report::Refused, error.what());

@@ -168,10 +168,11 @@ std::runtime_error refusal(const Refused& error) {
                               error.what() + "; " + advice);
 }
 
-// Root goes on without a user namespace where none is to be had.
+// Root goes on without a user namespace where none is to be had. In one nobody gets a real-time
+// class.
 Running start(const WorldConfig& config, const Contents& contents) {
     try {
-        return start(config, contents, true);
+        return start(config, contents, !config.real_time);
     } catch (const Refused& error) {
         if (geteuid() != 0) {
             throw refusal(error);

@@ -1,5 +1,6 @@
 #include "world/process.h"
 
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -50,6 +51,20 @@ int kilobytes(pid_t pid, const std::string& key) {
     return std::atoi(field(of_process(pid) / "status", key).c_str());
 }
 
+int kilobytes_below_4_gb(pid_t pid, const std::string& key) {
+    std::ifstream in(of_process(pid) / "smaps");
+    bool below = false;
+    int sum = 0;
+    for (std::string line; std::getline(in, line);) {
+        if (std::isupper(static_cast<unsigned char>(line[0])) == 0) {
+            below = std::stoull(line, nullptr, 16) < 1ULL << 32;
+        } else if (below && line.rfind(key, 0) == 0) {
+            sum += std::stoi(line.substr(key.size()));
+        }
+    }
+    return sum;
+}
+
 }  // namespace
 
 int resident_kb(pid_t pid) {
@@ -58,6 +73,14 @@ int resident_kb(pid_t pid) {
 
 int private_kb(pid_t pid) {
     return kilobytes(pid, "RssAnon:");
+}
+
+int emulated_resident_kb(pid_t pid) {
+    return kilobytes_below_4_gb(pid, "Rss:");
+}
+
+int emulated_private_kb(pid_t pid) {
+    return kilobytes_below_4_gb(pid, "Anonymous:");
 }
 
 int open_descriptors(pid_t pid) {

@@ -14,6 +14,11 @@ namespace bench {
 int resident_kb(pid_t pid);
 int private_kb(pid_t pid);
 
+// The same of a 32-bit program that runs under user-mode emulation: the emulator's own memory lies
+// above its 4 GB.
+int emulated_resident_kb(pid_t pid);
+int emulated_private_kb(pid_t pid);
+
 // Open descriptors.
 int open_descriptors(pid_t pid);
 

@@ -1,0 +1,162 @@
+#!/bin/sh
+# ctlmap_export_test.sh CTLMAP RESOURCES MANUAL_PAGE: what export writes of an edited configuration,
+# read by jq, and what diff says of the edits.
+set -u
+ctlmap=$1
+resources=$2
+manual=$3
+dir=$(mktemp -d) || exit 2
+trap 'rm -rf "$dir"' EXIT
+failed=0
+
+check() { # WHAT COMMAND...
+    what=$1
+    shift
+    if "$@" >"$dir/out" 2>&1; then
+        echo "ok: $what"
+    else
+        echo "FAILED: $what"
+        cat "$dir/out"
+        failed=1
+    fi
+}
+status_is() { # STATUS TEXT COMMAND...: and says TEXT
+    wanted=$1
+    text=$2
+    shift 2
+    "$@" >"$dir/said" 2>&1
+    status=$?
+    cat "$dir/said"
+    [ $status -eq "$wanted" ] && grep -qF -e "$text" "$dir/said"
+}
+
+edited=$dir/edited
+cp -R "$resources" "$edited"
+mkdir "$dir/tmp"
+export TMPDIR="$dir/tmp"
+sed -i 's/^21 1 60 3 0 1/21 1 50 3 0 0/; s/ PLAY_B$/ PLAY,B/; s/^12 .*/12 12 19 0 1 64 9 PLATTER_A/
+    s/^78 .*/78 70 117 1 0 0 2 BEAT_A/; /^79 /d; s/^11 .*/11 11 18 0 1 32 4 PITCH_FADER_B/' "$edited/orvik.midictl.cfg"
+sed -i 's/^midi_channel=.*/midi_channel=4/; s/^midi_preset=.*/midi_preset=3/; s/^manufacturer=.*/manufacturer=A, "B/
+    s/^product_name=.*/product_name=Ä, \xFC\xE0/; s/^vendor_id=.*/vendor_id=0x1d50/' "$edited/orvik.sys.cfg"
+sed -i 's/^DECK_A_1 .*/DECK_A_1 one,"two" 62 GREEN GREY/; /^DECK_A_2 /d; s/^\(DECK_A_3 .*\) 67 /\1 127 /
+    s/^DECK_A_4 \(.*\) 68 /DECK_A_40 \1 1 /' "$edited/orvik.miditxt.cfg0.txt"
+sed -i 's/^5 2 /6 3 /; s/^14 12 .*/14 12 DECK_A_40/' "$edited/orvik.softlabelpos.cfg"
+sed -i 's/^2 .*/2 \\033[32m GREEN/; s/^10 .*/10 \\033[2;32m DARK_GREEN/' "$edited/orvik.color.cfg"
+echo VOLUME_A 99 >"$edited/orvik.midictl.cfg3.txt.ok"
+ls -lR --time-style=full-iso "$edited" >"$dir/before"
+
+check "what the daemon refuses is told of" status_is 0 "cannot use all of it" "$ctlmap" export "$edited" --format json
+"$ctlmap" export "$edited" >"$dir/json" 2>/dev/null
+cat >"$dir/wanted" <<'END'
+["ctlmap-1",4,3,"0x1d50","","Ä, üà"]
+[[10,"LED"],[51,"button"],[1,"encoder"],[2,"meter"],[2,"platter"],[16,"pot"],[1,"spare"],[2,"touched platter"]]
+{"type":"controller","number":0,"bytes":["B0 00 vv","B1 00 vv"],"min":0,"max":255}
+{"type":"controller","number":99,"bytes":["B4 63 vv"],"min":0,"max":127}
+["relative",16,9,["B0 0C vv"],127,1,127]
+["absolute",null,8,null,null,null,null]
+["90 01 vv","80 01 vv"]
+["94 32 7F","84 32 vv"]
+["94 32 vv","84 32 vv"]
+["90 01 vv"]
+[false,true,null]
+["controller",70,["B0 46 vv"]]
+["",0,false]
+["controller",80,["B0 50 vv"],48,55,200]
+[null,null,null,null]
+{"place":"DECK_A_1","text":"ONE,\"TWO\"","note":62,"row":3,"column":2,"on_color":"GREEN","on_sequence":"\\033[32m","off_color":"GREY","off_sequence":"\\033[1;30m"}
+["DECK_A_3","DECK_A_40"]
+END
+jq -c '[.schema, .channel, .preset, .vendor_id, .manufacturer, .product_name],
+    ([.controls[].kind] | group_by(.) | map([length, .[0]])),
+    .controls[0].from_board, .controls[0].to_host,
+    (.controls[12] | [.mode, .step, .passes, .from_board.bytes, .from_board.max, .to_host.min, .to_host.max]),
+    (.controls[20] | [.mode, .step, .passes, .from_host, .to_board, .off_darkens, .label]),
+    .controls[21].from_board.bytes, .controls[21].to_host.bytes, .controls[21].from_host.bytes, .controls[21].to_board.bytes,
+    [.controls[21, 22, 82].off_darkens],
+    (.controls[78].to_board | [.type, .number, .bytes]),
+    (.controls[79] | [.name, .from_host.number, .off_darkens]),
+    (.controls[82] | .to_board + {passes} | [.type, .number, .bytes, .min, .max, .passes]),
+    (.controls[84] | [.from_board, .to_host, .from_host, .to_board]),
+    .controls[23].label,
+    [.other_labels[].place]' "$dir/json" >"$dir/got" 2>&1
+check "JSON" diff "$dir/wanted" "$dir/got"
+
+# Each column of the CSV, taken from the JSON.
+"$ctlmap" export "$edited" --format csv >"$dir/csv" 2>/dev/null
+check "CSV has the same" sh -c "jq -r --rawfile csv '$dir/csv' '"'
+    def cell: if . == null then "" elif type == "array" then join("; ") elif type != "string" then tostring
+        elif test("[,\"\r\n]") then "\"" + gsub("\""; "\"\"") + "\"" else . end;
+    . as $all | ($csv | split("\r\n")[0] | split(",")) as $names |
+    (.controls[], (.other_labels[] | {label: .})) as $row |
+    [$names[] | . as $name | first(
+        (("from_board", "to_host", "from_host", "to_board", "label") |
+            select(. as $group | $name | startswith($group + "_")) |
+            ($row[.] // {})[$name[length + 1:]]),
+        if $all | has($name) then $all[$name] else $row[$name] end) | cell] | join(",") + "\r"'"' '$dir/json' >'$dir/rows' &&
+    tail -n +2 '$dir/csv' | diff '$dir/rows' - && grep -q '\"ONE,\"\"TWO\"\"\"' '$dir/rows'"
+
+# The manual page names every key, of which the columns are made.
+unnamed=$(for key in $(jq -r '[paths[] | strings] | unique[]' "$dir/json"); do
+    grep -qE "^\.It Cm (.* , )?$key( ,|$)" "$manual" || echo "$key"
+done)
+check "the manual names every key, except: $unnamed" [ -z "$unnamed" ]
+
+cat >"$dir/wanted" <<'END'
+channel 0 -> 4
+preset none -> 3
+USB vendor "0x1209" -> "0x1d50"
+USB name of the manufacturer "Orvik" -> ""
+USB name of the product "Orvik Two Deck" -> "Ä, üà"
+VOLUME_A (index 0): controller to the host 7 -> 99
+PITCH_FADER_B (index 11): mode absolute -> relative
+PITCH_FADER_B (index 11): units in a step none -> 4
+PITCH_FADER_B (index 11): passes between two messages 2 -> 4
+PLATTER_A (index 12): units in a step 8 -> 16
+PLATTER_A (index 12): passes between two messages 2 -> 9
+PLAY_A (index 21): a note-off turns it off yes -> no
+PLAY_A (index 21): note to the host 60 -> 50
+PLAY_B (index 42): name "PLAY_B" -> "PLAY,B"
+BEAT_A (index 78): passes between two messages none -> 2
+BEAT_A (index 78): a note-off turns it off yes -> no
+BEAT_A (index 78): message to the board note -> controller
+BEAT_A (index 78): controller to the board 51 -> 70
+BEAT_B (index 79): name "BEAT_B" -> ""
+BEAT_B (index 79): passes between two messages none -> 2
+BEAT_B (index 79): a note-off turns it off yes -> no
+BEAT_B (index 79): note from the host 118 -> 0
+BEAT_B (index 79): message to the board note -> controller
+BEAT_B (index 79): controller to the board 52 -> 0
+label DECK_A_1: text "SYNC" -> "ONE,"TWO""
+label DECK_A_1: on colour "BRIGHT_WHITE" -> "GREEN"
+label DECK_A_2: is gone
+label DECK_A_3: note 67 -> 127
+label DECK_A_3: row 5 -> 6
+label DECK_A_3: column 2 -> 3
+label DECK_A_4: is gone
+label DECK_A_12: is gone
+label DECK_A_40: is new
+colour GREEN: sequence "\033[1;32m" -> "\033[32m"
+colour DARK_GREEN: sequence "\033[0;32m" -> "\033[2;32m"
+END
+"$ctlmap" diff "$resources" "$edited" >"$dir/differences" 2>/dev/null
+check "differences: status" [ $? -eq 1 ]
+check "differences" diff "$dir/wanted" "$dir/differences"
+check "no differences" sh -c "'$ctlmap' diff '$resources' '$resources' >'$dir/none' && [ ! -s '$dir/none' ]"
+
+while IFS='|' read -r text args; do
+    # shellcheck disable=SC2086  # a list of words
+    check "ctlmap $args: refused" status_is 2 "$text" env -C "$dir" "$ctlmap" $args
+done <<'END'
+usage: ctlmap|diff edited
+usage: ctlmap|export edited --format xml
+usage: ctlmap|export edited --format
+usage: ctlmap|export edited --werror
+nowhere: No such file|diff edited nowhere
+orvik.midictl.cfg: missing|export tmp
+END
+check "a full disk is told of" status_is 2 "No space left" sh -c "'$ctlmap' export '$resources' >/dev/full"
+check "no place for its links: says so" status_is 2 TMPDIR env TMPDIR=/nowhere "$ctlmap" export "$resources"
+check "nothing is left behind" [ -z "$(ls "$dir/tmp")" ]
+ls -lR --time-style=full-iso "$edited" >"$dir/after"
+check "nor changed" diff "$dir/before" "$dir/after"
+exit $failed

@@ -1,0 +1,125 @@
+#!/bin/sh
+# What ctlmap makes of edited configurations.
+#
+#   ctlmap_test.sh PROGRAM SOURCE_DIRECTORY [EMULATOR]
+#
+# A case of ctlmap/*.txt is "== NAME", commands that edit a copy of the delivered resources, and, after
+# "> ", each finding that this adds, in order.
+set -u
+source=$2
+dir=$(mktemp -d)
+trap 'chmod -R u+w "$dir"; rm -rf "$dir"' EXIT
+trap 'exit 1' INT TERM HUP
+export TMPDIR="$dir/tmp"
+# shellcheck disable=SC2034  # for the cases
+map=orvik.midictl.cfg preset=orvik.midictl.cfg0.txt settings=orvik.sys.cfg
+# shellcheck disable=SC2034
+colors=orvik.color.cfg places=orvik.softlabelpos.cfg labels=orvik.miditxt.cfg0.txt
+passed=0
+failed=0
+
+mkdir -p "$dir/bin" "$TMPDIR"
+cp "$1" "$dir/bin/ctlmap"
+command="${3-} $dir/bin/ctlmap"
+# Permissions hold for root, too, without capabilities.
+[ "$(id -u)" -ne 0 ] || command="setpriv --bounding-set=-all --inh-caps=-all $command"
+# shellcheck disable=SC2086  # words
+ctlmap() { $command "$@"; }
+
+# ok NAME COMMAND...
+ok() {
+    name=$1
+    shift
+    if "$@"; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        echo "FAILED  $name"
+    fi
+}
+
+# edit FILE SED: must change the file
+edit() {
+    cp "$1" "$dir/before"
+    sed -i "$2" "$1"
+    ! cmp -s "$1" "$dir/before"
+}
+select_preset() { edit $settings "s/^midi_preset=/&$1/"; }
+checked_copy() { sh ./check_field_num.sh "$1" 2; }
+content() { find "$1" -printf '%p %y %m %T@ %s\n' | sort; }
+
+# finish: plays the case that has been read
+finish() {
+    [ -n "$case" ] || return
+    rm -rf "$dir/resources"
+    cp -r "$source/resources" "$dir/resources"
+    (cd "$dir/resources" && eval "set -e$edits") || echo "the edit has failed" >>"$dir/expected"
+    content "$dir/resources" >"$dir/listed"
+    ctlmap check "$dir/resources" >"$dir/output" 2>&1
+    status=$?
+    content "$dir/resources" | cmp -s - "$dir/listed" || echo "it has changed something" >>"$dir/output"
+    [ -z "$(ls "$TMPDIR")" ] || echo "it has left something" >>"$dir/output"
+    case $edits in *select_preset*) usual= ;; *) usual=$delivered ;; esac
+    sed "s|^$dir/resources/||" "$dir/output" | grep -vxF "$usual" | grep -v '^[0-9]* errors*, ' >"$dir/found"
+    grep -qE ': (error|warning): ' "$dir/expected" && wanted=1 || wanted=0
+    ok "$case" diff "$dir/expected" "$dir/found"
+    ok "$case: status $status" [ $status -eq $wanted ]
+}
+
+delivered=$(ctlmap check "$source/resources" | sed "1s|^$source/resources/||")
+note='orvik.sys.cfg:17: note: orvik.midictl.cfg0.txt changes nothing while it is not selected; if you want it, write midi_preset=0 [preset-unused]'
+ok "the delivered resources are clean: $delivered" [ "$delivered" = "$note
+0 errors, 0 warnings, 1 note" ]
+
+for file in "$source"/tests/ctlmap/*.txt; do
+    case=
+    while IFS= read -r line; do
+        case $line in
+        '== '*)
+            finish
+            case=${line#== } edits=
+            : >"$dir/expected"
+            ;;
+        '> '*) printf '%s\n' "${line#> }" >>"$dir/expected" ;;
+        '#'* | '') ;;
+        *) edits="$edits
+$line" ;;
+        esac
+    done <"$file"
+    finish
+done
+
+# Every rule is found by a case, and stands in the documentation.
+ctlmap rules >"$dir/rules"
+for rule in $(sed -n 's/^| `\([^`]*\)`.*/\1/p' "$dir/rules"); do
+    ok "a case finds $rule" grep -qF "[$rule]" "$source"/tests/ctlmap/*.txt
+done
+sed -n '/^| rule /,/^$/p' "$source/docs/checking.md" | grep . >"$dir/documented"
+ok "docs/checking.md has this table" diff "$dir/documented" "$dir/rules"
+
+# Its options, on a warning and a note in a directory beside its own that it cannot write.
+rm -rf "$dir/resources" && cp -r "$source/resources" "$dir/resources"
+sed -i 's/^22 2 61/22 2 60/' "$dir/resources/$map"
+chmod 555 "$dir/resources"
+as() { # STATUS PATTERN ARGUMENT...; in PATTERN ~ ends a line
+    wanted=$1
+    pattern=$2
+    shift 2
+    ctlmap "$@" >"$dir/output" 2>&1
+    ok "ctlmap $*: status $?, wanted $wanted" [ $? -eq "$wanted" ]
+    tr '\n' '~' <"$dir/output" >"$dir/line"
+    ok "ctlmap $*: $pattern" grep -qE "$pattern" "$dir/line"
+}
+as 1 "^$dir/resources/$map:51: warning: [^~]*~[^~]* note: [^~]*~0 errors, 1 warning, 1 note~$" check
+as 1 '^[^~]*:51: error: .*~1 error, 0 warnings, 1 note~$' check --werror
+as 1 '^[^~]* \[same-message\]~$' check --quiet "$dir/resources"
+as 1 '"errors": 0,~ *"warnings": 1,~ *"notes": 1,~' check --json
+ok "that is JSON" jq -e '.findings[0] | .file == "orvik.midictl.cfg" and .line == 51 and .severity == "warning"' \
+    "$dir/output" >"$dir/true"
+as 2 'No such file' check "$dir/nowhere"
+as 2 'Not a directory' check "$dir/resources/$map"
+as 2 '"--loud" is not understood~usage: ctlmap check' check --loud
+as 2 '"/" is not understood' check / /
+as 2 '"" is not understood'
+echo "$passed passed, $failed failed"
+[ $failed -eq 0 ]
