@@ -4,6 +4,8 @@
 
 #include <fstream>
 
+#include "machine/frames.h"
+
 namespace bench {
 namespace {
 
@@ -41,6 +43,11 @@ TEST(Scenario, SaysWhereALineIsWrong) {
         {"without cable", "expected without serial | midi | command NAME"},
         {"without command echo",
          "expected without serial | midi | command NAME; the world has no command echo that"},
+        {"needs cable", "expected needs namespaces | machine"},
+        {"start soon", "expected start untouched | old | script"},
+        {"setting =4", "expected setting KEY=VALUE"},
+        {"start old\nhang up midi", "no world has both this and what a line before it needs"},
+        {"needs machine\nwithout midi", "no world has both this"},
         {"mode orvik.sys.cfg 0", "expected mode NAME OCTAL"},
         {"mode orvik.sys.cfg 778", "expected mode NAME OCTAL"},
         {"mode x 000", "expected mode NAME OCTAL; up to this line there is no file x"},
@@ -95,6 +102,50 @@ TEST(Scenario, NamesBecomeBytes) {
         reader.words = Words(words);
         reader.ends = {end};
         EXPECT_EQ(matches(reader.pattern(), *parse_hex(message)), fits) << words;
+    }
+}
+
+TEST(Scenario, NeedsAWorldThatHasItAll) {
+    const struct {
+        const char* lines;
+        bool in_namespaces, on_machine;
+    } cases[] = {
+        {"board press PLAY_A", true, true},
+        {"without command rm\nsetting a=b", true, true},
+        {"needs namespaces", true, false},
+        {"mode . 500\nhang up midi", true, false},
+        {"host stops reading", true, false},
+        {"without serial", true, false},
+        {"needs machine\nboard press PLAY_A", false, true},
+        {"start script", false, true},
+        {"machine run true", false, true},
+        {"screen pixels", false, true},
+    };
+    for (const auto& [lines, in_namespaces, on_machine] : cases) {
+        Scenario scenario = parse(lines);
+        EXPECT_EQ(scenario.is_playable(), in_namespaces) << lines;
+        scenario.world.machine = "there";
+        EXPECT_EQ(scenario.is_playable(), on_machine) << lines;
+    }
+}
+
+TEST(Scenario, ChangesOneSetting) {
+    const Scenario scenario = parse("setting midi_preset=1\nsetting midi_channel=7");
+    EXPECT_EQ(scenario.world.files.at("orvik.sys.cfg"), "midi_channel=7\nmidi_preset=1\n");
+}
+
+TEST(Frames, ComeWholeInWhateverPieces) {
+    const std::string all = framed(Frame::Log, std::string(300, 'x')) + framed(Frame::Ready, "") +
+                            framed(Frame::Call, "rm");
+    for (const std::size_t piece : {1U, 2U, 7U, 1000U}) {
+        Deframer deframer;
+        std::string came;
+        for (std::size_t i = 0; i < all.size(); i += piece) {
+            deframer.feed(all.substr(i, piece), [&](Frame kind, const std::string& text) {
+                came += static_cast<char>(kind) + std::to_string(text.size()) + " ";
+            });
+        }
+        EXPECT_EQ(came, "L300 R0 C2 ") << piece;
     }
 }
 

@@ -32,6 +32,7 @@ class FileReader {
     std::string lines(const std::string& end, bool is_hex);
 
   private:
+    void refuse_conflict() const;
     [[noreturn]] void fail(const NotAsExpected& error) const;
     bool next_line() {
         ++number_;
@@ -42,6 +43,7 @@ class FileReader {
     std::istringstream in_;
     std::string line_;
     int number_ = 0;
+    bool conflict_ = false;
     std::vector<int> ends_of_files_;  // numbers of the last lines of "file"
     Scenario scenario_;
 };
@@ -201,7 +203,6 @@ bool FileReader::read_setup_line(Words& words) {
         throw NotAsExpected{"expected set-up lines before the first step"};
     }
     try {
-        require(line->needs);
         line->read(*this, words);
         if (words.more()) {
             throw NotAsExpected();
@@ -209,17 +210,22 @@ bool FileReader::read_setup_line(Words& words) {
     } catch (const NotAsExpected& error) {
         throw NotAsExpected{std::string("expected ") + line->word + " " + line->rest + error.why};
     }
+    require(line->needs);
+    refuse_conflict();
     return true;
 }
 
 void FileReader::require(Needs needs) {
-    if (needs == Needs::Nothing) {
-        return;
+    if (needs != Needs::Nothing) {
+        conflict_ = scenario_.needs != Needs::Nothing && scenario_.needs != needs;
+        scenario_.needs = needs;
     }
-    if (scenario_.needs != Needs::Nothing && scenario_.needs != needs) {
-        throw NotAsExpected{"; no world has this and what a line before it needs"};
+}
+
+void FileReader::refuse_conflict() const {
+    if (conflict_) {
+        throw NotAsExpected{"no world has both this and what a line before it needs"};
     }
-    scenario_.needs = needs;
 }
 
 std::string FileReader::lines(const std::string& end, bool is_hex) {
@@ -275,6 +281,7 @@ Scenario FileReader::read(const std::vector<std::string>& more_options) {
             step = reader.read(step.text);
             step.line = number_;
             require(step.needs);
+            refuse_conflict();
         }
     } catch (const NotAsExpected& error) {
         fail(error);
