@@ -44,7 +44,7 @@ TEST(Scenario, SaysWhereALineIsWrong) {
         {"without command echo",
          "expected without serial | midi | command NAME; the world has no command echo that"},
         {"needs cable", "expected needs namespaces | machine"},
-        {"start soon", "expected start untouched | old | script"},
+        {"start soon", "expected start old | script"},
         {"setting =4", "expected setting KEY=VALUE"},
         {"start old\nhang up midi", "no world has both this and what a line before it needs"},
         {"needs machine\nwithout midi", "no world has both this"},

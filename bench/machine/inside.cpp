@@ -2,7 +2,7 @@
 // line of its own accord; this starts the daemon, is the host computer's program at the other end
 // of the USB cable, reads the screen, and tells of all that over serial lines of its own.
 //
-//     inside START IGNORES LINGERS [OPTION...]   START: plainly | untouched | old | script
+//     inside START IGNORES LINGERS [OPTION...]   START: plainly | old | script
 //     inside --old COMMAND...   runs it on a kernel that knows no system call after 2.6.31
 //
 // Under the name of a command of the platform it tells of the call and then is that command.
@@ -258,12 +258,9 @@ void Inside::start_daemon() {
         spawn({"/usr/bin/tail", "-n", "+1", "-F", DAEMON_LOG}, log_in_.get());
         return;
     }
-    std::string command = std::string("cd ") + HOME;
-    if (start_ != "untouched") {
-        command += std::string(" && stty -F ") + BOARD_LINE + " raw -echo 115200";
-    }
-    command += std::string(" && exec ") + (start_ == "old" ? "/opt/bench/inside --old " : "") +
-               "./ctlbridge \"$@\"";
+    const std::string command =
+        std::string("cd ") + HOME + " && stty -F " + BOARD_LINE + " raw -echo 115200 && exec " +
+        (start_ == "old" ? "/opt/bench/inside --old " : "") + "./ctlbridge \"$@\"";
     std::vector<std::string> words = {"/bin/sh", "-c", command, "sh"};
     words.insert(words.end(), options_.begin(), options_.end());
     daemon_ = spawn(words, log_in_.get());

@@ -30,7 +30,7 @@ constexpr const char* KERNEL_OPTIONS =
 constexpr std::size_t MEMORY = 256U << 20;
 constexpr std::size_t PIXELS_AT = 0x0FF00000;
 constexpr int WIDTH = 480, HEIGHT = 272;
-constexpr const char* STARTS[] = {"plainly", "untouched", "old", "script"};
+constexpr const char* STARTS[] = {"plainly", "old", "script"};
 
 constexpr std::chrono::milliseconds TICK(20);
 constexpr std::chrono::minutes BOOT_PATIENCE(5);

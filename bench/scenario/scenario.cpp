@@ -147,9 +147,7 @@ void read_needs(FileReader& file, Words& words) {
 }
 
 void read_start(WorldConfig& world, Words& words) {
-    if (words.take("untouched")) {
-        world.start = Start::Untouched;
-    } else if (words.take("old")) {
+    if (words.take("old")) {
         world.start = Start::Old;
     } else if (words.take("script")) {
         world.start = Start::Script;
@@ -183,9 +181,8 @@ constexpr SetupLine SETUP_LINES[] = {
      "how long `Xfbdev` outlives the signal it obeys"},
     {"xfbdev ignores", "SIGNALS", [](File& f, Words& words) { f.world().xfbdev_ignores = words.number(0, 100); },
      "how many it ignores before"},
-    {"start", "untouched | old | script", [](File& f, Words& words) { read_start(f.world(), words); },
-     "on the machine: the daemon finds a serial line that nobody has set up; it runs as on a kernel 2.6.31; its init script "
-     "starts it at boot", Needs::Machine},
+    {"start", "old | script", [](File& f, Words& words) { read_start(f.world(), words); },
+     "on the machine: the daemon runs as on a kernel 2.6.31; its init script starts it at boot", Needs::Machine},
     {"needs", "namespaces | machine", read_needs,
      "cannot be played in the other world, though none of its lines tells; it is skipped there"},
 };

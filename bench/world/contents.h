@@ -17,9 +17,9 @@ constexpr const char* RESOURCES = "/opt/ctlbridge/resources/";
 constexpr mode_t PROGRAM_MODE = 0755;
 constexpr mode_t FILE_MODE = 0644;
 
-// How the daemon is started in an emulated machine: as elsewhere; on a serial line that nobody has
-// set up; as on an old kernel; by its init script at boot.
-enum class Start { Plainly, Untouched, Old, Script };
+// How the daemon is started in an emulated machine: as elsewhere; as on an old kernel; by its init
+// script at boot.
+enum class Start { Plainly, Old, Script };
 
 // What a world is made of. Paths are those of the machine outside.
 struct WorldConfig {
