@@ -11,6 +11,7 @@
 #include "port/ring.h"
 #include "port/system.h"
 #include "port/whole.h"
+#include "world/handles.h"
 
 namespace bench {
 namespace {
