@@ -183,6 +183,8 @@ constexpr SetupLine SETUP_LINES[] = {
      "how many it ignores before"},
     {"start", "old | script", [](File& f, Words& words) { read_start(f.world(), words); },
      "on the machine: the daemon runs as on a kernel 2.6.31; its init script starts it at boot", Needs::Machine},
+    {"time counts instructions", "", [](File& f, Words&) { f.world().counts_instructions = true; },
+     "of the machine: two nanoseconds each, about what the controller takes, however busy this computer is", Needs::Machine},
     {"needs", "namespaces | machine", read_needs,
      "cannot be played in the other world, though none of its lines tells; it is skipped there"},
 };

@@ -210,6 +210,9 @@ Action flood_of(StepReader& reader) {
         plan.window = UNLIMITED;
         plan.note_depth = 0;
         plan.controller_depth = MOST_POSITIONS;
+    } else if (reader.words.take("each")) {
+        plan.window = 1;
+        plan.per_second = 1000 / reader.words.number(1, 1000);
     }
     return [ends = reader.ends, plan](Runner& run) {
         note(run, run.step().text);
@@ -542,9 +545,9 @@ constexpr Verb VERBS[] = {
      "some hundred more; the daemon must take them all", Needs::Namespaces},
     {"board, host, both", "random", "SECONDS [seed NUMBER]", LINES_OPEN, random_of,
      "random bytes at the serial line's rate; leaves what comes of them aside"},
-    {"board, host, both", "flood", "COUNT [pots]", LINES_OPEN, flood_of,
+    {"board, host, both", "flood", "COUNT [pots | each MS]", LINES_OPEN, flood_of,
      "that many presses and releases, or LED commands; every one must arrive. From the board also pots: the last position of "
-     "each must arrive"},
+     "each must arrive. With a time, one after the other has arrived, that far apart"},
     {"", "watch traffic", "", AT_ONCE, [](Reader&) -> Action { return [](Runner& run) { run.watches_traffic = true; }; },
      "from here on the changes of the traffic LED, board note 0x38, count as messages"},
     {"", "watch order", "", AT_ONCE, [](Reader&) -> Action { return [](Runner& run) { run.watches_order = true; }; },

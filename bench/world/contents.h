@@ -38,6 +38,7 @@ struct WorldConfig {
     bool midi = true;                             // false: there is no /dev/snd/midiC1D0
     std::chrono::milliseconds xfbdev_lingers{0};  // how long Xfbdev outlives the signal it obeys
     int xfbdev_ignores = 0;                       // how many signals it ignores before that
+    bool counts_instructions = false;             // the machine's time is a count of them
     bool real_time = false;                       // the daemon may have a real-time class; root
 };
 
