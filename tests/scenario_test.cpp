@@ -35,7 +35,7 @@ TEST(Scenario, SaysWhereALineIsWrong) {
         {"host expect METER_A 3", "expected host expect WHAT [within MS]; WHAT: BYTES | CONTROL"},
         {"board expect PLAY_A off", "expected board expect WHAT"},
         {"host expect 90 3c within soon", "expected host expect WHAT"},
-        {"both flood 10 pots", "expected both flood COUNT [pots]"},
+        {"both flood 10 pots", "expected both flood COUNT [pots | each MS]"},
         {"host press PLAY_A", "expected host light | dark"},
         {"sleep 5", "expected a step; ctlbench steps"},
         {"wait 5\nwithout midi", "expected set-up lines before the first step"},
