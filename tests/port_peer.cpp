@@ -1,10 +1,11 @@
 // Other software on the far side of the virtual controller's port, on JACK's own interface.
 //
-//   port_peer exchange COUNT   connects, says hello, takes COUNT messages, the last one system
-//   exclusive,
+// clang-format off
+//   port_peer exchange COUNT   connects, says hello, takes COUNT messages, the last one system exclusive,
 //                              then sends COUNT notes, a long message, a clock, and says goodbye
-//   port_peer latency COUNT    status queries through the bridge, beside the same through a bare
-//   client port_peer exchange 0       stays connected
+//   port_peer exchange 0       stays connected
+//   port_peer latency COUNT    status queries through the bridge, beside the same through a bare client
+// clang-format on
 #include <fcntl.h>
 #include <jack/jack.h>
 #include <jack/midiport.h>
