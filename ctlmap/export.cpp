@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "json.h"
+#include "utf8.h"
 
 namespace ctlmap {
 namespace {

@@ -36,8 +36,4 @@ class json_writer {
     bool after_key_ = false;
 };
 
-// Writes the character that the text begins with as UTF-8 and returns its length in the text. A
-// byte that is not UTF-8 is taken for Latin-1: the owner's files may be either.
-size_t write_character(std::string_view text, FILE* out);
-
 }  // namespace ctlmap

@@ -3,31 +3,22 @@
 #include <algorithm>
 #include <cstring>
 
+#include "utf8.h"
+
 namespace ctlmap {
 namespace {
 
 constexpr int REPLACEMENT = 0xFFFD;
 constexpr int ELLIPSIS = 0x2026;
 
-struct utf8_form {
-    int mask, lead, more, least;
-};
-constexpr utf8_form UTF8_FORMS[] = {
-    {0xE0, 0xC0, 1, 0x80}, {0xF0, 0xE0, 2, 0x800}, {0xF8, 0xF0, 3, 0x10000}};
-
-constexpr int byte_at(const char* at) {
-    return static_cast<unsigned char>(*at);
-}
-
 bool is_shown(int character) {
     const bool is_control = character < ' ' || (character >= 0x7F && character < 0xA0);
-    const bool is_surrogate = character >= 0xD800 && character < 0xE000;
     const bool is_direction = (character >= 0x200B && character <= 0x200F) ||
                               (character >= 0x2028 && character <= 0x202E) ||
                               (character >= 0x2060 && character <= 0x206F);
-    const bool is_none = (character & 0xFFFE) == 0xFFFE ||
-                         (character >= 0xFDD0 && character <= 0xFDEF) || character > 0x10FFFF;
-    return !is_control && !is_surrogate && !is_direction && !is_none;
+    const bool is_none =
+        (character & 0xFFFE) == 0xFFFE || (character >= 0xFDD0 && character <= 0xFDEF);
+    return !is_control && !is_direction && !is_none;
 }
 
 bool is_gap(char c) {
@@ -50,23 +41,10 @@ const char* fitting(const char* at, const char* end, int columns) {
 }  // namespace
 
 int take_character(const char** at) {
-    const int lead = byte_at(*at);
-    for (const utf8_form& form : UTF8_FORMS) {
-        if ((lead & form.mask) != form.lead) {
-            continue;
-        }
-        int character = lead & ~form.mask;
-        int count = 1;
-        for (; count <= form.more && (byte_at(*at + count) & 0xC0) == 0x80; ++count) {
-            character = character << 6 | (byte_at(*at + count) & 0x3F);
-        }
-        if (count > form.more && character >= form.least) {
-            *at += count;
-            return is_shown(character) ? character : REPLACEMENT;
-        }
-    }
-    ++*at;
-    return is_shown(lead) ? lead : REPLACEMENT;
+    size_t len = 0;
+    const int character = first_character(*at, &len);
+    *at += len;
+    return is_shown(character) ? character : REPLACEMENT;
 }
 
 int columns_of(int character) {
@@ -76,20 +54,10 @@ int columns_of(int character) {
 }
 
 void put_character(int character, FILE* out) {
-    if (character < 0x80) {
-        const bool has_meaning = strchr("&<>\"'", character) != nullptr;
-        fprintf(out, has_meaning ? "&#%d;" : "%c", character);
+    if (character < 0x80 && strchr("&<>\"'", character) != nullptr) {
+        fprintf(out, "&#%d;", character);
     } else {
-        int form = 0;
-        while (form < 2 && character >= UTF8_FORMS[form + 1].least) {
-            ++form;
-        }
-        int shift = 6 * UTF8_FORMS[form].more;
-        fputc(UTF8_FORMS[form].lead | character >> shift, out);
-        while (shift > 0) {
-            shift -= 6;
-            fputc(0x80 | (character >> shift & 0x3F), out);
-        }
+        put_utf8(character, out);
     }
 }
 

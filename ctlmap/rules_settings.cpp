@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "check.h"
+#include "utf8.h"
 
 namespace ctlmap {
 namespace {
@@ -140,20 +141,6 @@ void check_identity(const model& what, setting_id id, const char* taken, finding
                "sees no controller; write one such as 0x1209",
                one.key, taken);
     }
-}
-
-// Latin-1, or a letter cut in the middle.
-bool is_utf8(const char* text) {
-    int wanted = 0;
-    for (const char* c = text; *c != '\0'; ++c) {
-        const u8 byte_ = static_cast<u8>(*c);
-        const bool continues = (byte_ & 0xC0) == 0x80;
-        if (continues != (wanted > 0)) {
-            return false;
-        }
-        wanted = continues ? wanted - 1 : byte_ >= 0xF0 ? 3 : byte_ >= 0xE0 ? 2 : byte_ >= 0xC0;
-    }
-    return wanted == 0;
 }
 
 void check_usb_name(const model& what, setting_id id, const char* taken, findings* to) {
