@@ -28,6 +28,9 @@ using Clock = std::chrono::steady_clock;
 using Bytes = std::vector<unsigned char>;
 
 const Bytes HELLO = {0x90, 115, 1}, GOODBYE = {0x90, 115, 2};
+// Cycles of the server after which a first message is sent again: a connection that has just been
+// made may lose it.
+constexpr int PATIENCE = 200;
 const Bytes QUERY = {0xF0, 0x7E, 0x7F, 0x06, 0x01, 0xF7};
 constexpr std::size_t SYSEX = 200;  // bytes, from the board
 const Bytes LONG = [] {
@@ -127,7 +130,9 @@ class Exchange : public Client {
         if (!connected || done) {
             return;
         }
-        greeted_ = greeted_ || send(HELLO);
+        if (taken == 0 && cycles_++ % PATIENCE == 0) {
+            send(HELLO);
+        }
         for (int i = 0; i < LIGHTS && taken == count_ && sent < count_; ++i, ++sent) {
             const auto note = static_cast<unsigned char>(60 + sent % DECK + sent / DECK % 2 * 21);
             const auto value = static_cast<unsigned char>(1 + sent / LIGHTS % 127);
@@ -139,7 +144,7 @@ class Exchange : public Client {
     }
 
     int count_;
-    bool greeted_ = false;
+    int cycles_ = 0;
     std::array<bool, 128> down_{};
 };
 
@@ -177,10 +182,12 @@ class Questions : public Client {
     void give() override {
         if (sent_ != asked_ && send(QUERY)) {
             ++sent_;
+        } else if (sent_ > 0 && answered_ == 0 && ++cycles_ % PATIENCE == 0) {
+            send(QUERY);
         }
     }
     std::atomic<int> asked_{0}, answered_{0};
-    int sent_ = 0;
+    int sent_ = 0, cycles_ = 0;
 };
 
 double median(std::vector<double> times) {
