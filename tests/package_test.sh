@@ -1,8 +1,9 @@
 #!/bin/sh
 # package_test.sh TARBALL [EMULATOR]: installs the package on a device that has nothing but BusyBox,
 # runs ctlmap there, and with stand-ins for both programs starts and stops, upgrades over edited files,
-# breaks off at every step, and uninstalls. EMULATOR runs the package's programs here. The device is in namespaces of its own: it ends with this script, however that
-# ends, and has no process and no file of the machine in its reach.
+# breaks off at every step, and uninstalls. EMULATOR runs the package's programs here. The device is in
+# namespaces of its own: it ends with this script, however that ends, and has no process and no file of
+# the machine in its reach.
 # shellcheck disable=SC2317  # functions are called by check
 set -u
 

@@ -101,9 +101,8 @@ build_busybox() {
     cd - >/dev/null
 }
 
-# The board as the emulator has it: one processor, no network, no DMA for the serial lines, five of
-# them, and a screen of 60 by
-# 17 characters in memory at the end of the first 256 MB.
+# The board as the emulator has it: one processor, no network, five serial lines without DMA, and a
+# screen of 60 by 17 characters in memory at the end of the first 256 MB.
 make_tree() {
     tree=$out/board.dtb
     screen=1ff00000
