@@ -20,7 +20,7 @@ void check_labels(const model& what, findings* to);
 
 // --- For all of them ---
 
-constexpr int MIDI_NUMBERS = 128;
+
 constexpr int FIRST_CHANNEL_MODE = 120;  // controllers from here on are not for controls
 
 constexpr bool is_midi(int number) {

@@ -6,34 +6,7 @@
 namespace ctlmap {
 namespace {
 
-struct kind_range {
-    int first, last;
-    control_kind kind;
-};
-constexpr kind_range KINDS[] = {
-    {12, 13, PLATTER}, {14, 15, TOUCHED_PLATTER}, {18, 18, ENCODER}, {0, 20, POT}, {21, 71, BUTTON},
-    {72, 81, LED},     {82, 83, METER},           {84, 84, SPARE},
-};
-
-control_kind kind_of(int idx) {
-    for (const kind_range& range : KINDS) {
-        if (idx >= range.first && idx <= range.last) {
-            return range.kind;
-        }
-    }
-    return SPARE;
-}
-
-// The number that a record of the board has in its reports, or NONE.
-template <size_t count>
-int number_in(const ctl_block (&blocks)[count], int idx) {
-    for (const ctl_block& block : blocks) {
-        if (block.has_idx(idx)) {
-            return block.number + idx - block.idx;
-        }
-    }
-    return NONE;
-}
+constexpr control_kind KINDS[] = {POT, PLATTER, TOUCHED_PLATTER, ENCODER, BUTTON, LED, METER, SPARE};
 
 // The last line for the control: later ones overwrite it.
 const lined<cfg_base_record>* record_of(const model& from, int idx) {
@@ -48,7 +21,7 @@ const lined<cfg_base_record>* record_of(const model& from, int idx) {
 
 control control_of(const model& from, int idx) {
     control result{idx,
-                   kind_of(idx),
+                   KINDS[CONTROLS[idx].kind],
                    record_of(from, idx),
                    "",
                    NONE,
@@ -67,7 +40,7 @@ control control_of(const model& from, int idx) {
         const t_pot_internal& board = pots[UART_OUT_BUF_ID][idx];
         const bool is_pot = idx < TOTAL_POT_NUM;
         result.host_sees_note = !is_pot;
-        result.board_sends = is_pot ? number_in(BOARD_POTS, idx) : number_in(BOARD_BTNS, idx);
+        result.board_sends = CONTROLS[idx].board;
         result.host_sees = board.cc_out;
         result.relative = is_pot && board.vv_out_msg_type == MIDI_DATA_SLIDER_RELATIVE;
         result.units_per_step = pot_zoom_factor(UART_OUT_BUF_ID, idx);

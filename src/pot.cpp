@@ -23,25 +23,13 @@ constexpr u8 NO_MOTION = 0x40;  // the relative value that means rest
 constexpr int MAX_STEPS = 63;   // that one message carries
 static_assert(NO_MOTION + MAX_STEPS == DATA_MASK);
 
-// The record that the board reports under this number, or -1.
-template <size_t count>
-int idx_of_number(const ctl_block (&blocks)[count], u8 number) {
-    for (const ctl_block& block : blocks) {
-        if (block.has_number(number)) {
-            return block.idx + number - block.number;
-        }
+// What a control that no mapping line names goes out under, and a light is found by.
+u8 default_number(int buf_id, int idx) {
+    if (IsUartBuffer(buf_id)) {
+        return static_cast<u8>(idx < TOTAL_POT_NUM ? idx : CONTROLS[idx].board);
     }
-    return -1;
-}
-
-template <size_t count>
-u8 default_number(const ctl_block (&blocks)[count], int idx) {
-    for (const ctl_block& block : blocks) {
-        if (block.has_idx(idx)) {
-            return static_cast<u8>(block.number + idx - block.idx);
-        }
-    }
-    return 0;
+    const int cfg_idx = idx + HOST_CFG_BASE;
+    return static_cast<u8>(cfg_idx <= LAST_DEFAULT_LED ? CONTROLS[cfg_idx].board : 0);
 }
 
 void send_message(int buf_id, u8 b0, u8 b1, u8 b2) {
@@ -63,8 +51,7 @@ void pot_init() {
             t_pot_internal& pot = pots[buf_id][i];
             const bool relative = IsUartBuffer(buf_id) && pot_is_relative_in(i);
             pot.vv_in_msg_type = relative ? MSG_TYPE_RELATIVE : MSG_TYPE_ABSOLUTE;
-            pot.cc_out = IsUartBuffer(buf_id) ? default_number(DEFAULT_BOARD_NUMBERS, i)
-                                              : default_number(DEFAULT_HOST_NUMBERS, i);
+            pot.cc_out = default_number(buf_id, i);
             pot.cc_in = pot.cc_out;
             pot.tick_sent_min = POT_RPT_INTERVAL;
         }
@@ -100,8 +87,8 @@ void pot_reset_vv(int buffer_id) {
 }
 
 bool pot_is_relative_in(int pot_idx) {
-    return std::find(std::begin(RELATIVE_CTLS), std::end(RELATIVE_CTLS), pot_idx) !=
-           std::end(RELATIVE_CTLS);
+    const ctl_kind kind = CONTROLS[pot_idx].kind;
+    return kind == CTL_PLATTER || kind == CTL_TOUCHED || kind == CTL_ENCODER;
 }
 
 void pot_set_para(int idx, int cf_cc, int app_cc, int ctl_type, int data_type, int add_data,
@@ -172,7 +159,7 @@ void pot_process_pkg(u8 b0, u8 b1, u8 b2, int buf_id) {
 }
 
 int pot_cf_ctl_idx(u8 cc) {
-    return idx_of_number(BOARD_POTS, cc);
+    return cc < MIDI_NUMBERS ? BOARD_POTS.idx[cc] : -1;
 }
 
 u16 pot_cf_ctl_vv(int pot_idx, int buf_id, u8 b0, [[maybe_unused]] u8 b1, u8 b2) {
@@ -269,7 +256,7 @@ void btn_process_pkg(u8 b0, u8 b1, u8 b2_in, int buf_id) {
 }
 
 int cf_btn_idx(u8 b1) {
-    return idx_of_number(BOARD_BTNS, b1);
+    return b1 < MIDI_NUMBERS ? BOARD_BTNS.idx[b1] : -1;
 }
 
 int led_btn_idx(int btn_id) {
@@ -540,7 +527,7 @@ bool pot_status_stop(int pot_id, int buf_id) {
 // --- Platter touch ---
 
 bool pot_is_basic_platter(int pot_id, int buf_id) {
-    return IsUartBuffer(buf_id) && (pot_id == PLATTERS[0].basic || pot_id == PLATTERS[1].basic);
+    return IsUartBuffer(buf_id) && CONTROLS[pot_id].kind == CTL_PLATTER;
 }
 
 void pot_set_mid_value(int pot_id, int buf_id, u16 vv) {

@@ -26,46 +26,181 @@ constexpr const char* SPLASH_WITHOUT_LABELS = "orv_midi_screen_wide.ppm";
 
 // --- Controls ---
 
-constexpr int TOTAL_POT_NUM = 21;  // board controls with continuous values
-constexpr int TOTAL_BTN_NUM = 51;
+enum ctl_kind {
+    CTL_POT,
+    CTL_PLATTER,
+    CTL_TOUCHED,
+    CTL_ENCODER,
+    CTL_BUTTON,
+    CTL_LED,
+    CTL_METER,
+    CTL_SPARE
+};
+enum ctl_side { DECK_A, MIXER, DECK_B };
+enum ctl_group { TOP, TURNING, EFFECTS, TEMPO, LOOPS, PADS, TRANSPORT, KNOBS, FADERS, KEYS, CROSS };
+
+struct ctl_info {
+    ctl_kind kind;
+    int board;  // number that the board reports it under, a note for buttons; -1: it reports none
+    int light;  // the board's number of its LED or meter; -1: it has none
+    ctl_side side;  // where it stands on the front
+    ctl_group group;
+};
+
+// Every control, in the order of the configuration indices. A touched platter is what a platter
+// reports as while a hand is on it.
+constexpr ctl_info CONTROLS[] = {
+    // 0 to 20
+    {CTL_POT, 0x00, -1, DECK_A, FADERS},
+    {CTL_POT, 0x01, -1, DECK_B, FADERS},
+    {CTL_POT, 0x02, -1, DECK_A, KNOBS},
+    {CTL_POT, 0x03, -1, DECK_B, KNOBS},
+    {CTL_POT, 0x04, -1, DECK_A, KNOBS},
+    {CTL_POT, 0x05, -1, DECK_B, KNOBS},
+    {CTL_POT, 0x06, -1, DECK_A, KNOBS},
+    {CTL_POT, 0x07, -1, DECK_B, KNOBS},
+    {CTL_POT, 0x08, -1, DECK_A, KNOBS},
+    {CTL_POT, 0x09, -1, DECK_B, KNOBS},
+    {CTL_POT, 0x0A, -1, DECK_A, TURNING},
+    {CTL_POT, 0x0B, -1, DECK_B, TURNING},
+    {CTL_PLATTER, 0x0C, -1, DECK_A, TURNING},
+    {CTL_PLATTER, 0x0D, -1, DECK_B, TURNING},
+    {CTL_TOUCHED, 0x0E, -1, DECK_A, TURNING},
+    {CTL_TOUCHED, 0x0F, -1, DECK_B, TURNING},
+    {CTL_POT, 0x10, -1, MIXER, CROSS},
+    {CTL_POT, 0x11, -1, MIXER, KNOBS},
+    {CTL_ENCODER, 0x40, -1, MIXER, TOP},
+    {CTL_POT, 0x41, -1, MIXER, KNOBS},
+    {CTL_POT, 0x42, -1, MIXER, KNOBS},
+    // 21 to 71
+    {CTL_BUTTON, 0x01, 0x01, DECK_A, TRANSPORT},
+    {CTL_BUTTON, 0x02, 0x02, DECK_A, TRANSPORT},
+    {CTL_BUTTON, 0x03, 0x03, DECK_A, TRANSPORT},
+    {CTL_BUTTON, 0x04, 0x04, DECK_A, PADS},
+    {CTL_BUTTON, 0x05, 0x05, DECK_A, PADS},
+    {CTL_BUTTON, 0x06, 0x06, DECK_A, PADS},
+    {CTL_BUTTON, 0x07, 0x07, DECK_A, PADS},
+    {CTL_BUTTON, 0x08, 0x08, DECK_A, LOOPS},
+    {CTL_BUTTON, 0x09, 0x09, DECK_A, LOOPS},
+    {CTL_BUTTON, 0x0A, 0x0A, DECK_A, LOOPS},
+    {CTL_BUTTON, 0x0B, 0x0B, DECK_A, LOOPS},
+    {CTL_BUTTON, 0x0C, 0x0C, DECK_A, LOOPS},
+    {CTL_BUTTON, 0x0D, -1, DECK_A, TEMPO},
+    {CTL_BUTTON, 0x0E, -1, DECK_A, TEMPO},
+    {CTL_BUTTON, 0x0F, 0x0F, DECK_A, TEMPO},
+    {CTL_BUTTON, 0x10, 0x10, DECK_A, TEMPO},
+    {CTL_BUTTON, 0x11, 0x11, DECK_A, EFFECTS},
+    {CTL_BUTTON, 0x12, 0x12, DECK_A, EFFECTS},
+    {CTL_BUTTON, 0x13, 0x13, DECK_A, EFFECTS},
+    {CTL_BUTTON, 0x14, 0x14, DECK_A, EFFECTS},
+    {CTL_BUTTON, 0x15, 0x15, DECK_A, TRANSPORT},
+    {CTL_BUTTON, 0x16, 0x16, DECK_B, TRANSPORT},
+    {CTL_BUTTON, 0x17, 0x17, DECK_B, TRANSPORT},
+    {CTL_BUTTON, 0x18, 0x18, DECK_B, TRANSPORT},
+    {CTL_BUTTON, 0x19, 0x19, DECK_B, PADS},
+    {CTL_BUTTON, 0x1A, 0x1A, DECK_B, PADS},
+    {CTL_BUTTON, 0x1B, 0x1B, DECK_B, PADS},
+    {CTL_BUTTON, 0x1C, 0x1C, DECK_B, PADS},
+    {CTL_BUTTON, 0x1D, 0x1D, DECK_B, LOOPS},
+    {CTL_BUTTON, 0x1E, 0x1E, DECK_B, LOOPS},
+    {CTL_BUTTON, 0x1F, 0x1F, DECK_B, LOOPS},
+    {CTL_BUTTON, 0x20, 0x20, DECK_B, LOOPS},
+    {CTL_BUTTON, 0x21, 0x21, DECK_B, LOOPS},
+    {CTL_BUTTON, 0x22, -1, DECK_B, TEMPO},
+    {CTL_BUTTON, 0x23, -1, DECK_B, TEMPO},
+    {CTL_BUTTON, 0x24, 0x24, DECK_B, TEMPO},
+    {CTL_BUTTON, 0x25, 0x25, DECK_B, TEMPO},
+    {CTL_BUTTON, 0x26, 0x26, DECK_B, EFFECTS},
+    {CTL_BUTTON, 0x27, 0x27, DECK_B, EFFECTS},
+    {CTL_BUTTON, 0x28, 0x28, DECK_B, EFFECTS},
+    {CTL_BUTTON, 0x29, 0x29, DECK_B, EFFECTS},
+    {CTL_BUTTON, 0x2A, 0x2A, DECK_B, TRANSPORT},
+    {CTL_BUTTON, 0x2B, -1, DECK_A, TURNING},
+    {CTL_BUTTON, 0x2C, -1, DECK_B, TURNING},
+    {CTL_BUTTON, 0x40, 0x40, MIXER, KEYS},
+    {CTL_BUTTON, 0x41, -1, MIXER, TOP},
+    {CTL_BUTTON, 0x42, -1, MIXER, TOP},
+    {CTL_BUTTON, 0x43, 0x43, DECK_A, TOP},
+    {CTL_BUTTON, 0x44, 0x44, DECK_B, TOP},
+    {CTL_BUTTON, 0x45, -1, MIXER, TOP},
+    {CTL_BUTTON, 0x46, 0x46, MIXER, KEYS},
+    // 72 to 81; the note of the last one resets the host side
+    {CTL_LED, -1, 0x2D, DECK_A, TURNING},
+    {CTL_LED, -1, 0x2E, DECK_B, TURNING},
+    {CTL_LED, -1, 0x2F, DECK_A, TOP},
+    {CTL_LED, -1, 0x30, DECK_B, TOP},
+    {CTL_LED, -1, 0x31, DECK_A, TOP},
+    {CTL_LED, -1, 0x32, DECK_B, TOP},
+    {CTL_LED, -1, 0x33, DECK_A, TOP},
+    {CTL_LED, -1, 0x34, DECK_B, TOP},
+    {CTL_LED, -1, 0x35, MIXER, KEYS},
+    {CTL_LED, -1, 0x36, MIXER, KEYS},
+    // 82 to 84
+    {CTL_METER, -1, 0x50, DECK_A, FADERS},
+    {CTL_METER, -1, 0x51, DECK_B, FADERS},
+    {CTL_SPARE, -1, 0x37, MIXER, KEYS},
+};
+
+constexpr int count_controls(ctl_kind first, ctl_kind last) {
+    int count = 0;
+    for (const ctl_info& one : CONTROLS) {
+        count += one.kind >= first && one.kind <= last ? 1 : 0;
+    }
+    return count;
+}
+
+constexpr int TOTAL_CFG_ITEM = sizeof CONTROLS / sizeof CONTROLS[0];  // configuration indices
+constexpr int TOTAL_POT_NUM = count_controls(CTL_POT, CTL_ENCODER);   // continuous values
+constexpr int TOTAL_BTN_NUM = count_controls(CTL_BUTTON, CTL_BUTTON);
 constexpr int TOTAL_CTL_NUM = TOTAL_POT_NUM + TOTAL_BTN_NUM;  // records per side
-constexpr int TOTAL_CFG_ITEM = 85;                            // configuration indices 0 to 84
-constexpr int HOST_CFG_BASE = TOTAL_POT_NUM;               // configuration index of host record 0
-constexpr int TOTAL_LED_CTL_NUM = 81 - HOST_CFG_BASE + 1;  // host records that are LEDs
+constexpr int HOST_CFG_BASE = TOTAL_POT_NUM;  // configuration index of host record 0
+constexpr int TOTAL_LED_CTL_NUM = TOTAL_BTN_NUM + count_controls(CTL_LED, CTL_LED);  // host records
 constexpr int LED_ZERO = TOTAL_LED_CTL_NUM - 1;  // host record whose note resets the host side
 constexpr int METERS[] = {TOTAL_LED_CTL_NUM, TOTAL_LED_CTL_NUM + 1};  // host records
-static_assert(METERS[1] < TOTAL_CTL_NUM && TOTAL_CFG_ITEM - HOST_CFG_BASE <= TOTAL_CTL_NUM);
+constexpr int LAST_DEFAULT_LED = 70;  // LEDs up to this index have their button's number built in
+constexpr int PARTNER_OFFSET = 2;     // from a platter to the same one, touched
 
-// A run of `count` controls: the record `idx` has `number`, the next one the next number.
-struct ctl_block {
-    int idx, count, number;
-
-    constexpr bool has_idx(int i) const { return i >= idx && i < idx + count; }
-    constexpr bool has_number(int n) const { return n >= number && n < number + count; }
+// By the board's number: the record of the control that it reports under it, or -1.
+constexpr int MIDI_NUMBERS = 128;
+struct ctl_by_number {
+    signed char idx[MIDI_NUMBERS];
 };
+constexpr ctl_by_number by_board_number(bool buttons) {
+    ctl_by_number result{};
+    for (signed char& idx : result.idx) {
+        idx = -1;
+    }
+    for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
+        signed char& idx = result.idx[CONTROLS[i].board];
+        if (buttons == (i >= TOTAL_POT_NUM)) {
+            idx = static_cast<signed char>(i);
+        }
+    }
+    return result;
+}
+constexpr ctl_by_number BOARD_POTS = by_board_number(false);
+constexpr ctl_by_number BOARD_BTNS = by_board_number(true);
 
-// The numbers that the board reports its controls under, by board record.
-constexpr ctl_block BOARD_POTS[] = {{0, 18, 0x00}, {18, 3, 0x40}};
-constexpr ctl_block BOARD_BTNS[] = {{TOTAL_POT_NUM, 44, 0x01}, {65, 7, 0x40}};
-static_assert(BOARD_POTS[0].count + BOARD_POTS[1].count == TOTAL_POT_NUM);
-static_assert(BOARD_BTNS[0].count + BOARD_BTNS[1].count == TOTAL_BTN_NUM);
-static_assert(BOARD_POTS[1].idx == BOARD_POTS[0].count);
-static_assert(BOARD_BTNS[1].idx == TOTAL_POT_NUM + BOARD_BTNS[0].count);
-
-// The numbers of controls that no mapping line names, by record of the side; 0 outside the blocks.
-constexpr ctl_block DEFAULT_BOARD_NUMBERS[] = {{0, TOTAL_POT_NUM, 0}, BOARD_BTNS[0], BOARD_BTNS[1]};
-constexpr ctl_block DEFAULT_HOST_NUMBERS[] = {{0, 44, 0x01}, {44, 6, 0x40}};
-
-constexpr int RELATIVE_CTLS[] = {12, 13, 14, 15, 18};  // board records that report steps
-
-// A platter reports on two channels: its basic record and, once touched, the partner.
-struct platter_pair {
-    int basic, partner;
-};
-constexpr platter_pair PLATTERS[] = {{12, 14}, {13, 15}};
-constexpr int PARTNER_OFFSET = 2;  // from a basic platter to its partner
-static_assert(PLATTERS[0].partner == PLATTERS[0].basic + PARTNER_OFFSET);
-static_assert(PLATTERS[1].partner == PLATTERS[1].basic + PARTNER_OFFSET);
+// Pots of any kind come first, then buttons, LEDs, meters; each has a number of its own.
+constexpr bool controls_are_in_order() {
+    ctl_kind before = CTL_ENCODER;
+    for (int i = 0; i < TOTAL_CFG_ITEM; ++i) {
+        const ctl_info& one = CONTROLS[i];
+        const ctl_kind kind = one.kind < CTL_ENCODER ? CTL_ENCODER : one.kind;
+        const bool reports = i < TOTAL_CTL_NUM;
+        const ctl_by_number& numbers = i < TOTAL_POT_NUM ? BOARD_POTS : BOARD_BTNS;
+        if (kind < before || reports != (one.board >= 0) ||
+            (reports && numbers.idx[one.board] != i) ||
+            (one.kind == CTL_PLATTER && CONTROLS[i + PARTNER_OFFSET].kind != CTL_TOUCHED)) {
+            return false;
+        }
+        before = kind;
+    }
+    return true;
+}
+static_assert(controls_are_in_order());
+static_assert(count_controls(CTL_METER, CTL_METER) == sizeof METERS / sizeof METERS[0]);
+static_assert(TOTAL_CFG_ITEM - HOST_CFG_BASE <= TOTAL_CTL_NUM);
 
 constexpr u8 POWER_SWITCH_CC = 0x60;           // the board's note of the power switch
 constexpr u8 LED_MIDI_NOTE_NUM_MIC_IN = 0x38;  // the board's note of the traffic LED
