@@ -52,6 +52,15 @@ void set_channel(int number) {
     cfg_set_midi_channel_no(channel);
 }
 
+// The next option, -1 after the last. Words that are no options are passed over here, as not every
+// C library's getopt() does that; each ends at "--".
+int next_option(int argc, char** argv) {
+    while (optind < argc && (argv[optind][0] != '-' || argv[optind][1] == '\0')) {
+        ++optind;
+    }
+    return getopt(argc, argv, "d:m:vcst:");
+}
+
 }  // namespace
 
 void usage() {
@@ -79,8 +88,7 @@ void check_version() {
 }
 
 void parse_args(int argc, char** argv) {
-    for (int option = getopt(argc, argv, "d:m:vcst:"); option != -1;
-         option = getopt(argc, argv, "d:m:vcst:")) {
+    for (int option = next_option(argc, argv); option != -1; option = next_option(argc, argv)) {
         switch (option) {
             case 'd':
                 dbg_set_msg_level(atoi(optarg));
