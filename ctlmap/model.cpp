@@ -35,7 +35,7 @@ constexpr said_as SAYINGS[] = {
     {" is not a possible number", "not-a-number", "write a number from 0 to 127"},
     {"the record continues in line", "run-on",
      "give this line all of its fields, and that line too"},
-    {"fields missing after", "run-on", "the file ends there; add the missing fields"},
+    {"fields missing after", "run-on", "add them"},
     {" (a comment needs a line of its own)", "fields", "put it in the line above"},
     {"fields found", "fields", "write exactly that many, texts as one word"},
     {"not used, there is no", "not-used", "correct what is named, until then it counts as missing"},
@@ -204,7 +204,7 @@ void read_again(model* to) {
     read_records(cfgname, &to->base, cfg_read_base_record);
     read_preset(to);
     read_records(color_list_cfg, &to->colors, [](cfg_reader* reader, t_labellist* record) {
-        return sl_read_color(reader, record) == COLOR_FIELDS;
+        return sl_read_color(reader, record) == COLOR_FIELDS && sl_accept_color(*reader, *record);
     });
     read_records(soft_label_cfg, &to->positions, [](cfg_reader* reader, t_soft_label* record) {
         return sl_read_position(reader, record) == POSITION_FIELDS;

@@ -62,6 +62,16 @@ void skip_white(cfg_reader* reader) {
     }
 }
 
+// The line that the next byte stands in.
+int next_line(const cfg_reader& reader) {
+    return reader.line + (reader.line_ended ? 1 : 0);
+}
+
+// True when the next byte stands in a later line than the record began in.
+bool runs_on(const cfg_reader& reader) {
+    return next_line(reader) != reader.first_line;
+}
+
 void skip_line(cfg_reader* reader) {
     for (int c = 0; c != EOF && c != '\n' && c != '\r';) {
         c = take(reader);
@@ -79,6 +89,11 @@ struct shown_word {
         }
     }
 };
+
+// True for a byte that the field can begin with.
+bool begins(int c, const cfg_field& field) {
+    return field.number == nullptr || is_digit(c) || c == '-' || c == '+';
+}
 
 // Takes an optional sign and the digits after it; whatever follows them stays in the file.
 bool take_number(cfg_reader* reader, const cfg_field& field) {
@@ -98,7 +113,7 @@ bool take_number(cfg_reader* reader, const cfg_field& field) {
         *field.number = static_cast<int>(value);
         return true;
     }
-    while (!is_white(peek(*reader)) && peek(*reader) != EOF) {
+    while (!runs_on(*reader) && !is_white(peek(*reader)) && peek(*reader) != EOF) {
         word.add(take(reader));
     }
     if (strncmp(word.text, BYTE_ORDER_MARK, strlen(BYTE_ORDER_MARK)) == 0) {
@@ -143,23 +158,20 @@ void report_line(const cfg_reader& reader, const char* format, va_list args, con
 
 // Each reads one record, applies it and returns whether it did.
 bool apply_base_record(cfg_reader* reader) {
-    cfg_base_record record;
+    cfg_base_record record = {};
     if (!cfg_read_base_record(reader, &record)) {
         return false;
     }
-    const auto& [idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2, name] = record;
-    dbg_pmesg(DBG_GREEN, "read %d %d %d %d %d %d %d %s\n", idx, cf_cc, app_cc, ctl_type, data_type,
-              add_data, add_data2, name);
-    pot_set_para(idx, cf_cc, app_cc, ctl_type, data_type, add_data, add_data2);
+    pot_set_para(record.idx, record.cf_cc, record.app_cc, record.ctl_type, record.data_type,
+                 record.add_data, record.add_data2);
     return true;
 }
 
 bool apply_preset_record(cfg_reader* reader) {
-    cfg_preset_record record;
+    cfg_preset_record record = {};
     if (!cfg_read_preset_record(reader, &record)) {
         return false;
     }
-    dbg_pmesg(DBG_GREEN, "read %s %d\n", record.name, record.app_cc);
     char idx[INDEX_LEN];
     if (get_field_data(cfgname, record.name, 1, INDEX_LEN, idx)) {
         pot_set_app_cc(atoi(idx), 0, record.app_cc);
@@ -314,23 +326,27 @@ byte cfg_invalid_line(cfg_reader* reader) {
 
 int cfg_read_record(cfg_reader* reader, std::span<const cfg_field> fields) {
     const int count = static_cast<int>(fields.size());
+    reader->first_line = next_line(*reader);
     for (int i = 0; i < count; ++i) {
+        const cfg_field& field = fields[static_cast<size_t>(i)];
         skip_white(reader);
         const bool ended = peek(*reader) == EOF;
-        if (ended && i == 0) {
-            return -1;
+        const bool missing = ended || (runs_on(*reader) && !begins(peek(*reader), field));
+        if (missing && i == 0) {
+            return ended ? -1 : 0;
         }
-        if (i == 0) {
-            reader->first_line = reader->line + (reader->line_ended ? 1 : 0);
-        }
-        const cfg_field& field = fields[static_cast<size_t>(i)];
-        if (ended) {
+        if (missing) {
             cfg_refuse(*reader, "fields missing after %s (found %d of %d)",
                        fields[static_cast<size_t>(i - 1)].name, i, count);
             return i;
         }
+        if (i == 0) {
+            reader->first_line = next_line(*reader);
+        }
         if (!(field.number != nullptr ? take_number(reader, field) : take_text(reader, field))) {
-            skip_line(reader);
+            if (!runs_on(*reader)) {
+                skip_line(reader);
+            }
             return i;
         }
     }
@@ -369,7 +385,13 @@ bool cfg_read_base_record(cfg_reader* reader, cfg_base_record* record) {
                                 {"add_data", &record->add_data},
                                 {"add_data2", &record->add_data2},
                                 {"name", record->name, true}};
-    if (cfg_read_record(reader, fields) < static_cast<int>(std::size(fields))) {
+    const int count = cfg_read_record(reader, fields);
+    if (count > 0) {
+        dbg_pmesg(DBG_GREEN, "read %d %d %d %d %d %d %d %s\n", record->idx, record->cf_cc,
+                  record->app_cc, record->ctl_type, record->data_type, record->add_data,
+                  record->add_data2, record->name);
+    }
+    if (count < static_cast<int>(std::size(fields))) {
         return false;
     }
     if (record->idx < 0 || record->idx >= TOTAL_CFG_ITEM) {
@@ -381,7 +403,11 @@ bool cfg_read_base_record(cfg_reader* reader, cfg_base_record* record) {
 
 bool cfg_read_preset_record(cfg_reader* reader, cfg_preset_record* record) {
     const cfg_field fields[] = {{"name", record->name, true}, {"app_cc", &record->app_cc}};
-    if (cfg_read_record(reader, fields) < static_cast<int>(std::size(fields))) {
+    const int count = cfg_read_record(reader, fields);
+    if (count > 0) {
+        dbg_pmesg(DBG_GREEN, "read %s %d\n", record->name, record->app_cc);
+    }
+    if (count < static_cast<int>(std::size(fields))) {
         return false;
     }
     if (!utl_is_bare_word(record->name)) {

@@ -84,8 +84,9 @@ cfg_reader cfg_read_from(FILE* fp, const char* file_name);
 byte cfg_invalid_line(cfg_reader* reader);
 
 // Reads the fields of the record that comes next; it may span lines, which is reported. Returns how
-// many were read: fewer than asked for when the record is refused (reported; the rest of the line
-// is skipped), -1 when the file ends before the first.
+// many were read: -1 when the file ends before the first; fewer than asked for when the record is
+// refused (reported; the rest of its first line is skipped, of a later one what was read), or when
+// the white space of a line was all.
 int cfg_read_record(cfg_reader* reader, std::span<const cfg_field> fields);
 
 // Reports something about the record read last, by file and line.
@@ -107,7 +108,8 @@ struct cfg_preset_record {
     int app_cc;
 };
 
-// Read the record that comes next. False when it is refused, which is reported, or there is none.
+// Read the record that comes next; what it does not have is left alone. False when it is refused,
+// which is reported, or there is none.
 bool cfg_read_base_record(cfg_reader* reader, cfg_base_record* record);
 bool cfg_read_preset_record(cfg_reader* reader, cfg_preset_record* record);
 

@@ -144,20 +144,20 @@ int sl_read_color(cfg_reader* reader, t_labellist* color) {
     const cfg_field fields[] = {{"index", &color->idx},
                                 {"escape sequence", color->label_name},
                                 {"colour name", color->key_name}};
-    const int count = cfg_read_record(reader, fields);
-    if (count < static_cast<int>(std::size(fields))) {
-        return count;
+    return cfg_read_record(reader, fields);
+}
+
+bool sl_accept_color(const cfg_reader& reader, const t_labellist& color) {
+    if (color.idx < 0 || color.idx >= MAX_LIST_NUM) {
+        cfg_refuse(reader, "index %d is not 0 to %d", color.idx, MAX_LIST_NUM - 1);
+        return false;
     }
-    if (color->idx < 0 || color->idx >= MAX_LIST_NUM) {
-        cfg_refuse(*reader, "index %d is not 0 to %d", color->idx, MAX_LIST_NUM - 1);
-        return 0;
+    if (!is_safe_sequence(color.label_name)) {
+        cfg_refuse(reader, "escape sequence %s has a quote, dollar, backquote or final backslash",
+                   color.label_name);
+        return false;
     }
-    if (!is_safe_sequence(color->label_name)) {
-        cfg_refuse(*reader, "escape sequence %s has a quote, dollar, backquote or final backslash",
-                   color->label_name);
-        return 0;
-    }
-    return count;
+    return true;
 }
 
 int sl_read_position(cfg_reader* reader, t_soft_label* position) {
@@ -178,9 +178,9 @@ int sl_read_customization(cfg_reader* reader, sl_customization* line) {
 int color_list_add_item(cfg_reader* reader) {
     t_labellist entry = {};
     const int count = sl_read_color(reader, &entry);
-    if (count == COLOR_FIELDS) {
+    total_color_list += count > 0 ? 1 : 0;  // else the colours behind it would not be found
+    if (count == COLOR_FIELDS && sl_accept_color(*reader, entry)) {
         colorList[entry.idx] = entry;
-        ++total_color_list;
     }
     return count;
 }
@@ -188,14 +188,16 @@ int color_list_add_item(cfg_reader* reader) {
 int soft_label_add_item(cfg_reader* reader) {
     t_soft_label entry = {};
     const int count = sl_read_position(reader, &entry);
+    if (count > 0) {
+        dbg_pmesg(DBG_GREEN, "read %s\n", entry.key_name);
+    }
     if (count < POSITION_FIELDS) {
         return count;
     }
     if (total_soft_label >= MAX_TOTAL_SOFT_LABELS) {
         cfg_refuse(*reader, "there are %d positions already", MAX_TOTAL_SOFT_LABELS);
-        return 0;
+        return count;
     }
-    dbg_pmesg(DBG_GREEN, "read %s\n", entry.key_name);
     entry.cc = INVALID_CC;
     soft_label_array[total_soft_label] = entry;
     dbg_pmesg(DBG_RED, "have key %s in x:%d y:%d \n", entry.key_name, entry.x_pos, entry.y_pos);

@@ -62,7 +62,7 @@ struct sl_customization {
 // Filled at start; afterwards the host worker changes only the two label indices. A place beyond
 // the last slot is reported and skipped.
 extern t_labellist colorList[MAX_LIST_NUM];
-extern int total_color_list;
+extern int total_color_list;  // colour lines read: so many slots are searched
 extern t_soft_label soft_label_array[MAX_TOTAL_SOFT_LABELS];
 extern int total_soft_label;
 extern int total_valid_soft_label;  // customisation lines applied; 0: nothing is drawn
@@ -89,7 +89,7 @@ byte sl_cfg_invalid_line(cfg_reader* reader, int list_type);
 int list_add_item(int list_type, cfg_reader* reader);
 
 // Read the record that comes next. Each returns the number of fields that it read, -1 at the end of
-// the file, and 0 for a record that was read and is refused, which is reported.
+// the file.
 constexpr int COLOR_FIELDS = 3;
 constexpr int POSITION_FIELDS = 3;
 constexpr int CUSTOMIZATION_FIELDS = 5;
@@ -97,9 +97,11 @@ int sl_read_color(cfg_reader* reader, t_labellist* color);
 int sl_read_position(cfg_reader* reader, t_soft_label* position);
 int sl_read_customization(cfg_reader* reader, sl_customization* line);
 
-// Read one record and apply it. Each returns the number of fields that it read, -1 at the end of
-// the file, and 0 for a record that was read and is not used, which is reported (an unknown key at
-// level 10 only).
+// True for a colour that can be used; another one is reported.
+bool sl_accept_color(const cfg_reader& reader, const t_labellist& color);
+
+// Read one record and apply it, or report why not (an unknown key at level 10 only). Each returns
+// the number of fields that it read, -1 at the end of the file, and 0 for an unknown key.
 int color_list_add_item(cfg_reader* reader);
 int soft_label_add_item(cfg_reader* reader);
 int customize_soft_label(cfg_reader* reader);

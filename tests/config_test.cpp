@@ -119,6 +119,18 @@ TEST(Preset, ChangesTheHostNumbersOfTheControlsItNames) {
     EXPECT_EQ(board_number(22), 61);
 }
 
+TEST(Preset, ARecordThatBreaksOffLeavesTheNextLineAlone) {
+    const std::string said =
+        load("5 5 50 0 0 0 2 PLAY_A\n6 6 60 0 0 0 2 CUE_A\n", "midi_preset=2\n",
+             "orvik.midictl.cfg2.txt.ok", "PLAY_A\nCUE_A 70\nPLAY_A -\nPLAY_A\n# 80\n");
+    EXPECT_EQ(board_number(5), 50);
+    EXPECT_EQ(board_number(6), 70);
+    const std::string missing = ": fields missing after name (found 1 of 2); line skipped\n";
+    const std::string file = "../resources/orvik.midictl.cfg2.txt.ok:";
+    EXPECT_EQ(said, file + "1" + missing + file +
+                        "3: app_cc \"-\" is not a number; line skipped\n" + file + "4" + missing);
+}
+
 TEST(Preset, NamesThatTheShellWouldReadAreRefused) {
     const std::string names[] = {"$(touch x)", "`touch`", "A;touch", "-e",  ".A",
                                  "A*",         "A'",      "A\"B",    "A\\", std::string(64, 'A')};

@@ -266,9 +266,9 @@ TEST(Diagnostics, ADeviceIsLostOnceAndForGood) {
 }
 
 TEST(Diagnostics, EachMessageHasItsLevel) {
-    write_resource("orvik.midictl.cfg2.txt.ok", "BROWSE 31\nNOBODY 1\n");
+    write_resource("orvik.midictl.cfg2.txt.ok", "BROWSE 31\nNOBODY 1\nA* 2\nCUE\n");
     write_resource("orvik.color.cfg", "0 \\033[0;37m WHITE\n1 \\033[1;31m RED\n");
-    write_resource("orvik.softlabelpos.cfg", "3 2 ONE\n");
+    write_resource("orvik.softlabelpos.cfg", "3 2 ONE\n4 x\n");
     write_resource("orvik.miditxt.cfg0.txt.ok", "ONE a 60 RED WHITE\nTWO b 1 RED WHITE\n");
     for (const int threshold : {-1, 2, 3, 9, 10, 19, 20, 29, 30, 99, 101, 100, 3}) {
         static bool verbose = false;  // once on, it stays
@@ -282,7 +282,7 @@ TEST(Diagnostics, EachMessageHasItsLevel) {
                 expected += line.substr(line.find(' ') + 1) + "\n";
             }
         }
-        start("18 64 30 1 1 16 0 BROWSE\n21 1 60 3 0 1 2 PLAY\n", 0);
+        start("18 64 30 1 1 16 0 BROWSE\n21 1 60 3 0 1 2 PLAY\n85 1 2 3 4 5 6 X\n7 8 x\n", 0);
         total_color_list = total_soft_label = total_valid_soft_label = 0;
         write_resource("orvik.sys.cfg", "midi_preset=2\n");
         testing::internal::CaptureStdout();

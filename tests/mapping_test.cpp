@@ -31,6 +31,8 @@ TEST(Mapping, RecordsOfTheBaseMapping) {
         {"21 1 99999999999 3 0 1 2 A\n22 2 61 3 0 1 2 B\n", 21, "unmapped_21", 1},
         {"85 1 60 3 0 1 2 A 21 1 60 3 0 1 2 B\n22 2 61 3 0 1 2 C\n", 22, "C", 61},
         {"21 1 60 3 0 1 2\n", 21, "unmapped_21", 1},
+        {"20 0 60 3\n0 X\t21 1 60 3 0 1 2 A\n\t\nX\n", 21, "unmapped_21", 1},
+        {"20 0 60 3 0 1 2 X\t\n# \n21 1 60 3 0 1 2 A\n", 21, "A", 60},
     };
     for (const auto& [text, index, name, host_sees] : cases) {
         Mapping mapping;
@@ -75,7 +77,7 @@ TEST(Setup, PresetAndChannel) {
          "22 2 61 1 0 0 2 HIDDEN\n23 3 62 1 0 0 2 SYNC\n"},
         {"orvik.sys.cfg", "MIDI_CHANNEL=259=4\r\nmidi_preset=0\n"},
         {"orvik.midictl.cfg0.txt", "\xef\xbb\xbfplay_a 99\nHIDDEN 98\nNOWHERE 97\nSYNC 96\r\n"},
-        {"orvik.midictl.cfg2.txt.ok", "PLAY_AB\n95\nSYNC sync\nHIDDEN 94"},
+        {"orvik.midictl.cfg2.txt.ok", "PLAY_AB\n95\nSYNC sync\nHIDDEN\nHIDDEN 94"},
         {"orvik.midictl.cfg-1.txt.ok", "23 3 93 1 0 0 2 SYNC"}};
     const auto setup = setup_of(files);
     EXPECT_EQ(setup.channel, 3);

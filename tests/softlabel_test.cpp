@@ -74,6 +74,14 @@ TEST(LabelLists, GoodFilesFillTheTables) {
     EXPECT_STREQ(soft_label_array[3].label_name, "");
 }
 
+TEST(LabelLists, ARefusedColourCountsAndThoseBehindItAreFound) {
+    load("0 a WHITE\n256 b BAD\nx\n2 \"c WORSE\n3 d GREEN\n4 e", POSITIONS,
+         "ONE a 1 GREEN WHITE\n");
+    EXPECT_EQ(soft_label_array[0].on_color_idx, 3);
+    EXPECT_EQ(total_color_list, 5);
+    EXPECT_STREQ(colorList[2].key_name, "");
+}
+
 TEST(LabelLists, MissingFilesLeaveThemEmpty) {
     load("", "", "");
     for (const char* file : {COLOR_FILE, POSITION_FILE, CUSTOM_FILE}) {

@@ -59,6 +59,7 @@ class Records {
             } else if (text_[0] == '\n' || text_[0] == '\r') {
                 text_.remove_prefix(1);
             } else {
+                record_ = text_;
                 return true;
             }
         }
@@ -87,11 +88,18 @@ class Records {
         skip(line.size() + 1);
         return line;
     }
+    // What is left of the line that the record began in; nothing in a later one.
+    std::string_view take_rest() {
+        const std::string_view taken = record_.substr(0, record_.size() - text_.size());
+        const std::size_t begin = taken.find_first_not_of(WHITE_SPACE);
+        return taken.find('\n', begin == taken.npos ? 0 : begin) == taken.npos ? take_line() : "";
+    }
 
   private:
     void skip(std::size_t size) { text_.remove_prefix(std::min(size, text_.size())); }
 
     std::string_view text_;
+    std::string_view record_;  // from where it begins
 };
 
 char lower(char c) {
@@ -221,7 +229,7 @@ void Mapping::apply_base(std::string_view text) {
         }
         std::string name;
         if (!good || !records.take_word(name) || name.size() > MAX_NAME) {
-            lose(index, records.take_line());
+            lose(index, records.take_rest());
             continue;
         }
         if (index < 0 || index >= CONTROL_COUNT) {
@@ -246,7 +254,7 @@ void Mapping::apply_preset(std::string_view preset, std::string_view base) {
         int host_number;
         if (!records.take_word(name) || name.size() > MAX_NAME ||
             !records.take_number(host_number)) {
-            records.take_line();
+            records.take_rest();
             continue;
         }
         const std::optional<std::string_view> base_line =
