@@ -411,8 +411,8 @@ char step_value(int dir, int steps) {
     return static_cast<char>(dir == DIR_CLOCK_WISE ? NO_MOTION + steps : NO_MOTION - steps);
 }
 
-int send_plain(t_pot_internal& pot, char* buf) {
-    buf[0] = static_cast<char>(pot.vv & DATA_MASK);
+int send_plain(t_pot_internal& pot, int bits, char* buf) {
+    buf[0] = static_cast<char>(pot.vv & bits);
     pot.vv_sent = pot.vv;
     return 1;
 }
@@ -461,8 +461,11 @@ int send_rest(int pot_id, int buf_id, int dir, u16 distance, char* buf) {
 
 int calculate_pot_vv(int pot_id, int buf_id, char* buf) {
     t_pot_internal& pot = pots[buf_id][pot_id];
-    if (!IsUartBuffer(buf_id) || pot.vv_out_msg_type == MIDI_DATA_SLIDER_ABSOLUTE) {
-        return send_plain(pot, buf);
+    if (!IsUartBuffer(buf_id)) {
+        return send_plain(pot, 0xFF, buf);
+    }
+    if (pot.vv_out_msg_type == MIDI_DATA_SLIDER_ABSOLUTE) {
+        return send_plain(pot, DATA_MASK, buf);
     }
     const int zoom_f = pot_zoom_factor(buf_id, pot_id);
     const bool no_reference = pot.vv_sent == NO_VALUE;

@@ -158,8 +158,8 @@ void btn_send(int btn_id, int buf_id);
 
 // --- Steps of a pot's value ---
 
-// Writes the data byte, 0 to 0x7F, to `buf[0]` and brings the record up to date. Returns 1 when a
-// message is to go out, else 0.
+// Writes the value's byte, on the board side 0 to 0x7F, to `buf[0]` and brings the record up to
+// date. Returns 1 when a message is to go out, else 0.
 int calculate_pot_vv(int pot_id, int buf_id, char* buf);
 
 // Stores the distance of two positions and returns the direction from the second to the first.

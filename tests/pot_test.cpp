@@ -194,7 +194,15 @@ TEST_F(Engine, TheComputationSaysWhetherAMessageGoesOut) {
         EXPECT_EQ(value, c.value) << c.vv;
     }
     char value;
-    EXPECT_EQ(calculate_pot_vv(5, BOARD, &value) + calculate_pot_vv(18, HOST, &value), 2);
+    EXPECT_EQ(calculate_pot_vv(5, BOARD, &value), 1);
+}
+
+TEST_F(Engine, ARecordOfTheHostSendsTheLowByteOfItsValue) {
+    for (const int value : {0x40C5, 0x4080, 0x017F}) {
+        pots[HOST][62].vv = static_cast<u16>(value);
+        idle_scans(HOST, POT_RPT_INTERVAL);
+        EXPECT_EQ(board_got(), "b0 00 " + hex(value));
+    }
 }
 
 TEST_F(Engine, StepsAndPositionsStayWithinSevenBits) {
