@@ -467,6 +467,7 @@ void cfg_read_midi_channel() {
     cfg_get_value_from_file(sys_cfg, "midi_channel", value, SETTING_LEN);
     set_midi_channel_no(static_cast<u8>(atoi(value)));
     if (midi_channel_no == INVALID_NUM) {
+        utl_hide_controls(value);
         dbg_pmesg(DBG_DEFAULT,
                   "%s: midi_channel \"%s\" refused: expected 0 to 15; "
                   "sending on channel 0, host channel messages are dropped\n",

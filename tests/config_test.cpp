@@ -232,6 +232,15 @@ TEST(Channel, OptionFirstThenTheSettingsFile) {
     }
 }
 
+TEST(Channel, ARefusedValueIsShownWithoutItsControlCharacters) {
+    write_resource("orvik.sys.cfg", "midi_channel=16\x1B[2J\r\n");
+    testing::internal::CaptureStderr();
+    cfg_read_midi_channel();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "../resources/orvik.sys.cfg: midi_channel \"16?[2J?\" refused: expected 0 to 15; "
+              "sending on channel 0, host channel messages are dropped\n");
+}
+
 TEST(Channel, TheCheckLooksAtTheLowFourBits) {
     set_midi_channel_no(2);
     set_midi_channel_no(16);
