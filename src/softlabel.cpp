@@ -81,6 +81,9 @@ int check_buf[64];
 constexpr int CHECK_LINE_SIZE = 32;
 static_assert(CHECK_LINE_SIZE <= sizeof check_buf);
 
+// Special to the shell in a path, or white space.
+constexpr const char* NEEDS_QUOTES = "|&;<>()$`\\\"'*?[#~=% \t\n\v\f\r";
+
 void show_splash() {
     char resources[PATH_MAX];
     if (realpath(CFG_RESOURCES, resources) == nullptr) {
@@ -89,9 +92,10 @@ void show_splash() {
     }
     char quoted[2 * PATH_MAX];
     utl_quote(resources, quoted, sizeof quoted);
+    const char* const quote = strpbrk(resources, NEEDS_QUOTES) != nullptr ? "\"" : "";
     char command[sizeof quoted + CMD_LEN];
-    snprintf(command, sizeof command, "fbsplash -s \"%s/%s\"", quoted,
-             total_valid_soft_label != 0 ? SPLASH_WITH_LABELS : SPLASH_WITHOUT_LABELS);
+    snprintf(command, sizeof command, "fbsplash -s %s%s/%s%s", quote, quoted,
+             total_valid_soft_label != 0 ? SPLASH_WITH_LABELS : SPLASH_WITHOUT_LABELS, quote);
     utl_run(command);
 }
 
@@ -327,17 +331,11 @@ void check_buf_reset() {
 void show_label(int idx, byte b2) {
     char text[ESCAPED_LABEL_SIZE];
     escape_text(label_name(idx), text, sizeof text);
-    char command[CMD_LEN] = {};
-    const int len =
-        snprintf(command, sizeof command, "echo -ne \"\\033[%d;%dH%s%s%s\" > " TEXT_CONSOLE,
-                 x_pos(idx), y_pos(idx), color(b2, idx), text, color_code(COLOR_OFF));
-    if (len >= CMD_LEN) {
-        dbg_pmesg(DBG_DEFAULT, "label %s not drawn: its command is longer than %d characters\n",
-                  soft_label_array[idx].key_name, CMD_LEN - 1);
-        return;
-    }
-    FILE* const shell = utl_open_shell(command);
+    char command[CMD_LEN];
+    snprintf(command, sizeof command, "echo -ne \"\\033[%d;%dH%s%s%s\" > " TEXT_CONSOLE, x_pos(idx),
+             y_pos(idx), color(b2, idx), text, color_code(COLOR_OFF));
     dbg_pmesg(DBG_RED, "cmd %s \n", command);
+    FILE* const shell = utl_open_shell(command);
     pclose(shell);
 }
 

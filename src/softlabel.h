@@ -130,8 +130,8 @@ bool Check_Xfbdev();
 // Forgets the line that Check_Xfbdev() compares with.
 void check_buf_reset();
 
-// Draws label `idx` in its on colour (`b2` not 0) or its off colour. A command that does not fit
-// is reported and not run; ends the program when the shell cannot be started.
+// Draws label `idx` in its on colour (`b2` not 0) or its off colour; ends the program when the
+// shell cannot be started.
 void show_label(int idx, byte b2);
 
 // The escape sequence of the label's on colour (`b2` not 0) or off colour.

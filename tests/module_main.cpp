@@ -1,5 +1,5 @@
 // The platform stands before the first module test. Time passes as a test says, and a pause is
-// noted among the commands.
+// noted among the commands; what the shell is given is noted as it is written.
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -24,6 +24,14 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept {
 int usleep(useconds_t us) {
     std::ofstream("../called", std::ios::app) << "usleep " << us << '\n';
     return 0;
+}
+
+extern "C" int __real_system(const char* command);
+
+// The linker leads the daemon's calls here.
+extern "C" int __wrap_system(const char* command) {
+    std::ofstream("../written", std::ios::app) << command << '\n';
+    return __real_system(command);
 }
 
 int main(int argc, char** argv) {

@@ -1,6 +1,7 @@
 // Soft labels: the lists, the screen take-over, drawing, and the host notes that draw.
 #include "softlabel.h"
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -194,6 +195,19 @@ TEST(LabelDrawing, FixedSequences) {
     EXPECT_STREQ(color_code(6), color_code(COLOR_OFF));
 }
 
+TEST(LabelDrawing, TheCommandIsLoggedBeforeAMissingShellEndsTheProgram) {
+    load(COLORS, POSITIONS, "ONE a 1 RED WHITE\n");
+    ASSERT_EXIT(
+        {
+            rlimit none;
+            none.rlim_cur = none.rlim_max = 3;
+            setrlimit(RLIMIT_NOFILE, &none);
+            dbg_set_msg_level(DBG_RED);
+            show_label(0, 1);
+        },
+        testing::KilledBySignal(SIGABRT), "cmd echo -ne .*tty0 \ncannot start the shell for ");
+}
+
 // `ps` prints these lines, one a call.
 std::string taken_over(const std::string& processes, const std::string& splash) {
     write_resource("processes", processes);
@@ -249,6 +263,42 @@ TEST(Screen, IsTakenOverAndEveryLabelDrawnOnce) {
     EXPECT_TRUE(soft_label_enabled());
     set_soft_label_ctl(0);
     EXPECT_FALSE(soft_label_enabled());
+}
+
+TEST(Screen, ThePathOfTheImageHasQuotesOnlyWhereTheShellNeedsThem) {
+    const struct {
+        const char* directory;
+        const char* written;  // null: as it is
+    } cases[] = {
+        {"mixer-2.0_a,b:c@d+e\xC3\xA9", nullptr},
+        {"my mixer", "my mixer"},
+        {"tab\t", "tab\t"},
+        {"it's", "it's"},
+        {"a;b", "a;b"},
+        {"[a]*", "[a]*"},
+        {"$HOME", "\\$HOME"},
+        {"a\\b\"c`d", "a\\\\b\\\"c\\`d"},
+    };
+    const std::string home = std::filesystem::canonical("..").string() + "/";
+    for (const auto& [directory, written] : cases) {
+        std::filesystem::create_directories(home + directory + "/resources");
+        std::filesystem::create_directories(home + directory + "/bin");
+        std::filesystem::current_path(home + directory + "/bin");
+        testing::internal::CaptureStdout();
+        screen_init();
+        testing::internal::GetCapturedStdout();
+        std::filesystem::current_path(home + "bin");
+        const std::string quote = written != nullptr ? "\"" : "";
+        const std::string image = "/resources/orv_midi_screen_wide.ppm";
+        EXPECT_TRUE(read_resource("../" + std::string(directory) + "/written")
+                        .ends_with("\nfbsplash -s " + quote + home +
+                                   (written != nullptr ? written : directory) + image + quote +
+                                   "\n"))
+            << directory;
+        EXPECT_TRUE(
+            commands_called().ends_with("fbsplash [-s] [" + home + directory + image + "]\n"))
+            << directory;
+    }
 }
 
 }  // namespace

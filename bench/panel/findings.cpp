@@ -26,7 +26,6 @@ constexpr Beginning BEGINNINGS[] = {
     {"cannot start ", Tone::Failure},
     {"configuration index ", Tone::Finding},
     {"error ", Tone::Failure},
-    {"label ", Tone::Finding},
     {"lost ", Tone::Finding},
     {"midi channel ", Tone::Finding},
     {"no splash image: ", Tone::Finding},
