@@ -66,7 +66,7 @@ TEST(Options, ThoseThatEndTheProgram) {
         {"-d 5 now -- -c -x", " set level to 5 \n" + started},
         {"-- now -x", started},
         {"now -", started},
-        {"now -x", usage},
+        {"now -h", usage},
         {"-c now -x", version},
         {"-t", usage},
         {"-x", usage},
@@ -101,6 +101,7 @@ TEST(Options, ComplaintsAreThoseOfTheManual) {
         const std::string wanted = PACKAGED != nullptr ? packaged + option[1] : complaint;
         EXPECT_TRUE(said.substr(0, said.find('\n')).ends_with(wanted)) << said;
     }
+    EXPECT_NE(manual.find("differs from this page"), std::string::npos) << "the usage text does";
 }
 
 TEST(Options, WithoutMappingTheProgramEndsWithStatusZero) {
