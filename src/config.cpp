@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -24,7 +23,6 @@ namespace {
 
 constexpr int LOOKUP_CMD_LEN = 256;
 constexpr int INDEX_LEN = 8;
-constexpr int REPORT_LEN = 256;
 constexpr int SHOWN_LEN = 32;  // of a word that a message quotes
 constexpr int SETTING_LEN = 16;
 constexpr int BASE_FORM_PRESET_NO = -1;
@@ -117,11 +115,11 @@ bool take_number(cfg_reader* reader, const cfg_field& field) {
         word.add(take(reader));
     }
     if (strncmp(word.text, BYTE_ORDER_MARK, strlen(BYTE_ORDER_MARK)) == 0) {
-        cfg_refuse(*reader, "a byte order mark is in front of \"%s\"",
-                   word.text + strlen(BYTE_ORDER_MARK));
+        cfg_refuse<TEXT_BYTE_ORDER_MARK>(*reader, word.text + strlen(BYTE_ORDER_MARK));
+    } else if (has_digits) {
+        cfg_refuse<TEXT_NOT_POSSIBLE>(*reader, field.name, word.text);
     } else {
-        cfg_refuse(*reader, "%s \"%s\" is not a%s number", field.name, word.text,
-                   has_digits ? " possible" : "");
+        cfg_refuse<TEXT_NOT_A_NUMBER>(*reader, field.name, word.text);
     }
     return false;
 }
@@ -138,20 +136,13 @@ bool take_text(cfg_reader* reader, const cfg_field& field) {
     const size_t most = field.size - 1;
     field.text[std::min(len, most)] = '\0';
     if (len > most && field.whole) {
-        cfg_refuse(*reader, "%s of %zu characters is longer than %zu", field.name, len, most);
+        cfg_refuse<TEXT_TOO_LONG>(*reader, field.name, len, most);
         return false;
     }
     if (len > most) {
-        cfg_report(*reader, "%s cut to %zu characters: %s", field.name, most, field.text);
+        cfg_report<TEXT_CUT>(*reader, field.name, most, field.text);
     }
     return true;
-}
-
-void report_line(const cfg_reader& reader, const char* format, va_list args, const char* end) {
-    char text[REPORT_LEN];
-    vsnprintf(text, sizeof text, format, args);
-    utl_hide_controls(text);
-    dbg_pmesg(DBG_DEFAULT, "%s:%d: %s%s\n", reader.name, reader.first_line, text, end);
 }
 
 // --- Applying records ---
@@ -210,7 +201,7 @@ bool is_regular(const char* file_name) {
         return true;
     }
     if (strcmp(reported, file_name) != 0) {
-        dbg_pmesg(DBG_DEFAULT, "%s: not a regular file: taken as missing\n", file_name);
+        dbg_about<TEXT_NOT_REGULAR>(file_name, 0, "");
         snprintf(reported, sizeof reported, "%s", file_name);
     }
     return false;
@@ -336,8 +327,8 @@ int cfg_read_record(cfg_reader* reader, std::span<const cfg_field> fields) {
             return ended ? -1 : 0;
         }
         if (missing) {
-            cfg_refuse(*reader, "fields missing after %s (found %d of %d)",
-                       fields[static_cast<size_t>(i - 1)].name, i, count);
+            cfg_refuse<TEXT_FIELDS_MISSING>(*reader, fields[static_cast<size_t>(i - 1)].name, i,
+                                            count);
             return i;
         }
         if (i == 0) {
@@ -351,27 +342,15 @@ int cfg_read_record(cfg_reader* reader, std::span<const cfg_field> fields) {
         }
     }
     if (reader->line != reader->first_line) {
-        cfg_report(*reader, "fields missing here: the record continues in line %d", reader->line);
+        cfg_report<TEXT_CONTINUES>(*reader, reader->line);
     }
     return count;
 }
 
-void cfg_report(const cfg_reader& reader, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    report_line(reader, format, args, "");
-    va_end(args);
-}
-
-void cfg_refuse(const cfg_reader& reader, const char* format, ...) {
-    char end[64] = "; line skipped";
+cfg_skipped::cfg_skipped(const cfg_reader& reader) : text("; line skipped") {
     if (reader.line != reader.first_line) {
-        snprintf(end, sizeof end, "; lines %d to %d skipped", reader.first_line, reader.line);
+        snprintf(text, sizeof text, "; lines %d to %d skipped", reader.first_line, reader.line);
     }
-    va_list args;
-    va_start(args, format);
-    report_line(reader, format, args, end);
-    va_end(args);
 }
 
 // --- Records of the mapping ---
@@ -395,7 +374,7 @@ bool cfg_read_base_record(cfg_reader* reader, cfg_base_record* record) {
         return false;
     }
     if (record->idx < 0 || record->idx >= TOTAL_CFG_ITEM) {
-        cfg_refuse(*reader, "idx %d is not 0 to %d", record->idx, TOTAL_CFG_ITEM - 1);
+        cfg_refuse<TEXT_IDX>(*reader, record->idx, TOTAL_CFG_ITEM - 1);
         return false;
     }
     return true;
@@ -411,10 +390,7 @@ bool cfg_read_preset_record(cfg_reader* reader, cfg_preset_record* record) {
         return false;
     }
     if (!utl_is_bare_word(record->name)) {
-        cfg_refuse(*reader,
-                   "name \"%s\" is more than letters, digits, underscores and, not first, minus, "
-                   "dot, plus",
-                   record->name);
+        cfg_refuse<TEXT_NAME>(*reader, record->name);
         return false;
     }
     return true;
@@ -444,10 +420,7 @@ void cfg_scan(FILE* p_scan, int preset_no, const char* file_name) {
         }
     }
     if (base_form && applied == 0) {
-        dbg_pmesg(DBG_DEFAULT,
-                  "%s: no line applied: expected lines of idx cf_cc app_cc ctl_type data_type "
-                  "add_data add_data2 name, found %s\n",
-                  reader.name, describe_file(p_scan));
+        dbg_about<TEXT_NONE_APPLIED>(reader.name, 0, "", describe_file(p_scan));
     }
 }
 
@@ -467,11 +440,7 @@ void cfg_read_midi_channel() {
     cfg_get_value_from_file(sys_cfg, "midi_channel", value, SETTING_LEN);
     set_midi_channel_no(static_cast<u8>(atoi(value)));
     if (midi_channel_no == INVALID_NUM) {
-        utl_hide_controls(value);
-        dbg_pmesg(DBG_DEFAULT,
-                  "%s: midi_channel \"%s\" refused: expected 0 to 15; "
-                  "sending on channel 0, host channel messages are dropped\n",
-                  sys_cfg, value);
+        dbg_about<TEXT_CHANNEL>(sys_cfg, 0, "", value);
     }
 }
 

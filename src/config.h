@@ -7,6 +7,7 @@
 #include <span>
 
 #include "common.h"
+#include "debug.h"
 
 constexpr u8 INVALID_NUM = 0xFF;  // the channel while none is set
 
@@ -89,11 +90,24 @@ byte cfg_invalid_line(cfg_reader* reader);
 // the white space of a line was all.
 int cfg_read_record(cfg_reader* reader, std::span<const cfg_field> fields);
 
+// What becomes of the record read last when it is refused: "; line skipped".
+struct cfg_skipped {
+    char text[64];
+
+    explicit cfg_skipped(const cfg_reader& reader);
+};
+
 // Reports something about the record read last, by file and line.
-[[gnu::format(printf, 2, 3)]] void cfg_report(const cfg_reader& reader, const char* format, ...);
+template <dbg_text id, typename... types>
+void cfg_report(const cfg_reader& reader, types... args) {
+    dbg_about<id>(reader.name, reader.first_line, "", args...);
+}
 
 // Reports why the record read last is not used.
-[[gnu::format(printf, 2, 3)]] void cfg_refuse(const cfg_reader& reader, const char* format, ...);
+template <dbg_text id, typename... types>
+void cfg_refuse(const cfg_reader& reader, types... args) {
+    dbg_about<id>(reader.name, reader.first_line, cfg_skipped(reader).text, args...);
+}
 
 // --- Records of the mapping ---
 

@@ -4,7 +4,11 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "utility.h"
+
 namespace {
+
+constexpr int ABOUT_LEN = 256;
 
 // Written while the options are read, before any worker exists; only read afterwards.
 int msglevel = 0;
@@ -21,6 +25,20 @@ void dbg_pmesg(int level, const char* format, ...) {
     va_start(args, format);
     vfprintf(stderr, format, args);
     va_end(args);
+}
+
+void dbg_about_line(const char* file, int line, const char* end, dbg_text id, ...) {
+    char text[ABOUT_LEN];
+    va_list args;
+    va_start(args, id);
+    vsnprintf(text, sizeof text, DBG_TEXTS[id], args);
+    va_end(args);
+    utl_hide_controls(text);
+    if (line > 0) {
+        dbg_pmesg(DBG_DEFAULT, "%s:%d: %s%s\n", file, line, text, end);
+    } else {
+        dbg_pmesg(DBG_DEFAULT, "%s: %s%s\n", file, text, end);
+    }
 }
 
 void dbg_set_msg_level(int level_in) {

@@ -153,12 +153,11 @@ int sl_read_color(cfg_reader* reader, t_labellist* color) {
 
 bool sl_accept_color(const cfg_reader& reader, const t_labellist& color) {
     if (color.idx < 0 || color.idx >= MAX_LIST_NUM) {
-        cfg_refuse(reader, "index %d is not 0 to %d", color.idx, MAX_LIST_NUM - 1);
+        cfg_refuse<TEXT_COLOR_IDX>(reader, color.idx, MAX_LIST_NUM - 1);
         return false;
     }
     if (!is_safe_sequence(color.label_name)) {
-        cfg_refuse(reader, "escape sequence %s has a quote, dollar, backquote or final backslash",
-                   color.label_name);
+        cfg_refuse<TEXT_SEQUENCE>(reader, color.label_name);
         return false;
     }
     return true;
@@ -199,7 +198,7 @@ int soft_label_add_item(cfg_reader* reader) {
         return count;
     }
     if (total_soft_label >= MAX_TOTAL_SOFT_LABELS) {
-        cfg_refuse(*reader, "there are %d positions already", MAX_TOTAL_SOFT_LABELS);
+        cfg_refuse<TEXT_POSITIONS>(*reader, MAX_TOTAL_SOFT_LABELS);
         return count;
     }
     entry.cc = INVALID_CC;

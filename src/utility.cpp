@@ -52,11 +52,10 @@ void refuse_value(const char* key, char* value) {
     char* const cr = strchr(value, '\r');
     if (cr != nullptr) {
         *cr = '\0';
+        dbg_about<TEXT_VALUE_CR>(sys_cfg, 0, "", value, key);
+    } else {
+        dbg_about<TEXT_VALUE>(sys_cfg, 0, "", value, key);
     }
-    utl_hide_controls(value);
-    dbg_pmesg(
-        DBG_DEFAULT, "%s: value \"%s\" of %s refused: %s\n", sys_cfg, value, key,
-        cr != nullptr ? "the file has CR LF line ends" : "a character that is not allowed there");
     value[0] = '\0';
 }
 
