@@ -97,7 +97,7 @@ check "CSV has the same" sh -c "jq -r --rawfile csv '$dir/csv' '"'
 
 # The manual page names every key, of which the columns are made.
 unnamed=$(for key in $(jq -r '[paths[] | strings] | unique[]' "$dir/json"); do
-    grep -qE "^\.It Cm (.* , )?$key( ,|$)" "$manual" || echo "$key"
+    grep -qE "^ *- (.*, )?\`$key\`.*\\\\$" "$manual" || echo "$key"
 done)
 check "the manual names every key, except: $unnamed" [ -z "$unnamed" ]
 

@@ -86,7 +86,7 @@ TEST(Options, ThoseThatEndTheProgram) {
 }
 
 TEST(Options, ComplaintsAreThoseOfTheManual) {
-    std::ifstream file(TESTS "/../docs/ctlbridge.1.in");
+    std::ifstream file(TESTS "/../docs/ctlbridge.1.md");
     const std::string manual{std::istreambuf_iterator<char>(file), {}};
     const struct {
         const char* option;
@@ -96,12 +96,13 @@ TEST(Options, ComplaintsAreThoseOfTheManual) {
         {"-m", ": option requires an argument: ", ": option requires an argument -- 'm'"},
     };
     for (const auto& [option, packaged, complaint] : cases) {
-        EXPECT_NE(manual.find("COMMAND" + packaged + "X\"\n"), std::string::npos) << packaged;
+        EXPECT_NE(manual.find("COMMAND" + packaged + "X`"), std::string::npos) << packaged;
         const std::string said = run(option).said;
         const std::string wanted = PACKAGED != nullptr ? packaged + option[1] : complaint;
         EXPECT_TRUE(said.substr(0, said.find('\n')).ends_with(wanted)) << said;
     }
-    EXPECT_NE(manual.find("differs from this page"), std::string::npos) << "the usage text does";
+    EXPECT_NE(manual.find("where it differs, this page"), std::string::npos)
+        << "the usage text does";
 }
 
 TEST(Options, WithoutMappingTheProgramEndsWithStatusZero) {
