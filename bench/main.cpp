@@ -62,27 +62,27 @@ constexpr Option OPTIONS[] = {
     {"daemon", "PATH", [](Options& to, const char* value) { to.world.daemon = value; },
      "the ctlbridge to run (default: the one built with this program)"},
     {"resources", "DIR", [](Options& to, const char* value) { to.world.resources = value; },
-     "its resources, for scenarios that name none of their own"},
+     "its resources, unless a scenario names its own"},
     {"emulator", "PATH", [](Options& to, const char* value) { to.world.emulator = value; },
      "a program that runs the daemon, for another machine's binary"},
     {"machine", "[=DIR]", [](Options& to, const char* value) { to.world.machine = value == nullptr ? CTLBENCH_MACHINE : value; },
      "play, panel: on an emulated machine, with the daemon that is installed there"},
     {"screen", "FILE", [](Options& to, const char* value) { to.screen_file = value; },
-     "write the screen as it is at the end, an SVG picture of its text; of a machine its pixels, in PPM"},
+     "write the final screen as an SVG picture of its text, or of the machine as pixels in PPM"},
     {"no-traffic", nullptr, [](Options& to, const char*) { to.hidden.traffic_led = true; },
-     "leave the changes of the traffic LED out"},
+     "leave out changes of the traffic LED"},
     {"quiet", nullptr, [](Options& to, const char*) { to.quiet = true; },
-     "print failures and results only"},
+     "print only failures and results"},
     {"port", "[NAME]", [](Options& to, const char* value) { to.ports.host = true; to.ports.where = value == nullptr ? "" : value; },
      "panel, play: the host is a MIDI port (default: the product's name), or /dev/..."},
     {"port-api", "API", [](Options& to, const char* value) { to.ports.api = value; },
      "alsa or jack (default: ALSA's sequencer where there is one)"},
     {"board", "DEVICE", [](Options& to, const char* value) { to.ports.board = value; },
-     "panel, play: the board is real, at this serial line"},
+     "panel, play: the board is a real one, at this serial line"},
     {"count", "N", [](Options& to, const char* value) { to.soak.count = whole_number(value); },
      "soak: messages each way (default: ten million)"},
     {"seconds", "N", [](Options& to, const char* value) { to.soak.seconds = whole_number(value); to.soak.count = std::numeric_limits<std::int64_t>::max(); },
-     "soak: for that long instead"},
+     "soak: run that long instead"},
     {"relay", "PATH", [](Options& to, const char* value) { to.measure.relay = value; },
      "measure: a relay to measure beside the daemon"},
     {"emulated", "PATH", [](Options& to, const char* value) { to.measure.emulated_daemon = value; },
@@ -94,7 +94,7 @@ constexpr Option OPTIONS[] = {
 };
 // clang-format on
 
-// Called with words that mean nothing to it.
+// The command line is wrong.
 struct Misuse : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

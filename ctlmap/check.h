@@ -1,4 +1,4 @@
-// What ruins an evening although the daemon can read it.
+// Mistakes in files that the daemon can read.
 #pragma once
 
 #include "control.h"

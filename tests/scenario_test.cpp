@@ -46,7 +46,7 @@ TEST(Scenario, SaysWhereALineIsWrong) {
         {"needs cable", "expected needs namespaces | machine"},
         {"start soon", "expected start old | script"},
         {"setting =4", "expected setting KEY=VALUE"},
-        {"start old\nhang up midi", "no world has both this and what a line before it needs"},
+        {"start old\nhang up midi", "no world has both this and what an earlier line needs"},
         {"needs machine\nwithout midi", "no world has both this"},
         {"mode orvik.sys.cfg 0", "expected mode NAME OCTAL"},
         {"mode orvik.sys.cfg 778", "expected mode NAME OCTAL"},

@@ -40,57 +40,57 @@ struct Panel::Key {
 };
 // clang-format off
 constexpr Panel::Key Panel::KEYS[] = {
-    {"arrows", "to the next control that way", &Panel::move, false,
+    {"arrows", "go to the next control in that direction", &Panel::move, false,
      {{KEY_LEFT, LEFT}, {KEY_RIGHT, RIGHT}, {KEY_UP, UP}, {KEY_DOWN, DOWN}}},
-    {"Tab, Shift+Tab", "the next control, the one before", &Panel::step, false, {{'\t', 1}, {KEY_BTAB, -1}}},
+    {"Tab, Shift+Tab", "go to the next control, to the previous one", &Panel::step, false, {{'\t', 1}, {KEY_BTAB, -1}}},
     {"g", "go to a control by its name", &Panel::ask, false, {{'g', AskControl}}},
-    {"Space", "tap a button; spin a platter, let it go; centre a pot", &Panel::tap, true, {{' ', 0}}},
-    {"Enter", "press a button and hold it; let it go", &Panel::hold, true, {{ENTER, 0}, {NEWLINE, 0}, {KEY_ENTER, 0}}},
+    {"Space", "tap a button; spin a platter, or let it go; centre a pot", &Panel::tap, true, {{' ', 0}}},
+    {"Enter", "press a button and hold it, or let it go", &Panel::hold, true, {{ENTER, 0}, {NEWLINE, 0}, {KEY_ENTER, 0}}},
     {"+ -  Shift+Right Left", "turn by one step", &Panel::turn, true,
      {{'+', 1}, {'=', 1}, {'-', -1}, {KEY_SRIGHT, 1}, {KEY_SLEFT, -1}}},
     {"> <  Shift+Up Down", "turn by eight steps", &Panel::turn, true, {{'>', 8}, {'<', -8}, {KEY_SR, 8}, {KEY_SF, -8}}},
     {"0 to 9", "set a pot; from the host, a light or a meter", &Panel::set, true,
      {{'0', 0}, {'1', 1}, {'2', 2}, {'3', 3}, {'4', 4}, {'5', 5}, {'6', 6}, {'7', 7}, {'8', 8}, {'9', 9}}},
-    {"t", "lay a hand on the platter, take it off", &Panel::touch, true, {{'t', 0}}},
+    {"t", "lay a hand on the platter, or take it off", &Panel::touch, true, {{'t', 0}}},
     {"r", "let a platter or the encoder come to rest", &Panel::rest, true, {{'r', 0}}},
-    {"l", "from the host: light on, light off", &Panel::light, true, {{'l', 0}}},
+    {"l", "from the host: light on or off", &Panel::light, true, {{'l', 0}}},
     {"b", "from the host: change the label on this control's note", &Panel::label, true, {{'b', 0}}},
     {"i", "from the host: Identity Request", &Panel::identity, true, {{'i', 0}}},
     {":", "type a step of a scenario: host send 90 3c 7f", &Panel::ask, true, {{':', AskStep}}},
-    {"v", "show the wire, the log, the screen", &Panel::next_pane, false, {{'v', 0}}},
-    {"p, End", "pause, go on", &Panel::pause, false, {{'p', 0}, {KEY_END, 0}}},
-    {"PgUp PgDn, wheel", "scroll back, forward", &Panel::scroll, false, {{KEY_PPAGE, 1}, {KEY_NPAGE, -1}}},
-    {"f", "only the lines of this control, all lines", &Panel::filter_control, false, {{'f', 0}}},
-    {"/", "only lines with a text; empty: all", &Panel::ask, false, {{'/', AskFilter}}},
-    {"w", "restart and record; stop and write the scenario", &Panel::record, false, {{'w', 0}}},
+    {"v", "show the wire, the log or the screen", &Panel::next_pane, false, {{'v', 0}}},
+    {"p, End", "pause or go on", &Panel::pause, false, {{'p', 0}, {KEY_END, 0}}},
+    {"PgUp PgDn, wheel", "scroll back or forward", &Panel::scroll, false, {{KEY_PPAGE, 1}, {KEY_NPAGE, -1}}},
+    {"f", "show only the lines of this control, or all lines", &Panel::filter_control, false, {{'f', 0}}},
+    {"/", "show only lines that contain a text; empty: all", &Panel::ask, false, {{'/', AskFilter}}},
+    {"w", "restart and record, or stop and write the scenario", &Panel::record, false, {{'w', 0}}},
     {"R", "restart with the files as they are on disk now", &Panel::restart, false, {{'R', 0}}},
-    {"Ctrl+L", "draw everything anew", &Panel::redraw, false, {{control_key('L'), 0}}},
+    {"Ctrl+L", "redraw everything", &Panel::redraw, false, {{control_key('L'), 0}}},
     {"?", "this page", &Panel::help, false, {{'?', 0}}},
-    {"q, Ctrl+C", "end", &Panel::quit, false, {{'q', 0}}},
+    {"q, Ctrl+C", "quit", &Panel::quit, false, {{'q', 0}}},
 };
 // clang-format on
-// What no key stands for.
+// What is not a key.
 struct Row {
     const char* name;
     const char* help;
 };
 constexpr Row ALSO[] = {
-    {"left button", "press a button, drag a pot, spin a platter, light on off"},
-    {"right button", "light on, light off"},
+    {"left button", "press a button, drag a pot, spin a platter, light on or off"},
+    {"right button", "light on or off"},
     {"wheel", "turn what is under the pointer"},
-    {"at : g /", "Up Down: typed before; Tab: complete; Esc: leave"},
-    {"board → host →", "on the wire: sent by that end, into the bridge"},
-    {"board ← host ←", "out of the bridge, arrived at that end"},
+    {"at : g /", "Up Down: earlier input; Tab: complete; Esc: cancel"},
+    {"board → host →", "on the wire: sent by that end into the bridge"},
+    {"board ← host ←", "out of the bridge, received by that end"},
     {"board 12→10 host/s", "messages a second: 12 from the board, 10 to the host"},
     {"host 3→2 board/s", "the other way"},
-    {"dropped", "bytes sent that belong to no control or another channel"},
-    {"merged", "changes of pots and meters that went out with later ones"},
-    {"port →1 ←2", "1 program gets from the port, 2 send to it"},
-    {"gone, 3 lost", "the port or device is away; messages it did not take"},
+    {"dropped", "bytes for no mapped control or on another channel"},
+    {"merged", "changes of pots and meters sent together with later ones"},
+    {"port →1 ←2", "1 program receives from the port, 2 send to it"},
+    {"gone, 3 lost", "the port or device is gone; messages that it did not take"},
     {"▲ ▼ in the title", "the traffic LED: messages to the host, to the board"},
     {"▼ on a button", "it is held"},
     {"lost", "the control's line in the mapping is gone or was skipped"},
-    {"=60", "another control has number 60 at the host, too"},
+    {"=60", "another control has number 60 at the host too"},
 };
 
 // What is asked on the last line.
@@ -333,7 +333,7 @@ void Panel::draw_help() {
     const int height = terminal_->rows() - 2, count = static_cast<int>(rows.size());
     const int pages = (count + height - 1) / height;
     help_page_ = std::clamp(help_page_, 0, pages - 1);
-    std::string title = " Keys, mouse, what is seen";
+    std::string title = " Keys, mouse, signs";
     title += pages == 1 ? ""
                         : "   page " + std::to_string(help_page_ + 1) + " of " +
                               std::to_string(pages) + ", Space for the next";

@@ -146,7 +146,7 @@ void Panel::notice_events() {
     }
 }
 
-// The reason comes into sight.
+// Opens the log where it says why the bridge ended.
 void Panel::notice_end() {
     if (!ended_ && controller_->exit_status()) {
         ended_ = true;

@@ -52,7 +52,7 @@ class Runner {
     void pass_time(milliseconds time);
     // Until it is so; false if it is not in time.
     bool await(milliseconds patience, const std::function<bool()>& is_so, bool printed = true);
-    // What comes late has come.
+    // Waits for what may come late.
     void settle();
 
     void send(End end, const std::vector<Bytes>& messages);

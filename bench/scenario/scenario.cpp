@@ -87,7 +87,7 @@ void read_file_lines(FileReader& file, Words& words) {
     }
 }
 
-// KEY=VALUE, in place of a line that has the key by then, or at the end.
+// Puts KEY=VALUE in place of the line that has the key, or at the end.
 void read_setting(WorldConfig& world, Words& words) {
     const std::string setting = words.text();
     const std::size_t key = setting.find('=') + 1;
@@ -162,31 +162,31 @@ constexpr SetupLine SETUP_LINES[] = {
     {"options", "OPTION...", [](File& f, Words& words) { while (words.more()) { f.world().options.push_back(words.word()); } },
      "the daemon's command line"},
     {"without", "serial | midi | command NAME", read_without,
-     "that device or command does not exist; the shell's own, such as `echo`, cannot be taken away"},
+     "that device or command does not exist; what the shell has built in, such as `echo`, cannot be taken away"},
     {"resources", "DIRECTORY", read_resources,
      "where the daemon's resources are copied from, relative to the scenario"},
     {"file", "NAME [crlf | cut | hex]", read_file_lines,
-     "lays a file over them; its lines follow, indented by four blanks. `crlf`: with CR LF line ends; `cut`: without the end "
-     "of the last line; `hex`: of bytes in hexadecimal, and of nothing else"},
+     "adds or replaces a file; its lines follow, indented by four blanks. `crlf`: with CR LF line ends; `cut`: without the "
+     "last line end; `hex`: just these bytes, in hexadecimal"},
     {"setting", "KEY=VALUE", [](File& f, Words& words) { read_setting(f.world(), words); },
      "changes one line of `orvik.sys.cfg`"},
     {"remove", "NAME", [](File& f, Words& words) { read_remove(f.world(), words); },
-     "takes a file out of them"},
+     "removes a file"},
     {"directory", "NAME", [](File& f, Words& words) { f.world().directories.push_back(words.word()); },
      "puts a directory in a file's place"},
     {"mode", "NAME OCTAL", [](File& f, Words& words) { read_mode(f.world(), words); },
-     "permission bits of a file that is there by then, or of `.`, the directory of them all; the daemon has no power to pass "
-     "over them", Needs::Namespaces},
+     "sets the permission bits of a file that exists at this line, or of `.`, their directory; the daemon runs without the "
+     "privilege to ignore them", Needs::Namespaces},
     {"xfbdev lingers", "MS", [](File& f, Words& words) { f.world().xfbdev_lingers = milliseconds(words.number(0, MAX_TIME)); },
-     "how long `Xfbdev` outlives the signal it obeys"},
+     "how long `Xfbdev` lives on after the signal that it obeys"},
     {"xfbdev ignores", "SIGNALS", [](File& f, Words& words) { f.world().xfbdev_ignores = words.number(0, 100); },
-     "how many it ignores before"},
+     "how many signals it ignores before that"},
     {"start", "old | script", [](File& f, Words& words) { read_start(f.world(), words); },
-     "on the machine: the daemon runs as on a kernel 2.6.31; its init script starts it at boot", Needs::Machine},
+     "on the machine: the daemon runs as on Linux 2.6.31; the init script starts it at boot", Needs::Machine},
     {"time counts instructions", "", [](File& f, Words&) { f.world().counts_instructions = true; },
-     "of the machine: two nanoseconds each, about what the controller takes, however busy this computer is", Needs::Machine},
+     "on the machine: it runs at two nanoseconds an instruction, about the controller's speed, however busy this computer is", Needs::Machine},
     {"needs", "namespaces | machine", read_needs,
-     "cannot be played in the other world, though none of its lines tells; it is skipped there"},
+     "skips the scenario in the other world, if no other line shows what it needs"},
 };
 // clang-format on
 
@@ -223,7 +223,7 @@ void FileReader::require(Needs needs) {
 
 void FileReader::refuse_conflict() const {
     if (conflict_) {
-        throw NotAsExpected{"no world has both this and what a line before it needs"};
+        throw NotAsExpected{"no world has both this and what an earlier line needs"};
     }
 }
 
