@@ -91,7 +91,7 @@ void check_script(const model& what, findings* to) {
     }
     if (access(path, X_OK) != 0 || !is_regular(what, SCRIPT_FILE)) {
         report(to, "script-mode", SCRIPT_FILE, 0,
-               "may not be run, so that preset 0 and the labels count as missing; run chmod +x on "
+               "is not executable, so preset 0 and the labels count as missing; run chmod +x on "
                "it");
         return;
     }
@@ -127,7 +127,7 @@ void check_indented(const form& of, const lines& at, findings* to) {
     const int count = split(at.text(), words, of.fields);
     if (count == of.fields && is_number(words[of.number_at])) {
         report(to, "indented", of.file, at.number(),
-               "the line begins with a blank, so that it is a comment and has no effect; remove "
+               "the line begins with a blank, so it is a comment and has no effect; remove "
                "the blank, or write a # first");
     }
 }
@@ -197,11 +197,11 @@ void check_bytes(const model& what, const char* file, findings* to) {
     if (bytes_of(what, file).has_null) {
         report(
             to, "not-text", file, 0,
-            "has bytes 0, as in UTF-16, so that nothing in it is found; save it as UTF-8 without "
+            "has NUL bytes, as in UTF-16, so nothing in it is found; save it as UTF-8 without "
             "a byte order mark");
     } else {
         report(to, "cr-only", file, 0,
-               "its lines end in CR alone, so that all of it is one line; save it with LF line "
+               "its lines end in CR alone, so all of it is one line; save it with LF line "
                "ends");
     }
 }
@@ -246,7 +246,7 @@ void check_image(const model& what, const char* file, findings* to) {
     fclose(fp);
     if (!is_ppm || columns < 0 || rows < 0 || most != MOST) {
         report(to, "image-kind", file, 0,
-               "is not a binary PPM file with 8 bits a colour and is not shown; save it as PPM "
+               "is not a binary PPM file with 8 bits per colour and is not shown; save it as PPM "
                "(\"P6\", %d)",
                MOST);
     } else if (columns != WIDTH || rows != HEIGHT) {

@@ -29,7 +29,7 @@ color_slots check_slots(const model& what, findings* to) {
         const auto*& earlier = slots.at[color.idx];
         if (earlier != nullptr) {
             report(to, "color-twice", COLORS_FILE, color.line,
-                   "index %d is that of %s in line %d, which nothing finds any more; give each "
+                   "index %d is that of %s in line %d, which can no longer be found; give each "
                    "colour its own",
                    color.idx, earlier->key_name, earlier->line);
         }
@@ -43,7 +43,7 @@ void check_color_name(const color_record& color, const color_slots& slots, findi
     const color_record* const first = found >= 0 ? slots.at[found] : nullptr;
     if (first != nullptr && found < color.idx) {
         report(to, "color-twice", COLORS_FILE, color.line,
-               "%s is index %d in line %d already, which labels get; give each colour its own name",
+               "labels that name %s get index %d, from line %d; give each colour its own name",
                color.key_name, found, first->line);
     }
 }
@@ -97,8 +97,8 @@ void check_color(const model& what, const label_record& label, const char* name,
     }
     const color_record* const alike = with_key(what.colors, name, same_letters);
     report(to, "label-color", LABELS_FILE, label.line,
-           "there is no colour %s, with which %d label%s drawn: colour 0 stands in; %s%s", name,
-           users, users == 1 ? " is" : "s are",
+           "there is no colour %s, which %d label%s: colour 0 is drawn instead; %s%s", name, users,
+           users == 1 ? " uses" : "s use",
            alike != nullptr ? "names are case-sensitive: write " : "write a name of ",
            alike != nullptr ? alike->key_name : COLORS_FILE);
 }
@@ -124,7 +124,7 @@ void check_place(const model& what, const place_record& one, findings* to) {
         const int distance = one.y_pos - earlier.y_pos;
         if (same_text(earlier.key_name, one.key_name)) {
             report(to, "label-twice", POSITIONS_FILE, one.line,
-                   "%s has a place in line %d already, which its label uses; give this one another "
+                   "%s already has a place in line %d, which its label uses; give this one another "
                    "key",
                    one.key_name, earlier.line);
         } else if (earlier.x_pos == one.x_pos && distance < MAX_LABEL_LEN &&
@@ -146,7 +146,7 @@ bool check_key(const model& what, const label_record& label, findings* to) {
     if (idx_keyname_in_soft_label_array(label.key_name) < 0) {
         const place_record* const alike = with_key(what.positions, label.key_name, same_letters);
         report(to, "label-place", LABELS_FILE, label.line,
-               "there is no place %s, so that this label is not drawn; %s%s", label.key_name,
+               "there is no place %s, so this label is not drawn; %s%s", label.key_name,
                alike != nullptr ? "keys are case-sensitive: write " : "write a key of ",
                alike != nullptr ? alike->key_name : POSITIONS_FILE);
         return false;
@@ -166,8 +166,8 @@ void check_text(const label_record& label, findings* to) {
     const size_t len = strlen(label.text);
     if (has_other_letters(label.text)) {
         report(to, "not-ascii", LABELS_FILE, label.line,
-               "%s has umlauts or the like, which the screen may show as other characters, two for "
-               "one; write plain letters",
+               "%s has accented letters or the like, which the screen may show as other "
+               "characters, two for one; write plain letters",
                label.text);
     } else if (len > MAX_LABEL_LEN) {
         report(to, "label-cut", LABELS_FILE, label.line,

@@ -20,7 +20,7 @@ void check_index_twice(const model& what, findings* to) {
         const auto*& earlier = first[record.idx];
         if (earlier != nullptr && !sets_host_number_only(record)) {
             report(to, "index-twice", BASE_FILE, record.line,
-                   "index %d, here %s, has a line already: %s in line %d, which this one "
+                   "index %d, here %s, already has a line: %s in line %d, which this one "
                    "overrides; give each control one line",
                    record.idx, record.name, earlier->name, earlier->line);
         }
@@ -139,14 +139,14 @@ void check_data_type(const base_record& record, control_kind kind, findings* to)
     if (gives_steps(kind)) {
         if (record.data_type != MIDI_DATA_SLIDER_RELATIVE) {
             report(to, "data-position", BASE_FILE, record.line,
-                   "with data_type %d %s, which turns without end, sends positions that start over "
+                   "with data_type %d %s, which turns endlessly, sends positions that start over "
                    "at 0 after 127; write 1 for steps",
                    record.data_type, record.name);
         }
     } else if (record.data_type != MIDI_DATA_SLIDER_ABSOLUTE) {
         report(to, "data-type", BASE_FILE, record.line, "with data_type %d %s sends %s; write 0",
                record.data_type, record.name,
-               record.idx < TOTAL_POT_NUM ? "steps that its position does not have"
+               record.idx < TOTAL_POT_NUM ? "steps, although it has a position"
                                           : "a stray message at the start");
     }
 }
@@ -209,7 +209,8 @@ void check_midi_numbers(const model& what, const base_record& record, findings* 
 void check_name(const base_record& record, findings* to) {
     if (has_other_letters(record.name)) {
         report(to, "not-ascii", BASE_FILE, record.line,
-               "the name %s has umlauts or the like, so that no preset can move it; write letters, "
+               "the name %s has accented letters or the like, so no preset can move it; write "
+               "letters, "
                "digits and underscores",
                record.name);
     }

@@ -52,7 +52,7 @@ void report_same_message(const model& what, const control& lower, const control&
     report(to, "same-message", at.file, at.line,
            "%s sends the same %s %d as %s, so the host cannot tell them apart%s; give one of them "
            "a %s that is free, such as %d",
-           later.name, kind, later.host_sees, other.text, has_led(upper) ? ", nor light both" : "",
+           later.name, kind, later.host_sees, other.text, has_led(upper) ? " or light both" : "",
            kind, free_number(what, later.host_sees, later.host_sees_note));
 }
 
@@ -133,7 +133,7 @@ void check_board_numbers(const model& what, findings* to) {
             }
             const mention other(what, lower, BASE_FILE);
             report(to, "board-number", BASE_FILE, upper.record->line,
-                   "cf_cc %d is that of %s, too: both light the same; write the delivered numbers",
+                   "cf_cc %d is also that of %s: they light together; write the delivered numbers",
                    upper.board_sees, other.text);
             break;
         }

@@ -62,10 +62,11 @@ void check_stale(const model& what, findings* to) {
     }
     if (i < what.preset.count || i < what.preset_source.count) {
         const int line = i < what.preset_source.count ? what.preset_source.items[i].line : 0;
-        report(to, "preset-stale", what.preset_file, line,
-               "this is not what the checked copy has, which the daemon reads; in this directory "
-               "run ./%s %s 2",
-               SCRIPT_FILE, what.preset_file);
+        report(
+            to, "preset-stale", what.preset_file, line,
+            "the checked copy, which the daemon reads, differs from this file; in this directory "
+            "run ./%s %s 2",
+            SCRIPT_FILE, what.preset_file);
     }
 }
 
@@ -129,7 +130,7 @@ void report_part(const model& what, const target& one, const lined<cfg_base_reco
 bool check_name(const model& what, const target& one, findings* to) {
     if (one.found_line == 0) {
         report(to, "preset-unknown", what.preset_file, one.line,
-               "no line of %s contains %s, so that nothing moves; write a name as it is there",
+               "no line of %s contains %s, so nothing moves; write a name as it stands there",
                BASE_FILE, one.name);
         return false;
     }
@@ -154,7 +155,7 @@ void check_twice(const model& what, const target& one, findings* to) {
         }
         if (earlier.idx == one.idx) {
             report(to, "preset-twice", what.preset_file, one.line,
-                   "%s moves the control that %s in line %d has moved, so that line does nothing; "
+                   "%s moves the control that %s in line %d moves too, so that line does nothing; "
                    "remove one of them",
                    one.name, earlier.name, earlier.line);
             return;

@@ -47,7 +47,7 @@ void check_line(const model& what, const setting& one, findings* to) {
         const int second = setting_line(what, one.key, own);
         if (second > 0) {
             report(to, "key-twice", SETTINGS_FILE, second,
-                   "line %d sets %s already, and only that line counts; remove one of them", own,
+                   "line %d already sets %s, and only that line counts; remove one of them", own,
                    one.key);
         }
     } else if (own > 0) {
@@ -137,7 +137,7 @@ void check_identity(const model& what, setting_id id, const char* taken, finding
     const unsigned long number = strtoul(taken, &end, 0);
     if (taken[0] == '\0' || *end != '\0' || taken[0] == '-' || number > UINT16_MAX) {
         report(to, "identity", SETTINGS_FILE, one.line,
-               "%s \"%s\" is not a number of 16 bits: the USB gadget does not load, and the host "
+               "%s \"%s\" is not a 16-bit number: the USB gadget does not load, and the host "
                "sees no controller; write one such as 0x1209",
                one.key, taken);
     }
@@ -148,7 +148,7 @@ void check_usb_name(const model& what, setting_id id, const char* taken, finding
     if (!is_utf8(taken)) {
         report(to, "not-ascii", SETTINGS_FILE, one.line,
                "%s is not UTF-8, or cut in the middle of a letter: the host cannot show it; save "
-               "the file as UTF-8, or leave umlauts out",
+               "the file as UTF-8, or use plain letters",
                one.key);
     }
 }
