@@ -55,7 +55,7 @@ namespace {
 std::string resource_path(const std::string& name) {
     const fs::path path = fs::path(name).lexically_normal();
     if (path.is_absolute() || !path.has_filename() || *path.begin() == "..") {
-        throw std::runtime_error("\"" + name + "\" is no name of a file below the resources");
+        throw std::runtime_error("\"" + name + "\" is not the name of a file in the resources");
     }
     return RESOURCES + path.string();
 }
