@@ -17,7 +17,6 @@
 #include "controller/transcript.h"
 #include "machine/machine.h"
 #include "measure/measure.h"
-#include "measure/one_core.h"
 #include "measure/soak.h"
 #include "panel/panel.h"
 #include "port/ports.h"
@@ -184,8 +183,6 @@ constexpr Command COMMANDS[] = {
      "sends messages both ways as fast as they cross, and accounts for each"},
     {"measure", ARGUMENTS, [](const Options& options) { measure(options.world, options.measure); return GOOD; },
      "measures the daemon beside relays that only copy bytes"},
-    {"onecore", ARGUMENTS, [](const Options& options) { measure_one_core(options.world, options.measure.relay); return GOOD; },
-     "measures the daemon on a core that it shares, beside relays that only copy bytes"},
     {"steps", "", [](const Options&) { std::puts((setup_table() + "\n" + steps_table()).c_str()); return GOOD; },
      "lists every line that a scenario may have"},
 };

@@ -40,7 +40,7 @@ build() {
     cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
-BUILD_PACKAGES='g++ cmake ninja-build lowdown libgtest-dev busybox libncurses-dev libvterm-dev librtmidi-dev libjack-jackd2-dev'
+BUILD_PACKAGES='g++ cmake ninja-build lowdown libgtest-dev bubblewrap busybox libncurses-dev libvterm-dev librtmidi-dev libjack-jackd2-dev'
 FUZZ_PACKAGES='clang libclang-rt-14-dev'
 ARM_PACKAGES='clang binutils-arm-linux-gnueabi qemu-user-static'
 CHART_PACKAGES='chromium fonts-dejavu-core'

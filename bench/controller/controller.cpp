@@ -66,7 +66,7 @@ ReadFile resource_reader(const WorldConfig& config) {
 }
 
 std::string product_name(const WorldConfig& config) {
-    return setting(resource_reader(config)("orvik.sys.cfg").value_or(""), "product_name");
+    return setting(resource_reader(config)(SETTINGS).value_or(""), "product_name");
 }
 
 Controller::Controller(const WorldConfig& config)

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cstdlib>
 
+#include "world/places.h"
+
 namespace bench {
 namespace {
 
@@ -14,8 +16,6 @@ constexpr std::size_t MAX_NAME = 63;
 constexpr char END_OF_FILE_MARK = '\xff';
 constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
 constexpr std::string_view WHITE_SPACE = " \t\n\v\f\r";
-constexpr const char* BASE_FILE = "orvik.midictl.cfg";
-constexpr const char* SETTINGS_FILE = "orvik.sys.cfg";
 
 // Runs of configuration indices and what the control board calls their first one.
 struct Block {
@@ -298,8 +298,8 @@ std::string setting(std::string_view settings, std::string_view key) {
 
 Setup read_setup(const ReadFile& read, const std::vector<std::string>& options) {
     Setup setup;
-    const std::string base = read(BASE_FILE).value_or("");
-    const std::string settings = read(SETTINGS_FILE).value_or("");
+    const std::string base = read(BASE_MAPPING).value_or("");
+    const std::string settings = read(SETTINGS).value_or("");
     setup.mapping.apply_base(base);
     setup.channel = channel_option(options);
     if (setup.channel < 0) {
@@ -308,7 +308,7 @@ Setup read_setup(const ReadFile& read, const std::vector<std::string>& options) 
     }
     const std::string selected = setting(settings, "midi_preset").substr(0, 15);
     const int preset = std::atoi(selected.c_str());
-    const std::string name = BASE_FILE + std::to_string(preset) + ".txt";
+    const std::string name = BASE_MAPPING + std::to_string(preset) + ".txt";
     const std::string text =
         preset == 0 ? checked(read(name).value_or("")) : read(name + ".ok").value_or("");
     if (preset == BASE_FORM_PRESET) {

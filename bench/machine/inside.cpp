@@ -34,8 +34,8 @@
 
 #include "machine/frames.h"
 #include "world/checked.h"
-#include "world/contents.h"
 #include "world/handles.h"
+#include "world/places.h"
 #include "world/platform.h"
 
 namespace bench {
@@ -44,10 +44,8 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* BOARD_LINE = "/dev/ttymxc1";
 constexpr const char* HOST_LINE = "/dev/ttymxc2";
 constexpr const char* FRAMES_LINE = "/dev/ttymxc3";
-constexpr const char* GADGET_MIDI = "/dev/snd/midiC1D0";
 constexpr const char* HOST_MIDI = "/dev/snd/midiC2D0";
 constexpr const char* SCREEN = "/dev/vcsa1";
 constexpr const char* DAEMON_LOG = "/var/log/ctlbridge.log";
@@ -237,10 +235,7 @@ void Inside::open_all() {
     screen_ = std::make_unique<ScreenReader>();
     platform_.reset(
         check(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), PLATFORM_SOCKET));
-    const sockaddr_un address = platform_address();
-    check(bind(platform_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
-          PLATFORM_SOCKET);
-    check(listen(platform_.get(), SOMAXCONN), PLATFORM_SOCKET);
+    take_calls(platform_.get());
     std::array<int, 2> ends;
     check(pipe2(ends.data(), O_CLOEXEC), "pipe");
     log_out_.reset(ends[0]);
@@ -259,7 +254,7 @@ void Inside::start_daemon() {
         return;
     }
     const std::string command =
-        std::string("cd ") + HOME + " && stty -F " + BOARD_LINE + " raw -echo 115200 && exec " +
+        std::string("cd ") + HOME + " && stty -F " + SERIAL_LINE + " raw -echo 115200 && exec " +
         (start_ == "old" ? "/opt/bench/inside --old " : "") + "./ctlbridge \"$@\"";
     std::vector<std::string> words = {"/bin/sh", "-c", command, "sh"};
     words.insert(words.end(), options_.begin(), options_.end());
@@ -301,9 +296,9 @@ void Inside::reap() {
 
 // Of the daemon's threads the first has ended, and has nothing open any more.
 bool Inside::is_ready() const {
-    std::vector<std::string> wanted = {BOARD_LINE};
-    if (fs::exists(GADGET_MIDI)) {
-        wanted.emplace_back(GADGET_MIDI);
+    std::vector<std::string> wanted = {SERIAL_LINE};
+    if (fs::exists(MIDI_DEVICE)) {
+        wanted.emplace_back(MIDI_DEVICE);
     }
     const fs::path tasks = fs::path("/proc") / std::to_string(daemon_) / "task";
     std::error_code error;

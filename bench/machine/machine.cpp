@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -15,7 +14,7 @@
 
 #include "machine/frames.h"
 #include "world/checked.h"
-#include "world/platform.h"
+#include "world/process.h"
 
 namespace bench {
 namespace {
@@ -99,8 +98,7 @@ std::string set_up(const WorldConfig& config) {
     // In another place: what the package has installed and this has not goes away.
     const std::string place = "/opt/bench/resources/";
     script += std::string("rm -r ") + RESOURCES + "\nmv " + place + " " + RESOURCES + "\n";
-    Contents contents;
-    add_resources(contents, config);
+    const Contents contents = resources_for(config);
     archive.add(place, DIRECTORY | PROGRAM_MODE);
     const auto there = [&](const std::string& path) {
         return place + path.substr(std::strlen(RESOURCES));
@@ -143,29 +141,6 @@ void send_all(int socket, std::string_view bytes) {
 
 std::string path_of(const Fd& fd) {
     return "/proc/self/fd/" + std::to_string(fd.get());
-}
-
-// Ends with this process, however that ends.
-Child start_emulator(std::vector<std::string> words, const std::vector<const Fd*>& passed) {
-    const pid_t owner = getpid();
-    const std::vector<char*> pointers = pointers_to(words);
-    const pid_t pid = check(fork(), "fork");
-    if (pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
-        setsid();  // away from the terminal's interrupts
-        const int null = open("/dev/null", O_RDWR);
-        dup2(null, STDIN_FILENO);
-        dup2(null, STDOUT_FILENO);
-        dup2(null, STDERR_FILENO);
-        for (const Fd* const fd : passed) {
-            fcntl(fd->get(), F_SETFD, 0);
-        }
-        if (getppid() == owner) {
-            execvp(pointers[0], pointers.data());
-        }
-        _exit(EXIT_FAILURE);
-    }
-    return Child(pid);
 }
 
 }  // namespace
@@ -224,11 +199,11 @@ Machine::Machine(const WorldConfig& config) {
                                     std::pair(&calls_, &calls_in_)}) {
         std::tie(*outer, *in) = sockets(outer == &calls_ ? SOCK_SEQPACKET : SOCK_STREAM);
     }
-    std::vector<const Fd*> passed = {&initrd, &memory_};
+    std::vector<int> passed = {initrd.get(), memory_.get()};
     for (const Fd& fd : inner) {
-        passed.push_back(&fd);
+        passed.push_back(fd.get());
     }
-    emulator_ = start_emulator(words, passed);
+    emulator_ = start_beside(words, passed);
     inner.clear();
     listener_ = std::thread([this] { listen(); });
     const auto deadline = std::chrono::steady_clock::now() + BOOT_PATIENCE;

@@ -15,11 +15,10 @@ constexpr milliseconds SETTLING(200);
 constexpr milliseconds TICK(10);
 constexpr milliseconds TENDING(50);
 constexpr std::size_t READ_SIZE = 65536;
-constexpr const char* LABELS = "orvik.miditxt.cfg0.txt";
 
 // Each drawing of a label waits for a shell, which is another matter than the bridge.
 WorldConfig without_labels(WorldConfig config) {
-    config.removed.emplace_back(LABELS);
+    config.removed.emplace_back(LABEL_LIST);
     return config;
 }
 

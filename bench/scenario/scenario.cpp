@@ -5,11 +5,12 @@
 #include <sstream>
 #include <utility>
 
+#include "world/namespaces.h"
+
 namespace bench {
 namespace {
 
 constexpr std::string_view INDENT = "    ";
-constexpr const char* SETTINGS = "orvik.sys.cfg";
 
 class FileReader {
   public:

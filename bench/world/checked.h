@@ -8,20 +8,13 @@
 
 namespace bench {
 
-// The machine allows no such world.
-class Refused : public std::runtime_error {
-    using runtime_error::runtime_error;
-};
-
-template <typename Error = std::runtime_error>
-[[noreturn]] void fail(const std::string& doing) {
-    throw Error(doing + ": " + strerror(errno));
+[[noreturn]] inline void fail(const std::string& doing) {
+    throw std::runtime_error(doing + ": " + strerror(errno));
 }
 
-template <typename Error = std::runtime_error>
-int check(long result, const std::string& doing) {
+inline int check(long result, const std::string& doing) {
     if (result < 0) {
-        fail<Error>(doing);
+        fail(doing);
     }
     return static_cast<int>(result);
 }

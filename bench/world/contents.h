@@ -1,4 +1,4 @@
-// What is in a world: what it is asked to have, and the files, links and devices that this takes.
+// What a world is asked to have, and the resources that the daemon finds in it.
 #pragma once
 
 #include <sys/types.h>
@@ -8,11 +8,9 @@
 #include <string>
 #include <vector>
 
-namespace bench {
+#include "world/places.h"
 
-// Places in a world.
-constexpr const char* HOME = "/opt/ctlbridge/bin";  // where the daemon starts
-constexpr const char* RESOURCES = "/opt/ctlbridge/resources/";
+namespace bench {
 
 constexpr mode_t PROGRAM_MODE = 0755;
 constexpr mode_t FILE_MODE = 0644;
@@ -34,48 +32,28 @@ struct WorldConfig {
     std::vector<std::string> directories;      // names where a directory stands instead of a file
     std::map<std::string, unsigned> modes;     // permission bits; ".": of the copy itself
     std::vector<std::string> missing_commands;
-    bool serial = true;                           // false: there is no /dev/ttymxc1
-    bool midi = true;                             // false: there is no /dev/snd/midiC1D0
+    bool serial = true;                           // false: there is no serial line
+    bool midi = true;                             // false: there is no MIDI device
     std::chrono::milliseconds xfbdev_lingers{0};  // how long Xfbdev outlives the signal it obeys
     int xfbdev_ignores = 0;                       // how many signals it ignores before that
     bool counts_instructions = false;             // the machine's time is a count of them
-    bool real_time = false;                       // the daemon may have a real-time class; root
 };
 
-// Whether a world can be made without this command of its shell. The shell's own, as echo, stay.
-bool can_be_missing(const std::string& command);
-
-// Pseudo-terminals outside that become devices inside; without a path there is no such device.
-struct Devices {
-    std::string serial, midi, console;
-};
-
-// All paths are the world's own, except the sources.
+// What is below the daemon's resources, under the paths that it has in the world.
 struct Contents {
     struct File {
         mode_t mode = FILE_MODE;
         std::string content;
     };
-    struct Bind {
-        std::string source, target;
-    };
     std::map<std::string, File> files;
     std::vector<std::string> directories;
-    mode_t resources_mode = PROGRAM_MODE;
-    std::map<std::string, std::string> symlinks;  // path, what it points to
-    std::vector<std::string> libraries;
-    std::vector<Bind> devices;
-    std::vector<std::string> command;  // the daemon's words
-    bool real_time = false;
+    mode_t directory_mode = PROGRAM_MODE;  // of RESOURCES itself
 };
 
 // The whole of a file. Throws if it cannot be read.
 std::string read_file(const std::string& path);
 
-// Adds the daemon's resources as they are asked for.
-void add_resources(Contents& contents, const WorldConfig& config);
-
-// Reads everything that the world is to hold. Throws what cannot be read.
-Contents contents_for(const WorldConfig& config, const Devices& devices);
+// The resources as they are asked for. Throws what cannot be read.
+Contents resources_for(const WorldConfig& config);
 
 }  // namespace bench

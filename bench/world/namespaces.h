@@ -1,11 +1,14 @@
-// A world of user, mount, PID, IPC and network namespaces, with pseudo-terminals where the daemon
-// expects its devices and BusyBox as its shell.
+// A world of namespaces, which bubblewrap makes, with pseudo-terminals where the daemon expects its
+// devices and BusyBox as its shell.
 #pragma once
 
 #include "world/handles.h"
 #include "world/world.h"
 
 namespace bench {
+
+// Whether a world can be made without this command of its shell. The shell's own, as echo, stay.
+bool can_be_missing(const std::string& command);
 
 // A pseudo-terminal. The slave is held open too: before the daemon opens it and after it has ended,
 // the master is not to see a hang-up.
@@ -34,11 +37,13 @@ class Namespaces : public World {
     std::optional<int> exit_status() override;
 
   private:
+    bool start(const WorldConfig& config, bool own_users);
+
     Pty serial_, midi_, console_;
     std::unique_ptr<OpenWatch> midi_opened_;
     Fd log_, platform_, control_;
     Fd caller_;   // closing it lets the caller of a platform command go on
-    Child init_;  // the first process in the world; goes first
+    Child wrap_;  // bubblewrap; all of the world ends with it, and it goes first
     std::optional<int> exit_status_;
 };
 

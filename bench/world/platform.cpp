@@ -1,6 +1,7 @@
 #include "world/platform.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/signalfd.h>
@@ -12,18 +13,20 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <thread>
+
+#include "world/checked.h"
 
 namespace bench {
 namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::size_t LONGEST_CALL = 65536;  // a longer one is cut
-constexpr std::size_t LONGEST_REPORT = 4096;
+constexpr std::size_t LONGEST_PACKET = 65536;  // a longer call is cut
 constexpr const char* XFBDEV = "/opt/bench/Xfbdev";
 constexpr const char* MIXHOST = "/opt/bench/mixhost";
 
@@ -36,7 +39,14 @@ std::string joined(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         words += std::string(" ") + argv[i];
     }
-    return words.substr(0, LONGEST_CALL);
+    return words.substr(0, LONGEST_PACKET);
+}
+
+sockaddr_un platform_address() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, PLATFORM_SOCKET);
+    return address;
 }
 
 // Tells of the call and waits until whoever has taken it closes the connection.
@@ -95,61 +105,54 @@ int play_mixhost(int, char**) {
     return EXIT_SUCCESS;
 }
 
-constexpr int FIXED_WORDS = 5;  // of init's command line, before the daemon's own
+constexpr int FIXED_WORDS = 4;  // of init's command line, before the daemon's own
+constexpr int OUTSIDE = STDIN_FILENO;
 
-InitOrders read_orders(int argc, char** argv) {
-    return {.control = std::atoi(argv[1]),
-            .log = std::atoi(argv[2]),
-            .xfbdev_ignores = std::atoi(argv[3]),
-            .xfbdev_lingers = milliseconds(std::atoi(argv[4])),
-            .command = std::vector<std::string>(argv + FIXED_WORDS, argv + argc)};
+void report(const std::string& text) {
+    send(OUTSIDE, text.data(), text.size(), MSG_NOSIGNAL);
 }
 
-void reap(pid_t daemon, int control) {
+void reap(pid_t daemon) {
     int status;
     for (pid_t pid; (pid = waitpid(-1, &status, WNOHANG)) > 0;) {
         if (pid == daemon) {
-            const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            send_report(control, Report::Ended, std::to_string(result));
+            report(
+                std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)));
         }
     }
 }
 
 // Returns when the outside has gone.
-void watch(pid_t daemon, int control) {
+void watch(pid_t daemon) {
     const sigset_t child = set_of(SIGCHLD);
     const Fd children(signalfd(-1, &child, SFD_NONBLOCK | SFD_CLOEXEC));
-    std::array<pollfd, 2> polled = {{{control, POLLIN, 0}, {children.get(), POLLIN, 0}}};
+    std::array<pollfd, 2> polled = {{{OUTSIDE, POLLIN, 0}, {children.get(), POLLIN, 0}}};
     while (polled[0].revents == 0) {
         signalfd_siginfo signal;
         while (read(children.get(), &signal, sizeof signal) > 0) {
         }
-        reap(daemon, control);
+        reap(daemon);
         poll(polled.data(), polled.size(), -1);
     }
 }
 
-// As the first process: with it, all others end.
+// With it, all other processes of the world end.
 int play_init(int argc, char** argv) {
     if (argc <= FIXED_WORDS) {
         return EXIT_FAILURE;
-    }
-    const InitOrders orders = read_orders(argc, argv);
-    Fd log(orders.log);
-    for (const int fd : {orders.control, orders.log}) {
-        fcntl(fd, F_SETFD, FD_CLOEXEC);
     }
     const sigset_t child = set_of(SIGCHLD);
     sigprocmask(SIG_SETMASK, &child, nullptr);
     signal(SIGCHLD, SIG_DFL);  // ignored, it would take the statuses away
     try {
-        start_others(orders.xfbdev_ignores, orders.xfbdev_lingers);
-        const pid_t daemon = spawn(orders.command, orders.log);
-        log.reset();
-        send_report(orders.control, Report::Started);
-        watch(daemon, orders.control);
+        check(close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC), "close_range");
+        take_calls(std::atoi(argv[1]));
+        start_others(std::atoi(argv[2]), milliseconds(std::atoi(argv[3])));
+        const pid_t daemon = spawn({argv + FIXED_WORDS, argv + argc}, STDOUT_FILENO);
+        report(WORLD_STARTED);
+        watch(daemon);
     } catch (const std::exception& error) {
-        send_report(orders.control, Report::Failed, error.what());
+        fprintf(stderr, "%s\n", error.what());
     }
     return EXIT_FAILURE;
 }
@@ -227,49 +230,33 @@ std::vector<char*> pointers_to(std::vector<std::string>& words) {
     return pointers;
 }
 
-sockaddr_un platform_address() {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, PLATFORM_SOCKET);
-    return address;
+void take_calls(int socket) {
+    const sockaddr_un address = platform_address();
+    check(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address),
+          PLATFORM_SOCKET);
+    check(listen(socket, SOMAXCONN), PLATFORM_SOCKET);
 }
 
-std::vector<std::string> init_words(const InitOrders& orders) {
-    std::vector<std::string> words = {
-        "init", std::to_string(orders.control), std::to_string(orders.log),
-        std::to_string(orders.xfbdev_ignores), std::to_string(orders.xfbdev_lingers.count())};
-    words.insert(words.end(), orders.command.begin(), orders.command.end());
-    return words;
-}
-
-void send_report(int control, Report report, const std::string& text) {
-    const std::string packet = static_cast<char>(report) + text;
-    send(control, packet.data(), packet.size(), MSG_NOSIGNAL);
-}
-
-std::optional<std::pair<Report, std::string>> receive_report(int control, bool wait) {
-    std::array<char, LONGEST_REPORT> packet;
+std::optional<std::string> receive_packet(int socket, bool wait) {
+    std::string packet(LONGEST_PACKET, '\0');
     ssize_t size;
     do {
-        size = recv(control, packet.data(), packet.size(), wait ? 0 : MSG_DONTWAIT);
+        size = recv(socket, packet.data(), packet.size(), wait ? 0 : MSG_DONTWAIT);
     } while (size < 0 && errno == EINTR);
     if (size <= 0) {
         errno = size == 0 ? ECONNRESET : errno;
         return std::nullopt;
     }
-    const auto length = static_cast<std::size_t>(size);
-    return std::pair(static_cast<Report>(packet[0]), std::string(packet.data() + 1, length - 1));
+    packet.resize(static_cast<std::size_t>(size));
+    return packet;
 }
 
 std::optional<std::string> receive_call(int socket, Fd& caller) {
     caller.reset(accept4(socket, nullptr, nullptr, SOCK_CLOEXEC));
-    std::string words(LONGEST_CALL, '\0');
-    const ssize_t size = caller ? recv(caller.get(), words.data(), words.size(), 0) : 0;
-    if (size <= 0) {  // no caller, or one that has died before it said anything
+    std::optional<std::string> words = caller ? receive_packet(caller.get(), true) : std::nullopt;
+    if (!words) {  // no caller, or one that has died before it said anything
         caller.reset();
-        return std::nullopt;
     }
-    words.resize(static_cast<std::size_t>(size));
     return words;
 }
 

@@ -4,12 +4,10 @@
 #pragma once
 
 #include <sys/types.h>
-#include <sys/un.h>
 
 #include <chrono>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "world/handles.h"
@@ -29,9 +27,6 @@ int platform_main(int argc, char** argv, bool commands_are_real = false);
 // The paths in a world under which this program plays its parts.
 std::vector<std::string> platform_paths();
 
-// The address of PLATFORM_SOCKET.
-sockaddr_un platform_address();
-
 // Starts a program with default signal dispositions and nothing but standard descriptors open:
 // `output`, or /dev/null if it is -1.
 pid_t spawn(std::vector<std::string> words, int output, int blocked_signal = 0);
@@ -42,31 +37,19 @@ void start_others(int xfbdev_ignores, std::chrono::milliseconds xfbdev_lingers);
 // The words as exec takes them, with a null pointer at the end; valid as long as they are.
 std::vector<char*> pointers_to(std::vector<std::string>& words);
 
-// What the first process of a world is to do. The descriptors are those that it was given.
-struct InitOrders {
-    int control = -1;  // a packet socket: reports go out; when its other end closes, all ends
-    int log = -1;      // standard output and error of `command`
-    int xfbdev_ignores = 0;
-    std::chrono::milliseconds xfbdev_lingers{0};
-    std::vector<std::string> command;  // the daemon's words
-};
+// The first process of a world is PLATFORM_INIT with these words: the number of the socket that is
+// to take the calls, what is said of Xfbdev in WorldConfig, and the daemon's own words. Its
+// standard output takes those of the daemon; its standard input is a packet socket, over which it
+// sends WORLD_STARTED and, when the daemon has ended, its exit status, 128 + signal if it was
+// killed. When the other end closes, all ends.
+constexpr const char* WORLD_STARTED = "started";
 
-// Its command line, from the word "init" on.
-std::vector<std::string> init_words(const InitOrders& orders);
+// Listens for calls at PLATFORM_SOCKET with this socket.
+void take_calls(int socket);
 
-// What is reported from a world over its control socket, one packet each.
-enum class Report : char {
-    Refused = 'R',  // the machine allows no such world; the text says what was refused
-    Failed = 'F',   // something else went wrong; the text says what
-    Started = 'S',  // the daemon runs
-    Ended = 'E',    // the daemon ended; the text is its exit status, 128 + signal if it was killed
-};
-
-void send_report(int control, Report report, const std::string& text = {});
-
-// Receives one report, waiting for it if `wait`. Nothing if there is none or the world is gone;
-// then errno is EAGAIN or ECONNRESET.
-std::optional<std::pair<Report, std::string>> receive_report(int control, bool wait);
+// A packet that has come, waiting for it if `wait`. Nothing if there is none or the other end has
+// gone; then errno is EAGAIN or ECONNRESET.
+std::optional<std::string> receive_packet(int socket, bool wait);
 
 // Takes the next call from the socket; the caller waits until `caller` is closed. Nothing if there
 // is none.

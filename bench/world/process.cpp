@@ -1,12 +1,21 @@
 #include "world/process.h"
 
+#include <fcntl.h>
+#include <linux/close_range.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <vector>
+
+#include "world/checked.h"
+#include "world/platform.h"
 
 namespace bench {
 namespace {
@@ -66,6 +75,32 @@ int kilobytes_below_4_gb(pid_t pid, const std::string& key) {
 }
 
 }  // namespace
+
+Child start_beside(std::vector<std::string> words, const std::vector<int>& passed, int input,
+                   int output) {
+    const pid_t owner = getpid();
+    const std::vector<char*> pointers = pointers_to(words);
+    const pid_t pid = check(fork(), "fork");
+    if (pid != 0) {
+        return Child(pid);
+    }
+    prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
+    setsid();
+    umask(022);
+    const int null = open("/dev/null", O_RDWR);
+    dup2(input < 0 ? null : input, STDIN_FILENO);
+    dup2(output < 0 ? null : output, STDOUT_FILENO);
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    for (const int fd : passed) {
+        fcntl(fd, F_SETFD, 0);
+    }
+    if (getppid() == owner) {
+        execvp(pointers[0], pointers.data());
+        perror(pointers[0]);
+    }
+    _exit(EXIT_FAILURE);
+}
 
 int resident_kb(pid_t pid) {
     return kilobytes(pid, "VmRSS:");

@@ -1,4 +1,4 @@
-// What the system tells of a running process.
+// Programs beside this one, and what the system tells of a running process.
 #pragma once
 
 #include <sys/types.h>
@@ -6,8 +6,16 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
+
+#include "world/handles.h"
 
 namespace bench {
+
+// Starts a program, found as the shell finds it, that ends with this one and is away from its
+// terminal. It gets these descriptors besides the standard ones, which are /dev/null if not given.
+Child start_beside(std::vector<std::string> words, const std::vector<int>& passed, int input = -1,
+                   int output = -1);
 
 // Resident memory in kB, and the part of it that is no page of a file; 0 for a process that does
 // not run.
