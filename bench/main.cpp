@@ -82,8 +82,6 @@ constexpr Option OPTIONS[] = {
      "soak: messages each way (default: ten million)"},
     {"seconds", "N", [](Options& to, const char* value) { to.soak.seconds = whole_number(value); to.soak.count = std::numeric_limits<std::int64_t>::max(); },
      "soak: run that long instead"},
-    {"relay", "PATH", [](Options& to, const char* value) { to.measure.relay = value; },
-     "measure: a relay to measure beside the daemon"},
     {"emulated", "PATH", [](Options& to, const char* value) { to.measure.emulated_daemon = value; },
      "measure: the controller's daemon, for its memory under the emulator"},
     {"write", "DIR", [](Options& to, const char* value) { to.measure.directory = value; },
@@ -182,7 +180,9 @@ constexpr Command COMMANDS[] = {
     {"soak", ARGUMENTS, [](const Options& options) { return result(soak(options.world, options.soak), "soak"); },
      "sends messages both ways as fast as they cross, and accounts for each"},
     {"measure", ARGUMENTS, [](const Options& options) { measure(options.world, options.measure); return GOOD; },
-     "measures the daemon beside relays that only copy bytes"},
+     "measures the daemon beside a relay that only copies bytes"},
+    {"relay", "", [](const Options&) { relay(); return GOOD; },
+     "is that relay, between the daemon's two devices"},
     {"steps", "", [](const Options&) { std::puts((setup_table() + "\n" + steps_table()).c_str()); return GOOD; },
      "lists every line that a scenario may have"},
 };
@@ -255,7 +255,6 @@ void read_options(std::vector<char*> arguments, Options& options) {
 int run(const std::vector<char*>& arguments) {
     Options options;
     options.world.resources = CTLBENCH_RESOURCES;
-    options.measure.relay = CTLBENCH_RELAY;
     read_options(arguments, options);
     if (options.world.daemon.empty() && options.world.machine.empty()) {
         options.world.daemon = CTLBENCH_DAEMON;

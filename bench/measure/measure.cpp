@@ -16,7 +16,7 @@ namespace bench {
 namespace {
 
 constexpr int LINE_RATE = LINE_MESSAGES_PER_SECOND;
-constexpr int ROUNDS = 5;       // of the latencies, all bridges in turn in each
+constexpr int ROUNDS = 5;       // of the latencies, both bridges in turn in each
 constexpr int IDLE_RATE = 500;  // leaves the bridge idle in between
 constexpr int IDLE_COUNT = 1000;
 constexpr int LINE_SECONDS = 2;
@@ -41,15 +41,8 @@ double microseconds(const Latencies& sorted, double share) {
 
 // ---- Latency
 
-struct Subject {
-    const char* name;
-    const char* relay;  // its kind; null: the daemon
-};
-constexpr Subject SUBJECTS[] = {{"ctlbridge", nullptr},
-                                {"busy relay", "busy"},
-                                {"paced relay", "paced"},
-                                {"blocking relay", "blocking"}};
-constexpr std::size_t BUSY_RELAY = 1;
+constexpr const char* SUBJECTS[] = {"ctlbridge", "busy relay"};
+constexpr std::size_t RELAY = 1;
 
 enum class Load { Idle, Line };
 
@@ -75,16 +68,16 @@ const Account& run_one(Bridge& bridge, End from, const Plan& plan, const std::st
     return bridge.account(from);
 }
 
-// All bridges in turn, so that a change of the machine's mood meets each of them.
-void measure_latency(std::size_t subject, const WorldConfig& config, const MeasurePlan& plan,
-                     Distributions& found) {
-    const auto& [name, relay] = SUBJECTS[subject];
+// Both bridges in turn, so that a change of the machine's mood meets each of them.
+void measure_latency(std::size_t subject, const WorldConfig& config, Distributions& found) {
+    const char* const name = SUBJECTS[subject];
+    const bool relayed = subject == RELAY;
     WorldConfig world = config;
-    if (relay != nullptr) {
-        world.daemon = plan.relay;
-        world.options = {relay};
+    if (relayed) {
+        world.daemon = this_program();
+        world.options = {"relay", "--resources=."};  // which it has no need of
     }
-    Bridge bridge(world, relay != nullptr);
+    Bridge bridge(world, relayed);
     const auto note = [&](Load load, const Account& account) {
         Latencies& all = found[{load, account.from(), subject}];
         all.insert(all.end(), account.latencies().begin(), account.latencies().end());
@@ -100,11 +93,11 @@ void measure_latency(std::size_t subject, const WorldConfig& config, const Measu
     }
 }
 
-Distributions measure_latencies(const WorldConfig& config, const MeasurePlan& plan) {
+Distributions measure_latencies(const WorldConfig& config) {
     Distributions found;
     for (int round = 0; round < ROUNDS; ++round) {
         for (std::size_t subject = 0; subject < std::size(SUBJECTS); ++subject) {
-            measure_latency(subject, config, plan, found);
+            measure_latency(subject, config, found);
         }
     }
     for (auto& [key, latencies] : found) {
@@ -121,8 +114,8 @@ void print_latency(const Distributions& found, std::FILE* data) {
     for (const auto& [key, all] : found) {
         const auto& [load, from, subject] = key;
         const char* const load_name = load == Load::Idle ? "idle" : "line rate";
-        const char* const name = SUBJECTS[subject].name;
-        const Latencies& busy = found.at({load, from, BUSY_RELAY});
+        const char* const name = SUBJECTS[subject];
+        const Latencies& busy = found.at({load, from, RELAY});
         const double median = microseconds(all, 0.5), p99 = microseconds(all, 0.99);
         std::printf("| %s | %s | %s | %.0f us | %.0f us | %.0f us | %.0f us | %.2f, %.2f |\n",
                     load_name, way(from).c_str(), name, median, microseconds(all, 0.9), p99,
@@ -294,7 +287,7 @@ void measure(const WorldConfig& world, const MeasurePlan& plan) {
     const File latencies = create(plan.directory + "/latency.tsv");
     const File rates = create(plan.directory + "/rates.tsv");
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each row is to be seen when it is measured
-    print_latency(measure_latencies(config, plan), latencies.get());
+    print_latency(measure_latencies(config), latencies.get());
     measure_rates(config, rates.get());
     measure_flood(config);
     measure_start(config);

@@ -9,8 +9,8 @@ set multiplot layout 2,2
 
 latency = directory . "/latency.tsv"
 rates = directory . "/rates.tsv"
-array bridges[4] = ["ctlbridge", "busy relay", "paced relay", "blocking relay"]
-array colours[4] = ["#c0392b", "#2c3e50", "#2980b9", "#7fb069"]
+array bridges[2] = ["ctlbridge", "busy relay"]
+array colours[2] = ["#c0392b", "#2c3e50"]
 array ways[2] = ["board → host", "host → board"]
 
 set logscale y
@@ -20,7 +20,7 @@ set xrange [1:99]
 set yrange [10:20000]
 do for [w = 1:2] {
     set title ways[w] . ", line rate both ways"
-    plot for [b = 1:4] latency \
+    plot for [b = 1:2] latency \
         using (strcol(1) eq "line rate" && strcol(2) eq ways[w] && strcol(3) eq bridges[b] ? \
                $4 : NaN):5 title bridges[b] lw 2 lc rgb colours[b]
 }

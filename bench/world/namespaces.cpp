@@ -166,7 +166,7 @@ void add_shell(Wrap& wrap, const WorldConfig& config) {
         links.erase(COMMANDS + command);
     }
     wrap.add_program(*busybox, PLATFORM_BUSYBOX);
-    wrap.add_program("/proc/self/exe", PLATFORM_PROGRAM);
+    wrap.add_program(this_program(), PLATFORM_PROGRAM);
     for (const auto& [path, target] : links) {
         wrap.add({"--symlink", target, path});
     }

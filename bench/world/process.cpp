@@ -76,6 +76,11 @@ int kilobytes_below_4_gb(pid_t pid, const std::string& key) {
 
 }  // namespace
 
+const std::string& this_program() {
+    static const std::string path = fs::read_symlink("/proc/self/exe");
+    return path;
+}
+
 Child start_beside(std::vector<std::string> words, const std::vector<int>& passed, int input,
                    int output) {
     const pid_t owner = getpid();

@@ -12,6 +12,9 @@
 
 namespace bench {
 
+// The path of this one, also when it has been built again since.
+const std::string& this_program();
+
 // Starts a program, found as the shell finds it, that ends with this one and is away from its
 // terminal. It gets these descriptors besides the standard ones, which are /dev/null if not given.
 Child start_beside(std::vector<std::string> words, const std::vector<int>& passed, int input = -1,
