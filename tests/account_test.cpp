@@ -92,5 +92,22 @@ TEST_F(AccountTest, OnlyTheLastReadingOfAPotHasToArrive) {
     EXPECT_EQ(account_->arrived() + account_->merged(), 4 * POT_COUNT);
 }
 
+TEST_F(AccountTest, ALineThatLosesSomeIsDoneWhenNoMoreCome) {
+    const std::vector<Bytes> messages = send({.count = 10, .lossy = true});
+    auto time_passes = [this, now = Clock::now()]() mutable {
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_FALSE(account_->failed(now += std::chrono::milliseconds(100)));
+        }
+    };
+    time_passes();
+    EXPECT_FALSE(account_->done());  // nothing has come
+    arrive({messages[0], messages[4]});
+    EXPECT_FALSE(account_->done());
+    time_passes();
+    EXPECT_TRUE(account_->good());
+    arrive({{0x90, messages[5][1]}});  // cut
+    EXPECT_FALSE(account_->good());
+}
+
 }  // namespace
 }  // namespace bench

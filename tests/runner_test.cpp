@@ -54,7 +54,7 @@ TEST_F(RunnerTest, FailsWhereItShould) {
          "host stops reading\nhost expect 90 01 40 within 1500",
          "came      nothing within 1500 ms"},
         {"modprobe a; : >/dev/snd/midiC1D0", "host expect fill", "no step has filled the line"},
-        {"echo one two", "log line \"one\" within 100", "expected  one"},
+        {"echo one two", "log expect \"one\" within 100", "expected  one"},
         {"modprobe a; modprobe b", "call until modprobe b\ncall refuse modprobe a", "refused"},
         {"modprobe a; modprobe b", "call expect modprobe b", "came      modprobe a"},
         {"modprobe a; sleep 1; modprobe b", "call refuse modprobe b\nwait 1500",
@@ -96,10 +96,10 @@ TEST_F(RunnerTest, MakesTheWorldFaulty) {
         "cat a d; wc -c <b; modprobe; touch f",
         "file a\n    x\nmode a 000\nfile b cut\n    x\n    y\ndirectory d\nmode . 555\n"
         "without command modprobe\n"
-        "log line \"a,b,d,\"\n"
+        "log expect \"a,b,d,\"\n"
         "log expect cat: can't open 'a': Permission denied\n"
         "log expect cat: read error: Is a directory\n"
-        "log line \"3\"\n"
+        "log expect \"3\"\n"
         "log expect modprobe: not found\n"
         "log expect touch: f: Permission denied\n");
     EXPECT_TRUE(outcome.good) << outcome.failure;

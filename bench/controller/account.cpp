@@ -8,6 +8,7 @@ namespace {
 constexpr std::size_t MOST_LATENCIES = 1 << 20;
 constexpr std::size_t SLOTS = 256;  // notes, then controllers
 constexpr auto PATIENCE = std::chrono::seconds(10);
+constexpr auto QUIET = std::chrono::milliseconds(300);  // after the last that a line has not lost
 constexpr auto STANDSTILL = std::chrono::milliseconds(100);  // longer than a round takes
 constexpr std::size_t MOST_NAMED = 5;                        // of the messages that are missing
 constexpr std::uint8_t RELEASE_VELOCITY = 0x40;
@@ -216,6 +217,9 @@ void Account::take(const Bytes& message, Clock::time_point now) {
 }
 
 bool Account::done() const {
+    if (plan_.lossy) {
+        return all_sent() && arrived_ > 0 && waited_ > QUIET;
+    }
     return all_sent() && under_way_ == 0 && queries_arrived_ == queries_;
 }
 

@@ -59,6 +59,7 @@ struct Plan {
     int note_depth = 1;
     int controller_depth = 0;
     int query_every = 0;  // host: an Identity Request after so many messages; 0: none
+    bool lossy = false;   // the line may lose any of them: all is done when no more come
 };
 
 class Account {

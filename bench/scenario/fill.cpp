@@ -43,19 +43,6 @@ bool begins_with(const Bytes& whole, const Bytes& part) {
 
 }  // namespace
 
-Filling burst(Controller& controller, End from, int count) {
-    std::vector<Track> tracks = note_tracks(controller, from);
-    Filling filling{.from = from, .messages = {}};
-    std::vector<Bytes> sent;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
-        const Crossing crossing = tracks[i % tracks.size()].next();
-        sent.push_back(crossing.sent);
-        filling.messages.push_back(crossing.arrives);
-    }
-    controller.send(from, sent);
-    return filling;
-}
-
 Filling fill(Controller& controller, End from, const Pump& pump) {
     const End to = other(from);
     const auto full = [&] { return controller.full(to); };

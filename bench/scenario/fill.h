@@ -19,9 +19,6 @@ struct Filling {
 // beyond that. A Failure if the daemon does not take them all.
 Filling fill(Controller& controller, End from, const Pump& pump);
 
-// Sends so many changes in one piece, whether or not anybody takes them.
-Filling burst(Controller& controller, End from, int count);
-
 struct FillingResult {
     bool good;
     std::string summary;

@@ -75,8 +75,6 @@ class Runner {
     std::string words_for(End end, const Pattern& pattern) const;
     // Passes over what has come; whether more of it comes does not matter if `for_good`.
     void pass_over(End end, bool for_good);
-    // Begins anew with the first event there.
-    void rewind(Place place) { next_[static_cast<std::size_t>(place)] = 0; }
     // From here on this must not come, nor have come.
     void refuse(const Wanted& wanted);
 

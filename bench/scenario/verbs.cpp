@@ -17,7 +17,6 @@ constexpr milliseconds MESSAGE_PATIENCE(2000);
 constexpr milliseconds REPORT_PATIENCE(60000);  // it is asked for after seconds of processor time
 constexpr milliseconds TEXT_PATIENCE(20000);
 constexpr milliseconds READING_PATIENCE(10000);
-constexpr milliseconds QUIET(300);  // after the last of a burst
 constexpr milliseconds COMMAND_PATIENCE(60000);
 constexpr int MOST_POSITIONS = 127;  // of one pot under way: no two of them alike
 
@@ -158,34 +157,6 @@ void expect_fill(Runner& run, const End& end) {
     run.hold();
 }
 
-Action send_burst(StepReader& reader) {
-    return [from = reader.end(), count = reader.words.number(1, 100000)](Runner& run) {
-        note(run, run.step().text);
-        run.filled[other(from)] = burst(run.controller(), from, count);
-    };
-}
-
-void expect_burst(Runner& run, const End& end) {
-    const auto sent = run.filled.extract(end);
-    if (!sent) {
-        throw Failure{"nothing was sent in a burst"};
-    }
-    const std::vector<Bytes>& messages = sent.mapped().messages;
-    std::size_t came = 0;
-    for (; const Event* event = run.await_event(at(end), QUIET); ++came) {
-        if (std::find(messages.begin(), messages.end(), event->bytes) == messages.end()) {
-            fail("whole messages of the burst", hex(event->bytes, 16));
-        }
-        run.take(*event);
-    }
-    note(run, std::to_string(messages.size()) + " messages sent, " + std::to_string(came) +
-                  " changes came");
-    if (came == 0) {
-        throw Failure{"nothing of the burst has come"};
-    }
-    run.hold();
-}
-
 // --- Traffic by the thousand ---
 
 Action random_of(StepReader& reader) {
@@ -213,6 +184,10 @@ Action flood_of(StepReader& reader) {
     } else if (reader.words.take("each")) {
         plan.window = 1;
         plan.per_second = 1000 / reader.words.number(1, 1000);
+    } else if (reader.words.take("at once")) {
+        plan.window = plan.note_depth = UNLIMITED;
+        plan.per_second = 0;
+        plan.lossy = true;
     }
     return [ends = reader.ends, plan](Runner& run) {
         note(run, run.step().text);
@@ -246,17 +221,17 @@ struct AwaitedText {
     Wanted wanted;
 };
 
-AwaitedText text(StepReader& reader, Place place, decltype(Wanted::fits) fits) {
-    const milliseconds patience = reader.patience(TEXT_PATIENCE);
-    return {patience, {place, fits == is_same ? reader.words.quoted() : reader.words.text(), fits}};
-}
-
 AwaitedText call(StepReader& reader) {
-    return text(reader, Place::Platform, call_fits);
+    const milliseconds patience = reader.patience(TEXT_PATIENCE);
+    return {patience, {Place::Platform, reader.words.text(), call_fits}};
 }
 
 AwaitedText log(StepReader& reader) {
-    return text(reader, Place::Log, is_in);
+    const milliseconds patience = reader.patience(TEXT_PATIENCE);
+    const std::string text = reader.words.text();
+    const bool whole = text.size() > 2 && text.front() == '"' && text.back() == '"';
+    return {patience,
+            {Place::Log, whole ? text.substr(1, text.size() - 2) : text, whole ? is_same : is_in}};
 }
 
 void expect_text(Runner& run, const AwaitedText& awaited) {
@@ -275,11 +250,6 @@ void until_text(Runner& run, const AwaitedText& awaited) {
     if (run.take_until(wanted.place, awaited.patience, fits) < 0) {
         fail(wanted.text, "not" + after(awaited.patience));
     }
-}
-
-void find_text(Runner& run, const AwaitedText& awaited) {
-    run.rewind(awaited.wanted.place);
-    until_text(run, awaited);
 }
 
 void refuse_text(Runner& run, const AwaitedText& awaited) {
@@ -490,10 +460,6 @@ constexpr Verb VERBS[] = {
     {"board, host", "expect fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), expect_fill); },
      "what the other end filled the line with has arrived, whole and in order, as far as it had room; at most one message "
      "after that is cut short", Needs::Namespaces},
-    {"host", "burst", "COUNT", LINES_OPEN, send_burst,
-     "that many LED commands in one write, whether or not anything takes them", Needs::Machine},
-    {"board", "expect burst", "", LINES_OPEN, [](Reader& r) { return with(r.end(), expect_burst); },
-     "only whole messages arrive from a burst", Needs::Machine},
     {"board, host", "expect", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), expect); },
      "the next message there is this one; 2 seconds if no time is given"},
     {"board, host", "until", "WHAT [within MS]", AT_ONCE, [](Reader& r) { return with(awaited(r), until); },
@@ -509,11 +475,7 @@ constexpr Verb VERBS[] = {
     {"call", "refuse", "TEXT", AT_ONCE, [](Reader& r) { return with(call(r), refuse_text); },
      "it is not called in the whole scenario"},
     {"log", "expect", "TEXT [within MS]", AT_ONCE, [](Reader& r) { return with(log(r), until_text); },
-     "a line that contains TEXT comes after the one found last"},
-    {"log", "find", "TEXT [within MS]", AT_ONCE, [](Reader& r) { return with(log(r), find_text); },
-     "a line that contains TEXT has come or comes, anywhere in the log"},
-    {"log", "line", "\"TEXT\" [within MS]", AT_ONCE, [](Reader& r) { return with(text(r, Place::Log, is_same), find_text); },
-     "the same for a line that is exactly TEXT, trailing blanks included"},
+     "a line that contains TEXT comes after the one found last; in quotes: one that is exactly TEXT, trailing blanks included"},
     {"log", "refuse", "TEXT", AT_ONCE, [](Reader& r) { return with(log(r), refuse_text); },
      "no such line comes in the whole scenario"},
     {"screen", "expect", "ROW COLUMN \"TEXT\" [COLOR] [within MS]", AT_ONCE, [](Reader& r) { return with(shown(r), expect_screen); },
@@ -545,9 +507,10 @@ constexpr Verb VERBS[] = {
      "some hundred more; the daemon must take them all", Needs::Namespaces},
     {"board, host, both", "random", "SECONDS [seed NUMBER]", LINES_OPEN, random_of,
      "random bytes at the serial line's rate; whatever comes of them is ignored"},
-    {"board, host, both", "flood", "COUNT [pots | each MS]", LINES_OPEN, flood_of,
+    {"board, host, both", "flood", "COUNT [pots | each MS | at once]", LINES_OPEN, flood_of,
      "that many presses and releases, or LED commands; every one must arrive. `pots`, from the board: positions, of which the "
-     "last of each pot must arrive. With a time, each is sent that long after the one before has arrived"},
+     "last of each pot must arrive. With a time, each is sent that long after the one before has arrived. `at once`: in one "
+     "write, of which the line may lose some; only whole messages arrive"},
     {"", "watch traffic", "", AT_ONCE, [](Reader&) -> Action { return [](Runner& run) { run.watches_traffic = true; }; },
      "from here on, changes of the traffic LED, board note 0x38, count as messages"},
     {"", "watch order", "", AT_ONCE, [](Reader&) -> Action { return [](Runner& run) { run.watches_order = true; }; },
