@@ -18,27 +18,33 @@ TEST(Mapping, RecordsOfTheBaseMapping) {
         const char* name;
         int host_sees;
     } cases[] = {
-        {"# 21 1 60 3 0 1 2 A\n 21 1 60 3 0 1 2 B\n\xff\n21 1 60 3 0 1 2 C", 21, "unmapped_21", 1},
-        {"# A \xff\n21 1 60 3 0 1 2 A\n", 21, "unmapped_21", 1},
+        {"# 21 1 60 3 0 1 2 A\n 21 1 60 3 0 1 2 B\n", 21, "unmapped_21", 1},
         {"\r\n21 1 60 3 0 1 2 A\r\n21 1 -1 3 0 1 2 B", 21, "B", 255},
-        {"\t21 1 +60 3 0 1 300 A more words\n22 2 61 3 0 1 2 B\n", 22, "B", 61},
-        {"24 4 74 3\n0 1 2 A\n", 24, "A", 74},
-        {"21\n1\r\n60 3 0 1 2\n\nA 22 2 61 3 0 1 2 B\n", 22, "unmapped_22", 2},
-        {"21 1 60 3 0 1 2 A\t22 2 61 3 0 1 2 B\n", 22, "B", 61},
-        {"21 1 60 3 0 1 A\n22 2 61 3 0 1 2 B\n", 21, "unmapped_21", 1},
+        {"21 1 60\t3 0 1 300 A more words\n22 2 61 3 0 1 2 B\n", 21, "A", 60},
+        {"21 1 60 3\n0 1 2 A\n", 21, "unmapped_21", 1},
         {"21 1 60 3 0 1 A\n22 2 61 3 0 1 2 B\n", 22, "B", 61},
-        {"21 1 60 3 0 0x1 2 A\n22 2 61 3 0 1 2 B\n", 22, "B", 61},
+        {"21 1 60 3 0 0x1 2 A\n22 2 61 3 0 1 2 B\n", 21, "unmapped_21", 1},
         {"21 1 99999999999 3 0 1 2 A\n22 2 61 3 0 1 2 B\n", 21, "unmapped_21", 1},
-        {"85 1 60 3 0 1 2 A 21 1 60 3 0 1 2 B\n22 2 61 3 0 1 2 C\n", 22, "C", 61},
+        {"85 1 60 3 0 1 2 A\n22 2 61 3 0 1 2 C\n", 22, "C", 61},
         {"21 1 60 3 0 1 2\n", 21, "unmapped_21", 1},
-        {"20 0 60 3\n0 X\t21 1 60 3 0 1 2 A\n\t\nX\n", 21, "unmapped_21", 1},
-        {"20 0 60 3 0 1 2 X\t\n# \n21 1 60 3 0 1 2 A\n", 21, "A", 60},
     };
     for (const auto& [text, index, name, host_sees] : cases) {
         Mapping mapping;
         mapping.apply_base(text);
         EXPECT_EQ(mapping.at(index).name, name) << text;
         EXPECT_EQ(mapping.at(index).host_sees, host_sees) << text;
+    }
+}
+
+TEST(Mapping, ALineThatCannotBeReadKeepsItsName) {
+    Mapping mapping;
+    mapping.apply_base(
+        "21 1 60 3 0 1 A_1\n22 2 x 3 0 1 2 B\n23 3 63 3 0 1 99\n24 4 64 3 0 1 2 C\n");
+    const char* const names[] = {"A_1", "B", "", nullptr};
+    for (int i = 0; i < 4; ++i) {
+        const Control& control = mapping.at(21 + i);
+        EXPECT_EQ(control.lost, names[i] != nullptr);
+        EXPECT_EQ(control.lost_name, names[i] == nullptr ? "" : names[i]);
     }
 }
 
@@ -77,7 +83,7 @@ TEST(Setup, PresetAndChannel) {
          "22 2 61 1 0 0 2 HIDDEN\n23 3 62 1 0 0 2 SYNC\n"},
         {"orvik.sys.cfg", "MIDI_CHANNEL=259=4\r\nmidi_preset=0\n"},
         {"orvik.midictl.cfg0.txt", "\xef\xbb\xbfplay_a 99\nHIDDEN 98\nNOWHERE 97\nSYNC 96\r\n"},
-        {"orvik.midictl.cfg2.txt.ok", "PLAY_AB\n95\nSYNC sync\nHIDDEN\nHIDDEN 94"},
+        {"orvik.midictl.cfg2.txt.ok", "PLAY_AB 95\nSYNC sync\nHIDDEN 94"},
         {"orvik.midictl.cfg-1.txt.ok", "23 3 93 1 0 0 2 SYNC"}};
     const auto setup = setup_of(files);
     EXPECT_EQ(setup.channel, 3);

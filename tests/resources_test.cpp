@@ -8,8 +8,13 @@
 #include <set>
 #include <sstream>
 
+#include "controller/mapping.h"
+
 namespace {
 
+using bench::Block;
+using bench::BLOCKS;
+using bench::Kind;
 using Row = std::vector<std::string>;
 using Numbers = std::set<std::pair<bool, int>>;  // controller or note, and its number
 enum MappingField { IDX, CF_CC, APP_CC, CTL_TYPE, DATA_TYPE, ADD_DATA, ADD_DATA2, NAME };
@@ -49,8 +54,21 @@ std::string only_line_with(const std::string& text, const std::string& file) {
     return found;
 }
 
+// What the virtual controller has at an index.
+const Block& block_at(int idx) {
+    const Block* block = BLOCKS;
+    while (block->last < idx && block + 1 != std::end(BLOCKS)) {
+        ++block;
+    }
+    return *block;
+}
+
+bool is_one_of(Kind kind, const std::set<Kind>& kinds) {
+    return kinds.count(kind) == 1;
+}
+
 bool is_controller(int idx) {
-    return idx <= 20 || idx == 82 || idx == 83;
+    return !is_one_of(block_at(idx).kind, {Kind::Button, Kind::Light, Kind::Spare});
 }
 
 TEST(Resources, MappingHasEveryControlOnce) {
@@ -58,27 +76,31 @@ TEST(Resources, MappingHasEveryControlOnce) {
     Numbers board = {{false, 0x00}, {false, 0x38}, {false, 0x60}};  // commands, traffic, power
     for (const Row& row : rows_of(MAPPING, 8)) {
         SCOPED_TRACE(row[NAME]);
-        const int idx = number(row[IDX], 0, 84), cf_cc = number(row[CF_CC], 0, 127);
+        const int idx = number(row[IDX], 0, bench::CONTROL_COUNT - 1);
+        const int cf_cc = number(row[CF_CC], 0, 127);
+        const Block& block = block_at(idx);
         EXPECT_TRUE(indices.insert(idx).second);
         EXPECT_TRUE(board.emplace(is_controller(idx), cf_cc).second);
-        const int offset = idx <= 17 ? 0 : idx <= 20 ? 46 : idx <= 64 ? -20 : -1;
-        EXPECT_TRUE(idx > 71 || cf_cc == idx + offset);
-        const std::string types = is_controller(idx) ? (idx > 20 ? "4" : "0")
-                                  : idx > 71         ? "2"
-                                                     : "13";
+        EXPECT_TRUE(block.board_sends < 0 || cf_cc == block.board_sends + idx - block.first);
+        const std::string types = block.kind == Kind::Button  ? "13"
+                                  : block.kind == Kind::Meter ? "4"
+                                  : is_controller(idx)        ? "0"
+                                                              : "2";
         EXPECT_NE(types.find(row[CTL_TYPE]), types.npos);
-        EXPECT_EQ(row[DATA_TYPE], (12 <= idx && idx <= 15) || idx == 18 ? "1" : "0");
+        const bool steps = is_one_of(block.kind, {Kind::Platter, Kind::Partner, Kind::Encoder});
+        EXPECT_EQ(row[DATA_TYPE], steps ? "1" : "0");
         number(row[ADD_DATA], 0, 255);
         number(row[ADD_DATA2], 0, 255);
         EXPECT_EQ(only_line_with(row[NAME], MAPPING).find(row[IDX] + ' '), 0U);
     }
-    EXPECT_EQ(indices.size(), 85U);
+    EXPECT_EQ(indices.size(), std::size_t{bench::CONTROL_COUNT});
 }
 
 TEST(Resources, HostNumbersDoNotClash) {
     std::map<std::string, std::pair<bool, int>> base;
     for (const Row& row : rows_of(MAPPING, 8)) {
-        base[row[NAME]] = {is_controller(number(row[IDX], 0, 84)), number(row[APP_CC], 0, 127)};
+        base[row[NAME]] = {is_controller(number(row[IDX], 0, bench::CONTROL_COUNT - 1)),
+                           number(row[APP_CC], 0, 127)};
     }
     auto preset = base;
     for (const Row& row : rows_of("orvik.midictl.cfg0.txt", 2)) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <sstream>
 
 #include "world/places.h"
 
@@ -13,27 +14,7 @@ constexpr int UNITS_PER_STEP[] = {1, 2, 4, 8, 16, 20, 24, 28, 32, 36, 40, 48, 56
 constexpr int APP_NUMBER_ONLY = -1;   // board number of a record that sets the host's number only
 constexpr int BASE_FORM_PRESET = -1;  // the preset that is written as the base mapping is
 constexpr std::size_t MAX_NAME = 63;
-constexpr char END_OF_FILE_MARK = '\xff';
 constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
-constexpr std::string_view WHITE_SPACE = " \t\n\v\f\r";
-
-// Runs of configuration indices and what the control board calls their first one.
-struct Block {
-    int first, last;
-    Kind kind;
-    int board_sends;  // -1: nothing
-    int host_sees;    // default; -1: nothing
-    int host_sends;   // default of the commands' numbers, both ways; -1: no light, no meter
-    bool commands_count_up;
-};
-constexpr Block BLOCKS[] = {
-    {0, 11, Kind::Pot, 0x00, 0, -1, false},       {12, 13, Kind::Platter, 0x0C, 12, -1, false},
-    {14, 15, Kind::Partner, 0x0E, 14, -1, false}, {16, 17, Kind::Pot, 0x10, 16, -1, false},
-    {18, 18, Kind::Encoder, 0x40, 18, -1, false}, {19, 20, Kind::Pot, 0x41, 19, -1, false},
-    {21, 64, Kind::Button, 0x01, 1, 1, true},     {65, 70, Kind::Button, 0x40, 64, 64, true},
-    {71, 71, Kind::Button, 0x46, 70, 0, false},   {72, 81, Kind::Light, -1, -1, 0, false},
-    {82, 83, Kind::Meter, -1, -1, 0, false},      {84, 84, Kind::Spare, -1, -1, -1, false},
-};
 
 bool is_note(std::uint8_t status) {
     return (status & 0xE0) == 0x80;
@@ -43,64 +24,29 @@ bool is_controller(std::uint8_t status) {
     return (status & 0xF0) == 0xB0;
 }
 
-// Reads a hand-edited file record by record. Each field is taken as scanf takes it, after any white
-// space, so that a record may span lines; what is left of its last line is then a line of its own.
-class Records {
-  public:
-    explicit Records(std::string_view text) : text_(text) {}
+using Fields = std::vector<std::string>;
 
-    // Goes on to where a record begins; false at the end of the file.
-    bool next() {
-        while (!text_.empty() && text_[0] != END_OF_FILE_MARK) {
-            if (text_[0] == '#' || text_[0] == ' ') {
-                if (take_line("\n").find(END_OF_FILE_MARK) != std::string_view::npos) {
-                    return false;
-                }
-            } else if (text_[0] == '\n' || text_[0] == '\r') {
-                text_.remove_prefix(1);
-            } else {
-                record_ = text_;
-                return true;
-            }
+// The fields of each line that is neither empty nor a comment.
+std::vector<Fields> records_of(std::string_view text) {
+    std::vector<Fields> records;
+    std::istringstream in{std::string(text)};
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream fields(line.starts_with('#') || line.starts_with(' ') ? "" : line);
+        records.emplace_back(std::istream_iterator<std::string>(fields),
+                             std::istream_iterator<std::string>());
+        if (records.back().empty()) {
+            records.pop_back();
         }
-        return false;
     }
-    bool take_number(int& number) {
-        skip(text_.find_first_not_of(WHITE_SPACE));
-        const bool plus = text_.starts_with("+") && !text_.starts_with("+-");
-        const char* const first = text_.data() + (plus ? 1 : 0);
-        const auto [end, error] = std::from_chars(first, text_.data() + text_.size(), number);
-        if (error != std::errc()) {
-            return false;
-        }
-        skip(static_cast<std::size_t>(end - text_.data()));
-        return true;
-    }
-    bool take_word(std::string& word) {
-        skip(text_.find_first_not_of(WHITE_SPACE));
-        word = text_.substr(0, text_.find_first_of(WHITE_SPACE));
-        skip(word.size());
-        return !word.empty();
-    }
-    // What is left of the line, without its end, which is any of these bytes.
-    std::string_view take_line(std::string_view ends = "\n\r") {
-        const std::string_view line = text_.substr(0, text_.find_first_of(ends));
-        skip(line.size() + 1);
-        return line;
-    }
-    // What is left of the line that the record began in; nothing in a later one.
-    std::string_view take_rest() {
-        const std::string_view taken = record_.substr(0, record_.size() - text_.size());
-        const std::size_t begin = taken.find_first_not_of(WHITE_SPACE);
-        return taken.find('\n', begin == taken.npos ? 0 : begin) == taken.npos ? take_line() : "";
-    }
+    return records;
+}
 
-  private:
-    void skip(std::size_t size) { text_.remove_prefix(std::min(size, text_.size())); }
-
-    std::string_view text_;
-    std::string_view record_;  // from where it begins
-};
+std::optional<int> to_number(const std::string& field) {
+    int number = 0;
+    const char* const end = field.data() + field.size();
+    const auto [rest, error] = std::from_chars(field.data(), end, number);
+    return rest == end && error == std::errc() ? std::optional(number) : std::nullopt;
+}
 
 char lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -154,17 +100,10 @@ std::string checked(std::string text) {
     if (text.starts_with(BYTE_ORDER_MARK)) {
         text.erase(0, BYTE_ORDER_MARK.size());
     }
-    for (Records lines(text); lines.next();) {
-        Records fields(lines.take_line("\n"));
-        int count = 0;
-        for (std::string field; fields.take_word(field);) {
-            ++count;
-        }
-        if (count != 2) {
-            return "";
-        }
-    }
-    return text;
+    const std::vector<Fields> records = records_of(text);
+    const bool good = std::all_of(records.begin(), records.end(),
+                                  [](const Fields& fields) { return fields.size() == 2; });
+    return good ? text : "";
 }
 
 }  // namespace
@@ -181,7 +120,7 @@ Mapping::Mapping() {
     for (const Block& block : BLOCKS) {
         for (int index = block.first; index <= block.last; ++index) {
             const int offset = index - block.first;
-            Control& control = controls_[static_cast<std::size_t>(index)];
+            Control& control = controls_.at(static_cast<std::size_t>(index));
             control.index = index;
             control.kind = block.kind;
             control.name = "unmapped_" + std::to_string(index);
@@ -205,67 +144,48 @@ void Mapping::apply_numbers(Control& control, int board_number, int host_number)
     }
 }
 
-// A control whose record is refused keeps its place, under the name at the end of the line.
-void Mapping::lose(int index, std::string_view rest_of_line) {
-    if (index < 0 || index >= CONTROL_COUNT) {
-        return;
-    }
-    Control& control = controls_[static_cast<std::size_t>(index)];
-    control.lost = true;
-    Records rest(rest_of_line);
-    for (std::string word; rest.take_word(word);) {
-        control.lost_name =
-            is_name(word) && word.find_first_not_of("0123456789") != word.npos ? word : "";
-    }
-}
-
 void Mapping::apply_base(std::string_view text) {
-    for (Records records(text); records.next();) {
-        int index = -1, board_number, host_number, control_type, data_type, extra, rate;
-        bool good = true;
-        for (int* const number :
-             {&index, &board_number, &host_number, &control_type, &data_type, &extra, &rate}) {
-            good = good && records.take_number(*number);
+    enum { INDEX, BOARD, HOST, CONTROL_TYPE, DATA_TYPE, EXTRA, RATE, NAME };
+    for (const Fields& fields : records_of(text)) {
+        std::array<int, NAME> numbers{};
+        std::size_t read = 0;
+        for (; read < std::min<std::size_t>(NAME, fields.size()) && to_number(fields[read]);
+             ++read) {
+            numbers.at(read) = *to_number(fields[read]);
         }
-        std::string name;
-        if (!good || !records.take_word(name) || name.size() > MAX_NAME) {
-            lose(index, records.take_rest());
+        if (read == 0 || numbers[INDEX] < 0 || numbers[INDEX] >= CONTROL_COUNT) {
             continue;
         }
-        if (index < 0 || index >= CONTROL_COUNT) {
+        Control& control = controls_.at(static_cast<std::size_t>(numbers[INDEX]));
+        if (read < NAME || fields.size() <= NAME || fields[NAME].size() > MAX_NAME) {
+            const std::string& last = fields.back();
+            control.lost = true;
+            control.lost_name = is_name(last) && !to_number(last) ? last : "";
             continue;
         }
-        Control& control = controls_[static_cast<std::size_t>(index)];
         control.mapped = true;
-        control.name = name;
-        apply_numbers(control, board_number, host_number);
-        if (board_number != APP_NUMBER_ONLY) {
-            control.control_type = control_type & 0xFF;
-            control.data_type = data_type & 0xFF;
-            control.extra = extra & 0xFF;
-            control.rate = rate & 0xFF;
+        control.name = fields[NAME];
+        apply_numbers(control, numbers[BOARD], numbers[HOST]);
+        if (numbers[BOARD] != APP_NUMBER_ONLY) {
+            control.control_type = numbers[CONTROL_TYPE] & 0xFF;
+            control.data_type = numbers[DATA_TYPE] & 0xFF;
+            control.extra = numbers[EXTRA] & 0xFF;
+            control.rate = numbers[RATE] & 0xFF;
         }
     }
 }
 
 void Mapping::apply_preset(std::string_view preset, std::string_view base) {
-    for (Records records(preset); records.next();) {
-        std::string name;
-        int host_number;
-        if (!records.take_word(name) || name.size() > MAX_NAME ||
-            !records.take_number(host_number)) {
-            records.take_rest();
-            continue;
-        }
-        const std::optional<std::string_view> base_line =
-            is_name(name) ? grep(base, name) : std::nullopt;
+    for (const Fields& fields : records_of(preset)) {
+        const std::optional<int> number = fields.size() < 2 ? std::nullopt : to_number(fields[1]);
+        const auto base_line = number && is_name(fields[0]) ? grep(base, fields[0]) : std::nullopt;
         if (!base_line) {
             continue;
         }
         const int index =
             std::atoi(std::string(base_line->substr(0, base_line->find(' '))).c_str());
         if (index >= 0 && index < CONTROL_COUNT) {
-            apply_numbers(controls_[static_cast<std::size_t>(index)], APP_NUMBER_ONLY, host_number);
+            apply_numbers(controls_.at(static_cast<std::size_t>(index)), APP_NUMBER_ONLY, *number);
         }
     }
 }

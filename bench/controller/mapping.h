@@ -1,11 +1,13 @@
 // The controls of the controller, as the mapping files describe them: which number the board, the
 // host and the daemon's two ways out use for each. Read here anew, without the daemon's own reader,
-// so that what the daemon sends can be checked against it.
+// so that what the daemon sends can be checked against it. Strictly, a record a line: what the
+// daemon makes of others a scenario has to say in bytes.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,11 +15,40 @@
 
 namespace bench {
 
-constexpr int CONTROL_COUNT = 85;  // configuration indices 0 to 84
-constexpr int TO_PARTNER = 2;      // from a platter's index to its partner's
-constexpr int FORGET_INDEX = 81;   // a note for this light makes the daemon forget its host side
-
 enum class Kind { Pot, Platter, Partner, Encoder, Button, Light, Meter, Spare };
+
+// A block of controls, by configuration index, and what the control board calls the first of them.
+// The numbers of the others count up.
+struct Block {
+    int first, last;
+    Kind kind;
+    int board_sends;  // -1: nothing
+    int host_sees;    // by default; -1: nothing
+    int host_sends;   // default of the commands' numbers, both ways; -1: no light, no meter
+    bool commands_count_up = false;
+};
+constexpr Block BLOCKS[] = {
+    {0, 11, Kind::Pot, 0x00, 0, -1},          {12, 13, Kind::Platter, 0x0C, 12, -1},
+    {14, 15, Kind::Partner, 0x0E, 14, -1},    {16, 17, Kind::Pot, 0x10, 16, -1},
+    {18, 18, Kind::Encoder, 0x40, 18, -1},    {19, 20, Kind::Pot, 0x41, 19, -1},
+    {21, 64, Kind::Button, 0x01, 1, 1, true}, {65, 70, Kind::Button, 0x40, 64, 64, true},
+    {71, 71, Kind::Button, 0x46, 70, 0},      {72, 81, Kind::Light, -1, -1, 0},
+    {82, 83, Kind::Meter, -1, -1, 0},         {84, 84, Kind::Spare, -1, -1, -1},
+};
+
+constexpr const Block& block_of(Kind kind) {  // the first of its kind
+    const Block* block = BLOCKS;
+    while (block->kind != kind) {
+        ++block;
+    }
+    return *block;
+}
+
+constexpr int CONTROL_COUNT = std::end(BLOCKS)[-1].last + 1;
+// From a platter's index to its partner's.
+constexpr int TO_PARTNER = block_of(Kind::Partner).first - block_of(Kind::Platter).first;
+// A note for this light makes the daemon forget its host side.
+constexpr int FORGET_INDEX = block_of(Kind::Light).last;
 
 struct Control {
     int index = 0;
@@ -56,7 +87,8 @@ class Mapping {
     // All controls under their default numbers.
     Mapping();
 
-    // Applies the records of a base mapping; one that cannot be read changes nothing.
+    // Applies the records of a base mapping; of one that cannot be read the control keeps its
+    // place.
     void apply_base(std::string_view text);
     // Applies the records of a preset; names are looked up in the base mapping as grep -i finds
     // them.
@@ -84,7 +116,6 @@ class Mapping {
     void apply_numbers(Control& control, int board_number, int host_number);
     const Control* find(std::uint8_t status, int number, int Control::*known,
                         bool (Control::*as_note)() const) const;
-    void lose(int index, std::string_view rest_of_line);
 
     std::array<Control, CONTROL_COUNT> controls_;
 };
