@@ -33,7 +33,7 @@ constexpr int MISUSED = 2;
 
 struct Options {
     WorldConfig world;
-    Hidden hidden;
+    bool no_traffic = false;
     bool quiet = false;
     std::string screen_file;
     SoakPlan soak;
@@ -67,8 +67,8 @@ constexpr Option OPTIONS[] = {
     {"machine", "[=DIR]", [](Options& to, const char* value) { to.world.machine = value == nullptr ? CTLBENCH_MACHINE : value; },
      "play, panel: on an emulated machine, with the daemon that is installed there"},
     {"screen", "FILE", [](Options& to, const char* value) { to.screen_file = value; },
-     "write the final screen as an SVG picture of its text, or of the machine as pixels in PPM"},
-    {"no-traffic", nullptr, [](Options& to, const char*) { to.hidden.traffic_led = true; },
+     "play: write the machine's final screen as pixels in PPM"},
+    {"no-traffic", nullptr, [](Options& to, const char*) { to.no_traffic = true; },
      "leave out changes of the traffic LED"},
     {"quiet", nullptr, [](Options& to, const char*) { to.quiet = true; },
      "print only failures and results"},
@@ -125,15 +125,13 @@ int play(const std::string& file, const Options& options, int& skipped) {
             ports.emplace(options.ports, product_name(scenario.world));
         }
         Controller controller(scenario.world);
-        Transcript transcript(controller.mapping(), options.hidden, options.quiet);
+        Transcript transcript(controller.mapping(), options.no_traffic, options.quiet);
         if (ports) {
             ports->attach(controller);
         }
         outcome = Runner(scenario, controller, transcript, ports ? &*ports : nullptr).play();
         if (!options.screen_file.empty()) {
-            const Machine* const machine = controller.machine();
-            std::ofstream(options.screen_file)
-                << (machine == nullptr ? controller.screen().svg() : machine->picture());
+            std::ofstream(options.screen_file) << controller.machine()->picture();
         }
     } catch (const ScenarioError& error) {
         std::fprintf(stderr, "%s\n", error.what());
@@ -287,6 +285,10 @@ int run(const std::vector<char*>& arguments) {
     }
     if (!options.world.machine.empty() && !plays && name != "panel" && name != "steps") {
         throw Misuse(name + " has no machine");
+    }
+    if (!options.screen_file.empty() && (options.world.machine.empty() || !plays)) {
+        throw Misuse(
+            "--screen: for play on the machine; elsewhere a step \"screen show\" prints it");
     }
     if (!std::filesystem::is_directory(options.world.resources)) {
         throw Misuse("there is no directory " + options.world.resources);

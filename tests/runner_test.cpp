@@ -30,7 +30,7 @@ class RunnerTest : public testing::Test {
         fs::permissions(world.daemon, fs::perms::owner_all);
         const Scenario scenario = parse_scenario("t.scn", steps, world);
         Controller controller(scenario.world);
-        Transcript transcript(controller.mapping(), {}, true);
+        Transcript transcript(controller.mapping(), false, true);
         return Runner(scenario, controller, transcript).play();
     }
 

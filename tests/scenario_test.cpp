@@ -18,7 +18,9 @@ constexpr const char* HEAD =
     "    midi_channel=4\n";
 
 Scenario parse(const std::string& steps) {
-    return parse_scenario("tests/t.scn", HEAD + steps, {});
+    WorldConfig world;
+    world.resources = SCENARIOS_DIR "/../../resources";
+    return parse_scenario("tests/t.scn", HEAD + steps, world);
 }
 
 TEST(Scenario, SaysWhereALineIsWrong) {

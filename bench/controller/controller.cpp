@@ -4,11 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <fstream>
 #include <iterator>
-#include <sstream>
 
 namespace bench {
 namespace {
@@ -21,10 +18,6 @@ constexpr milliseconds HUNG_UP_PAUSE(20);
 
 bool has_input(const pollfd& polled) {
     return (polled.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
-}
-
-bool contains(const std::vector<std::string>& names, const std::string& name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 // Asking for input also waits for bytes that the kernel has not passed on yet.
@@ -48,20 +41,10 @@ struct Controller::Line {
 };
 
 ReadFile resource_reader(const WorldConfig& config) {
-    return [&config](const std::string& name) -> std::optional<std::string> {
-        const auto mode = config.modes.find(name);
-        const bool readable = mode == config.modes.end() || (mode->second & S_IRUSR) != 0;
-        if (!readable || contains(config.directories, name)) {
-            return std::nullopt;
-        }
-        if (const auto laid = config.files.find(name); laid != config.files.end()) {
-            return laid->second;
-        }
-        std::ifstream file(config.resources + "/" + name, std::ios::binary);
-        if (!file || contains(config.removed, name)) {
-            return std::nullopt;
-        }
-        return std::string(std::istreambuf_iterator<char>(file), {});
+    return [resources = resources_for(config)](const std::string& name) {
+        const auto file = resources.files.find(RESOURCES + name);
+        const bool readable = file != resources.files.end() && (file->second.mode & S_IRUSR) != 0;
+        return readable ? std::optional(file->second.content) : std::nullopt;
     };
 }
 

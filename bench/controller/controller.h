@@ -120,7 +120,7 @@ class Controller {
     bool answering_ = true;
 };
 
-// Reads files as the daemon will find them: laid over, removed, or of the resources directory.
+// Reads files as the daemon will find them at its start.
 ReadFile resource_reader(const WorldConfig& config);
 // The name that the settings give the USB device; empty: none.
 std::string product_name(const WorldConfig& config);

@@ -3,8 +3,6 @@
 #include <vterm.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <map>
 
 namespace bench {
 
@@ -26,8 +24,6 @@ constexpr ConsoleColor COLORS[] = {
 };
 constexpr int OWN_FOREGROUND = 7;
 constexpr int OWN_BACKGROUND = 0;
-constexpr int CELL_WIDTH = Screen::CELL_WIDTH;
-constexpr int CELL_HEIGHT = Screen::CELL_HEIGHT;
 
 std::string utf8(uint32_t c) {
     std::string text;
@@ -59,29 +55,6 @@ std::pair<const ConsoleColor&, const ConsoleColor&> appearing(const Cell& cell) 
     return cell.reverse
                ? std::pair<const ConsoleColor&, const ConsoleColor&>(background, foreground)
                : std::pair<const ConsoleColor&, const ConsoleColor&>(foreground, background);
-}
-
-std::string xml(const std::string& text) {
-    static const std::map<char, const char*> ESCAPES = {
-        {'<', "&lt;"}, {'&', "&amp;"}, {' ', "\u00A0"}};
-    std::string escaped;
-    for (const char c : text) {
-        const auto escape = ESCAPES.find(c);
-        escaped += escape == ESCAPES.end() ? std::string(1, c) : escape->second;
-    }
-    return escaped;
-}
-
-std::string svg_run(int row, int column, int length, const Cell& style, const std::string& text) {
-    const auto& [foreground, background] = appearing(style);
-    char line[512];
-    snprintf(line, sizeof line,
-             "<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\"/>"
-             "<text x=\"%d\" y=\"%d\" textLength=\"%d\" fill=\"%s\">",
-             (column - 1) * CELL_WIDTH, (row - 1) * CELL_HEIGHT, length * CELL_WIDTH, CELL_HEIGHT,
-             background.rgb, (column - 1) * CELL_WIDTH, row * CELL_HEIGHT - 4, length * CELL_WIDTH,
-             foreground.rgb);
-    return line + xml(text) + "</text>\n";
 }
 
 }  // namespace
@@ -156,35 +129,6 @@ std::pair<int, int> Screen::pixel_colors(const Cell& cell) {
     };
     const auto& [text, ground] = appearing(cell);
     return {pixel(text), pixel(ground)};
-}
-
-std::string Screen::svg() const {
-    char head[256];
-    snprintf(head, sizeof head,
-             "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" "
-             "font-family=\"monospace\" font-size=\"13\">\n",
-             SCREEN_COLUMNS * CELL_WIDTH, SCREEN_ROWS * CELL_HEIGHT);
-    std::string picture = head;
-    for (int row = 1; row <= SCREEN_ROWS; ++row) {
-        for (int column = 1; column <= SCREEN_COLUMNS;) {
-            const Cell style = at(row, column);
-            std::string run;
-            int length = 0;
-            for (; column + length <= SCREEN_COLUMNS; ++length) {
-                const Cell cell = at(row, column + length);
-                if (colors(cell) != colors(style)) {
-                    break;
-                }
-                run += cell.text;
-            }
-            if (run.find_first_not_of(' ') != std::string::npos || style.background > 0 ||
-                style.reverse) {
-                picture += svg_run(row, column, length, style, run);
-            }
-            column += length;
-        }
-    }
-    return picture + "</svg>\n";
 }
 
 }  // namespace bench

@@ -53,9 +53,6 @@ class Screen {
     // of blue.
     static std::pair<int, int> pixel_colors(const Cell& cell);
 
-    // What is written on the screen as an SVG picture, to be laid over the splash image.
-    std::string svg() const;
-
   private:
     struct Emulator;
     std::unique_ptr<Emulator> emulator_;

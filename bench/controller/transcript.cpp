@@ -106,13 +106,13 @@ std::string transcript_line(const Event& event, const Mapping& mapping) {
     return line + words_for(event, mapping);
 }
 
-Transcript::Transcript(const Mapping& mapping, Hidden hidden, bool quiet)
-    : mapping_(mapping), hidden_(hidden), quiet_(quiet) {}
+Transcript::Transcript(const Mapping& mapping, bool no_traffic, bool quiet)
+    : mapping_(mapping), no_traffic_(no_traffic), quiet_(quiet) {}
 
 void Transcript::print(const std::vector<Event>& events) {
     for (; printed_ < events.size(); ++printed_) {
         const Event& event = events[printed_];
-        const bool hidden = quiet_ || (hidden_.traffic_led && is_traffic_led(event));
+        const bool hidden = quiet_ || (no_traffic_ && is_traffic_led(event));
         if (!hidden) {
             std::puts(transcript_line(event, mapping_).c_str());
         }

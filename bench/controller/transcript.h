@@ -25,15 +25,11 @@ std::string words_for(const Event& event, const Mapping& mapping);
 // control characters made visible.
 std::string transcript_line(const Event& event, const Mapping& mapping);
 
-// What is left out of a transcript.
-struct Hidden {
-    bool traffic_led = false;
-};
-
 // Prints events to standard output as they come.
 class Transcript {
   public:
-    Transcript(const Mapping& mapping, Hidden hidden, bool quiet);
+    // `no_traffic`: leaves the changes of the traffic LED out; `quiet`: all of them.
+    Transcript(const Mapping& mapping, bool no_traffic, bool quiet);
 
     // Prints the events that have not been printed yet.
     void print(const std::vector<Event>& events);
@@ -45,8 +41,7 @@ class Transcript {
 
   private:
     const Mapping& mapping_;
-    Hidden hidden_;
-    bool quiet_;
+    bool no_traffic_, quiet_;
     std::size_t printed_ = 0;
 };
 

@@ -10,8 +10,8 @@
 #include "controller/controller.h"
 #include "controller/transcript.h"
 #include "port/ports.h"
-#include "scenario/fill.h"
 #include "scenario/scenario.h"
+#include "scenario/traffic.h"
 
 namespace bench {
 

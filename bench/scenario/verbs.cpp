@@ -5,10 +5,9 @@
 #include <map>
 
 #include "machine/machine.h"
-#include "scenario/fill.h"
-#include "scenario/flood.h"
 #include "scenario/runner.h"
 #include "scenario/step.h"
+#include "scenario/traffic.h"
 
 namespace bench {
 namespace {

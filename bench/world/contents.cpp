@@ -48,7 +48,7 @@ Contents resources_for(const WorldConfig& config) {
                                  error.message());
     }
     for (const fs::directory_entry& entry : entries) {
-        if (entry.is_regular_file() && entry.path().extension() != ".ok") {
+        if (entry.is_regular_file()) {
             const auto mode = static_cast<mode_t>(entry.status().permissions());
             const std::string name = entry.path().lexically_relative(config.resources).string();
             contents.files[RESOURCES + name] = {mode & 0777, read_file(entry.path().string())};
