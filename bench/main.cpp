@@ -19,6 +19,7 @@
 #include "measure/measure.h"
 #include "measure/soak.h"
 #include "panel/panel.h"
+#include "panel/text.h"
 #include "port/ports.h"
 #include "scenario/runner.h"
 #include "scenario/scenario.h"
@@ -30,6 +31,7 @@ namespace {
 constexpr int GOOD = 0;
 constexpr int FAILED = 1;
 constexpr int MISUSED = 2;
+constexpr int TABLE_WIDTH = 90;
 
 struct Options {
     WorldConfig world;
@@ -74,8 +76,6 @@ constexpr Option OPTIONS[] = {
      "print only failures and results"},
     {"port", "[NAME]", [](Options& to, const char* value) { to.ports.host = true; to.ports.where = value == nullptr ? "" : value; },
      "panel, play: the host is a MIDI port (default: the product's name), or /dev/..."},
-    {"port-api", "API", [](Options& to, const char* value) { to.ports.api = value; },
-     "alsa or jack (default: ALSA's sequencer where there is one)"},
     {"board", "DEVICE", [](Options& to, const char* value) { to.ports.board = value; },
      "panel, play: the board is a real one, at this serial line"},
     {"count", "N", [](Options& to, const char* value) { to.soak.count = whole_number(value); },
@@ -130,6 +130,14 @@ int play(const std::string& file, const Options& options, int& skipped) {
             ports->attach(controller);
         }
         outcome = Runner(scenario, controller, transcript, ports ? &*ports : nullptr).play();
+        if (ports && ports->heard() != nullptr) {
+            std::printf("\nThe board\n");
+            for (const std::string& line : ports->heard()->lines(controller.mapping())) {
+                for (const std::string& row : wrapped(line, TABLE_WIDTH, 2)) {
+                    std::printf("  %s\n", row.c_str());
+                }
+            }
+        }
         if (!options.screen_file.empty()) {
             std::ofstream(options.screen_file) << controller.machine()->picture();
         }
@@ -275,9 +283,6 @@ int run(const std::vector<char*>& arguments) {
     const PortPlan& ports = options.ports;
     if (ports.any() && name != "panel" && name != "play") {
         throw Misuse("--port and --board are for panel and play");
-    }
-    if (!ports.api.empty() && (!ports.host || (ports.api != "alsa" && ports.api != "jack"))) {
-        throw Misuse("--port-api: expected alsa or jack, with --port");
     }
     const bool plays = command->run == run_play;
     if (options.files.empty() == plays) {

@@ -1,15 +1,13 @@
-// What comes from other software, in any pieces, and what the system tells of it.
+// What comes from other software and from a board, in any pieces.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
+#include "port/heard.h"
 #include "port/ports.h"
-#include "port/ring.h"
-#include "port/system.h"
 #include "port/whole.h"
 #include "world/handles.h"
 
@@ -59,47 +57,45 @@ TEST(WholeMessages, WithoutAnEndAreCut) {
     EXPECT_EQ(whole.feed({0x90, 1, 2}), std::vector<Bytes>({{0x90, 1, 2}}));
 }
 
-TEST(Ring, LosesNothingUncounted) {
-    constexpr int COUNT = 300000;
-    Ring ring(100);
-    std::vector<int> came;
-    std::thread from([&] {
-        for (int i = 0; i < COUNT; ++i) {
-            ring.put({byte(i & 0x7F), byte(i >> 7 & 0x7F), byte(i >> 14)});
-        }
-        ring.put({});
-    });
-    Bytes rest;
-    const auto take = [&] {
-        const Bytes taken = ring.take(7);
-        rest.insert(rest.end(), taken.begin(), taken.end());
-        for (; rest.size() >= 3; rest.erase(rest.begin(), rest.begin() + 3)) {
-            came.push_back(rest[0] | rest[1] << 7 | rest[2] << 14);
-        }
-        return !taken.empty();
+TEST(Heard, NamesWhatTheWireDoesNotKnow) {
+    const struct {
+        const char* bytes;
+        int spoken;
+        const char* unknown;
+    } cases[] = {
+        {"90 01 7f 80 01 00 90 2c 7f 90 46 00", 3, ""},
+        {"90 60 7f 80 60 00 f0 7e 00 06 02 f7 f0 f7", 0, ""},
+        {"b0 05 7f b1 05 00 b0 0c 41 b0 0e 3f b0 40 41 b0 40 41", 4, ""},
+        {"90 00 7f 90 2d 7f 90 3f 7f 90 47 7f 80 47 00", 0,
+         "1 × note 0x00, 1 × note 0x2D, 1 × note 0x3F, 2 × note 0x47"},
+        {"b0 12 00 b0 3f 00 b1 43 7f", 0,
+         "1 × controller 0x12, 1 × controller 0x3F, 1 × controller 0x43"},
+        {"91 01 7f 83 01 00 83 02 00", 0, "1 × notes on channel 1, 2 × notes on channel 3"},
+        {"b2 05 00 b1 0c 41 b1 40 41", 0,
+         "2 × controllers on channel 1, 1 × controllers on channel 2"},
+        {"f8 c1 05 c1 06 01 90 01 b0 05 41 f7", 1,
+         "1 × data byte without a status byte, 2 × message cut short, 2 × status byte 0xC1, "
+         "1 × status byte 0xF8"},
+        {"b0 05 41 b0 05 41 b0 05 40 b0 05 40 b0 05 3f b0 05 3f", 1,
+         "2 × steps from unmapped_5, a position"},
+        {"b0 05 7f b0 05 41 b0 05 41 b1 00 41 b1 00 41", 2, ""},
     };
-    while (static_cast<int>(came.size()) + ring.lost() < COUNT) {
-        take();
+    const Mapping mapping;
+    for (const auto& [bytes, spoken, unknown] : cases) {
+        Heard heard;
+        const Bytes all = *parse_hex(bytes);
+        for (const Bytes& message : Splitter().feed(all.data(), all.size())) {
+            heard.take(message, mapping);
+        }
+        std::string kinds;
+        const std::vector<std::string> lines = heard.lines(mapping);
+        for (const std::string& line : lines) {
+            const std::size_t prefix = std::string(Heard::UNKNOWN).size();
+            kinds += line.starts_with(Heard::UNKNOWN) ? ", " + line.substr(prefix) : "";
+        }
+        EXPECT_EQ(kinds.substr(std::min<std::size_t>(kinds.size(), 2)), unknown) << bytes;
+        EXPECT_EQ(lines.front(), std::to_string(spoken) + " of 72 controls have spoken") << bytes;
     }
-    from.join();
-    EXPECT_TRUE(std::adjacent_find(came.begin(), came.end(), std::greater_equal<>()) == came.end());
-    EXPECT_GT(came.size(), 0U);
-    EXPECT_FALSE(take());
-}
-
-TEST(AlsaClients, AreReadWithTheirConnections) {
-    const std::string text =
-        "Client info\n  cur  clients : 3\n\nClient   0 : \"System\" [Kernel]\n"
-        "  Port   1 : \"Announce\" (R-e-)\n    Connecting To: 15:0\n"
-        "Client 128 : \"Orvik Two Deck\" [User]\n  Port   0 : \"out\" (R-e-)\n"
-        "    Connecting To: 130:0, 131:2[real:0]\n"
-        "Client 129 : \"Orvik Two Deck\" [User]\n  Port   0 : \"in\" (-We-)\n"
-        "    Connected From: 130:1\n"
-        "Client 130 : \"software\" [User]\n  Port   0 : \"x\" (-We-)\n    Connected From: 128:0\n";
-    EXPECT_EQ(alsa_clients(text, "Orvik Two Deck"), (std::set<int>{128, 129}));
-    const Connected connected = alsa_connections(text, {128, 129});
-    EXPECT_EQ(connected.get, 2);
-    EXPECT_EQ(connected.send, 1);
 }
 
 // Of what a daemon sends to a device that nobody reads, all that does not arrive in the end is said
@@ -118,7 +114,7 @@ TEST(Ports, CountWhatADeviceDoesNotTake) {
     world.serial = false;
     Fd device(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK));
     unlockpt(device.get());
-    Ports ports({.host = true, .where = ptsname(device.get()), .api = {}, .board = {}}, "");
+    Ports ports({.host = true, .where = ptsname(device.get()), .board = {}}, "");
     Controller controller(world);
     ports.attach(controller);
     const auto came = [&] {

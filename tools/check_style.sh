@@ -25,7 +25,7 @@ check() { # WHAT COMMAND...
     check "format" \
         clang-format --dry-run -Werror $(find src ctlmap bench tests -name "*.cpp" -o -name "*.h")
     check "shell scripts" shellcheck -x --severity=warning --exclude=SC2033 \
-        .ci/run run test prove dist/ctlbridge.init bench/machine/root/opt/bench/latency $(find bench dist resources tests tools -name "*.sh")
+        .ci/run run test prove dist/ctlbridge.init bench/machine/root/opt/bench/latency bench/port/init $(find bench dist resources tests tools -name "*.sh")
     check "no dynamic memory in the daemon" \
         sh -c '! grep -nE "(= |return )new\>|\<[mc]alloc\(|std::(string|vector|map|function)\>" src/*'
     check "clang-tidy" clang-tidy --quiet --extra-arg=-Wno-unknown-warning-option -p "$build" src/*.cpp

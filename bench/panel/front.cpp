@@ -292,7 +292,7 @@ Front::Look Front::look_of(Controller& controller, const Control& control, int w
         look.value = is_marked ? look.value : look.least + number;
         look.ink = ink_of_light(light, held);
     }
-    if (known(control.index).name.empty()) {
+    if (known(control.index).name.empty() || motion.silent) {
         look.ink.foreground = FAINT;
     }
     return look;

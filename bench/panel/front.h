@@ -16,10 +16,12 @@ namespace bench {
 // The host can light it, by a note.
 bool has_light(const Control& control);
 
-// A relative control: how far it was moved in all, and whether it has come to rest.
+// A relative control: how far it was moved in all, and whether it has come to rest. Any control: a
+// real board is there, and it has not spoken yet.
 struct Motion {
     int travel = 0;
     bool moves = false;
+    bool silent = false;
 };
 using Motions = std::array<Motion, CONTROL_COUNT>;
 

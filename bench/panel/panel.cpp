@@ -40,6 +40,7 @@ std::string new_file_name() {
 Panel::Panel(const PanelConfig& config) : config_(config) {
     if (config.ports.any()) {
         ports_.emplace(config.ports, product_name(config.world));
+        pane_ = heard() == nullptr ? Wire : BoardPane;
     }
     start();
     terminal_ = std::make_unique<Terminal>();
@@ -354,13 +355,13 @@ void Panel::go_to_named(const std::string& name) {
 // --- Panes, recording, restart ---
 
 Scroll* Panel::scroll_of_pane() {
-    Scroll* const scrolls[PANE_COUNT] = {&monitor_.wire, &monitor_.log, nullptr};
+    Scroll* const scrolls[PANE_COUNT] = {&monitor_.wire, &monitor_.log, nullptr, nullptr};
     return scrolls[pane_];
 }
 
 void Panel::next_pane(int) {
     const bool unseen = monitor_.findings.count() > findings_seen_;
-    pane_ = unseen ? static_cast<int>(Log) : (pane_ + 1) % PANE_COUNT;
+    pane_ = unseen ? static_cast<int>(Log) : (pane_ + 1) % panes();
     if (unseen) {
         show_in_log(Tone::Finding);
     }
@@ -385,7 +386,7 @@ void Panel::scroll(int pages) {
     if (Scroll* const lines = scroll_of_pane()) {
         const int shown = std::max(1, lines_shown_ - 1);
         lines->back(pages * shown, pane_ == Wire ? filter_ : "");
-    } else {
+    } else if (pane_ == Picture) {
         screen_top_ = std::clamp(screen_top_.value_or(0) - pages * (height / 2), 0,
                                  std::max(0, SCREEN_ROWS - height));
     }

@@ -36,7 +36,7 @@ class Panel {
     using Clock = std::chrono::steady_clock;
     struct Key;
     struct Prompt;
-    enum Pane { Wire, Log, Picture, PANE_COUNT };
+    enum Pane { Wire, Log, Picture, BoardPane, PANE_COUNT };  // the last with a real board
     enum Question { AskStep, AskControl, AskFilter, QUESTION_COUNT };
     struct Later {
         Clock::time_point at;
@@ -109,6 +109,7 @@ class Panel {
     void draw_title();
     void draw_pane(int pane, int row, int column, int height, int width);
     void draw_lines(const Scroll& lines, int row, int column, int height, int width);
+    void draw_board(int row, int column, int height, int width);
     void draw_screen(int row, int column, int height, int width);
     void draw_help();
     void draw_last_line();
@@ -119,6 +120,8 @@ class Panel {
     std::string pane_title() const;
     Scroll* scroll_of_pane();
     static std::vector<std::string> rows_of(const MonitorLine& line, int width);
+    int panes() const { return heard() == nullptr ? BoardPane : PANE_COUNT; }
+    const Heard* heard() const { return ports_ ? ports_->heard() : nullptr; }
     bool is_wide() const;
     int pane_width() const;
     int most_front_rows() const;

@@ -17,7 +17,7 @@ constexpr int FEWEST_PANE_ROWS = 6;
 constexpr std::size_t WIRE_HEAD = 17;            // time and end
 constexpr int WIRE_INDENT = 11, LOG_INDENT = 2;  // of lines that go on
 
-constexpr const char* PANES[] = {"Wire", "Log", "Screen"};
+constexpr const char* PANES[] = {"Wire", "Log", "Screen", "Board"};
 constexpr Ink TITLE{231, 24, true}, HELP{252, 237}, HEAD{75}, QUESTION{220, -1, true},
     ALARM{231, 124, true};
 constexpr Ink FROM_BOARD{114}, TO_BOARD{151}, FROM_HOST{180}, TO_HOST{222}, OTHER{245};
@@ -122,6 +122,10 @@ void Panel::draw_front() {
     lay_out();
     const int front = front_rows(), pane = front + 2, height = pane_rows();
     draw_title();
+    for (const Control& control : controller_->mapping().controls()) {
+        motions_[static_cast<std::size_t>(control.index)].silent =
+            heard() != nullptr && control.board_sends >= 0 && !heard()->has_spoken(control.index);
+    }
     front_.draw(terminal, 1, front, *controller_, motions_);
     const bool said = asked_ && !message_.empty();  // about what is being typed
     terminal.text(front + 1, 0, columns, said ? message_ : front_.help(*controller_, columns),
@@ -180,17 +184,19 @@ void Panel::draw_title() {
 
 std::string Panel::pane_title() const {
     std::string title = "── ";
-    for (int i = 0; i < static_cast<int>(std::size(PANES)); ++i) {
+    for (int i = 0; i < panes(); ++i) {
         title += std::string(i == pane_ ? "[" : " ") + PANES[i] + (i == pane_ ? "]" : " ") + " ";
     }
     const Scroll& lines = pane_ == Log ? monitor_.log : monitor_.wire;
-    title += pane_ != Picture && !lines.following() ? "  paused" : "";
+    title += pane_ < Picture && !lines.following() ? "  paused" : "";
     return title + (filter_.empty() ? "" : "  only " + filter_);
 }
 
 void Panel::draw_pane(int pane, int row, int column, int height, int width) {
     if (pane == Picture) {
         draw_screen(row, column, height, width);
+    } else if (pane == BoardPane) {
+        draw_board(row, column, height, width);
     } else {
         draw_lines(pane == Wire ? monitor_.wire : monitor_.log, row, column, height, width);
     }
@@ -221,6 +227,18 @@ void Panel::draw_lines(const Scroll& lines, int row, int column, int height, int
     lines_shown_ = static_cast<int>(line - seen.rbegin());
     for (auto part = rows.rbegin(); part != rows.rend(); ++part) {
         terminal_->text(row++, column, width, part->first, part->second);
+    }
+}
+
+void Panel::draw_board(int row, int column, int height, int width) {
+    const int end = row + height;
+    for (const std::string& line : heard()->lines(controller_->mapping())) {
+        const Ink ink = line.starts_with(Heard::UNKNOWN) ? FINDING : PLAIN;
+        for (const std::string& part : wrapped(line, width, LOG_INDENT)) {
+            if (row < end) {
+                terminal_->text(row++, column, width, part, ink);
+            }
+        }
     }
 }
 

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <termios.h>
@@ -12,6 +13,7 @@
 #include <fstream>
 
 #include "port/outside.h"
+#include "port/whole.h"
 #include "world/handles.h"
 
 namespace bench {
@@ -46,6 +48,23 @@ std::string owner_of(dev_t device) {
     return {};
 }
 
+// What errno says of a file, and what helps: devices are shared by the members of a group.
+std::string refusal(const std::string& path) {
+    const int error = errno;
+    std::string text = path + ": " + strerror(error);
+    struct stat found;
+    constexpr mode_t SHARED = S_IRGRP | S_IWGRP;
+    const bool shared =
+        error == EACCES && stat(path.c_str(), &found) == 0 && (found.st_mode & SHARED) == SHARED;
+    const group* const owner = shared && found.st_gid != 0 ? getgrgid(found.st_gid) : nullptr;
+    if (owner != nullptr) {
+        text += std::string(": it is for members of the group ") + owner->gr_name +
+                ": join it with sudo adduser $USER " + owner->gr_name + ", and log in again";
+    }
+    errno = error;
+    return text;
+}
+
 void make_raw(int fd, Line line) {
     termios settings;
     if (tcgetattr(fd, &settings) != 0) {
@@ -70,10 +89,10 @@ class Device : public Outside {
 
     int fd() const override { return fd_.get(); }
     Sent send(const Bytes& message) override;
-    Bytes receive() override;
+    std::vector<Bytes> receive() override;
     void look() override;
     std::string state() const override { return fd_ ? "open" : "gone"; }
-    long long lost() const override { return lost_; }
+    long long lost() const override { return lost_ + whole_.dropped(); }
 
   private:
     std::string open_it();
@@ -83,6 +102,8 @@ class Device : public Outside {
     std::string path_;
     Line line_;
     Fd fd_;
+    WholeMessages whole_;
+    Splitter splitter_;
     Bytes rest_;  // of a message that went in part
     long long lost_ = 0;
     Clock::time_point tried_{};
@@ -94,7 +115,7 @@ std::string Device::open_it() {
     tried_ = Clock::now();
     struct stat found;
     if (stat(path_.c_str(), &found) != 0) {
-        return path_ + ": " + strerror(errno);
+        return refusal(path_);
     }
     if (!S_ISCHR(found.st_mode)) {
         return path_ + " is no device";
@@ -108,8 +129,8 @@ std::string Device::open_it() {
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     if (!opened || (fcntl(opened.get(), F_SETLK, &lock) != 0 && errno == EAGAIN)) {
-        return path_ + (errno == EAGAIN || errno == EBUSY ? " is in use by another program"
-                                                          : std::string(": ") + strerror(errno));
+        return errno == EAGAIN || errno == EBUSY ? path_ + " is in use by another program"
+                                                 : refusal(path_);
     }
     make_raw(opened.get(), line_);
     fd_ = std::move(opened);
@@ -157,7 +178,7 @@ void Device::look() {
     }
 }
 
-Bytes Device::receive() {
+std::vector<Bytes> Device::receive() {
     if (!fd_) {
         return {};
     }
@@ -166,10 +187,15 @@ Bytes Device::receive() {
     if (size == 0 || (size < 0 && errno != EAGAIN && errno != EINTR)) {
         lose_it();
     }
-    return size > 0 ? Bytes(data.data(), data.data() + size) : Bytes();
+    const Bytes came(data.data(), data.data() + std::max<ssize_t>(size, 0));
+    return line_ == Line::Serial ? splitter_.feed(came.data(), came.size()) : whole_.feed(came);
 }
 
 }  // namespace
+
+std::string why_not_open(const std::string& path) {
+    return Fd(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)) ? "" : refusal(path);
+}
 
 std::unique_ptr<Outside> open_device(const std::string& path, Line line) {
     return std::make_unique<Device>(path, line);

@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "controller/midi_text.h"
 
@@ -20,12 +21,12 @@ class Outside {
     enum class Sent { Taken, Later, Lost };
 
     virtual ~Outside() = default;
-    // Readable when something has come in or has changed; -1 while there is nothing to wait for.
+    // Readable when something has come in; -1 while there is nothing to wait for.
     virtual int fd() const = 0;
     // Sends one message, whole or not at all.
     virtual Sent send(const Bytes& message) = 0;
-    // What has come in since the last call, in whatever pieces.
-    virtual Bytes receive() = 0;
+    // The messages that have come in since the last call.
+    virtual std::vector<Bytes> receive() = 0;
     // Looks who is connected, and whether what has gone is back. To be called often.
     virtual void look() = 0;
     // "→1 ←2": how many programs get from it and send to it; "open", "gone".
@@ -34,11 +35,15 @@ class Outside {
     virtual long long lost() const = 0;
 };
 
-// A port that other programs see by this name. `api` is "alsa", "jack", or empty: ALSA's sequencer
-// where there is one, else JACK. Throws NoOutside.
-std::unique_ptr<Outside> open_midi_port(const std::string& name, const std::string& api);
+// Why this file cannot be opened for both ways, with errno set; empty if it can.
+std::string why_not_open(const std::string& path);
 
-enum class Line { AsItIs, Serial };  // Serial: 115200 bit/s, 8 data bits, no flow control
+// A port of ALSA's sequencer that other programs see by this name. Throws NoOutside.
+std::unique_ptr<Outside> open_midi_port(const std::string& name);
+
+// AsItIs gives whole messages. Serial is 115200 bit/s, 8 data bits, no flow control; what comes is
+// given to the byte.
+enum class Line { AsItIs, Serial };
 
 // A character device; a terminal is made raw. One that goes is opened again when it is back. Throws
 // NoOutside.

@@ -6,13 +6,30 @@ namespace bench {
 namespace {
 
 constexpr std::size_t MOST_WAITING = 1 << 18;  // bytes
+constexpr std::size_t AT_ONCE = 1 << 12;       // of them, towards the daemon
 
-// What the daemon does not take stays where it is; until it has opened its lines it would drop it.
+// What the daemon does not take waits; until it has opened its lines it would drop it.
 bool takes(const Controller& controller, End end) {
     return controller.flushed(end) && controller.ready();
 }
 
 }  // namespace
+
+void Ports::Queue::put(const Bytes& message) {
+    if (bytes + message.size() > MOST_WAITING) {
+        ++lost;
+        return;
+    }
+    messages.push_back(message);
+    bytes += message.size();
+}
+
+Bytes Ports::Queue::take() {
+    Bytes message = std::move(messages.front());
+    messages.pop_front();
+    bytes -= message.size();
+    return message;
+}
 
 Ports::Ports(const PortPlan& plan, const std::string& product) {
     if (plan.host) {
@@ -20,7 +37,7 @@ Ports::Ports(const PortPlan& plan, const std::string& product) {
         const std::string name = plan.where.empty() ? product : plan.where;
         connections_.push_back(
             {End::Host, device ? open_device(plan.where, Line::AsItIs)
-                               : open_midi_port(name.empty() ? "ctlbridge" : name, plan.api)});
+                               : open_midi_port(name.empty() ? "ctlbridge" : name)});
     }
     if (!plan.board.empty()) {
         connections_.push_back({End::Board, open_device(plan.board, Line::Serial)});
@@ -34,17 +51,21 @@ bool Ports::has(End end) const {
 
 void Ports::attach(Controller& controller) {
     seen_ = 0;
+    heard_ = Heard();
     controller.set_answering(!has(End::Board));
 }
 
 void Ports::step(Controller& controller, milliseconds timeout) {
     std::vector<int> also;
     for (const Connection& one : connections_) {
-        also.push_back(takes(controller, one.end) ? one.outside->fd() : -1);
+        also.push_back(one.outside->fd());
     }
     controller.step(timeout, also);
     for (Connection& one : connections_) {
         one.outside->look();
+        for (const Bytes& message : one.outside->receive()) {
+            one.in.put(message);
+        }
         if (takes(controller, one.end)) {
             carry_in(one, controller);
         }
@@ -53,9 +74,11 @@ void Ports::step(Controller& controller, milliseconds timeout) {
     for (; seen_ < events.size(); ++seen_) {
         for (Connection& one : connections_) {
             if (events[seen_].came_to(one.end)) {
-                one.waiting.push_back(events[seen_].bytes);
-                one.waiting_bytes += events[seen_].bytes.size();
+                one.out.put(events[seen_].bytes);
             }
+        }
+        if (events[seen_].wants_pots) {
+            heard_.pots_are_wanted();
         }
     }
     for (Connection& one : connections_) {
@@ -64,23 +87,27 @@ void Ports::step(Controller& controller, milliseconds timeout) {
 }
 
 void Ports::carry_in(Connection& one, Controller& controller) {
-    const Bytes came = one.outside->receive();
-    const std::vector<Bytes> messages =
-        one.end == End::Host ? one.whole.feed(came) : one.splitter.feed(came.data(), came.size());
+    std::vector<Bytes> messages;
+    for (std::size_t size = 0; !one.in.messages.empty() && size < AT_ONCE;) {
+        messages.push_back(one.in.take());
+        size += messages.back().size();
+        if (one.end == End::Board) {
+            heard_.take(messages.back(), controller.mapping());
+        }
+    }
     if (!messages.empty() && !controller.send(one.end, messages)) {
-        one.lost += static_cast<long long>(messages.size());
+        one.in.lost += static_cast<long long>(messages.size());
     }
 }
 
 void Ports::carry_out(Connection& one) {
-    while (!one.waiting.empty()) {
-        const Outside::Sent sent = one.outside->send(one.waiting.front());
-        if (sent == Outside::Sent::Later && one.waiting_bytes <= MOST_WAITING) {
+    while (!one.out.messages.empty()) {
+        const Outside::Sent sent = one.outside->send(one.out.messages.front());
+        if (sent == Outside::Sent::Later) {
             return;
         }
-        one.lost += sent == Outside::Sent::Taken ? 0 : 1;
-        one.waiting_bytes -= one.waiting.front().size();
-        one.waiting.pop_front();
+        one.out.lost += sent == Outside::Sent::Lost ? 1 : 0;
+        one.out.take();
     }
 }
 
@@ -90,7 +117,7 @@ std::string Ports::state() const {
     for (const Connection& one : connections_) {
         text += text.empty() ? "" : ", ";
         text += (one.end == End::Host ? "port " : "board ") + one.outside->state();
-        lost += one.lost + one.outside->lost() + one.whole.dropped();
+        lost += one.in.lost + one.out.lost + one.outside->lost();
     }
     return text + (lost == 0 ? "" : ", " + std::to_string(lost) + " lost");
 }

@@ -7,15 +7,14 @@
 #include <vector>
 
 #include "controller/controller.h"
+#include "port/heard.h"
 #include "port/outside.h"
-#include "port/whole.h"
 
 namespace bench {
 
 struct PortPlan {
     bool host = false;  // the host's end is a port
     std::string where;  // a name, or the path of a device; empty: the product's name
-    std::string api;    // of a port with a name: "alsa", "jack"; empty: the first there is
     std::string board;  // device that is the board's end; empty: it stays the virtual board
 
     bool any() const { return host || !board.empty(); }
@@ -34,22 +33,30 @@ class Ports {
     bool has(End end) const;
     // "port →1 ←2, board open, 3 lost"; the last part only where there is a loss.
     std::string state() const;
+    // What a real board has said since the start; null if there is none.
+    const Heard* heard() const { return has(End::Board) ? &heard_ : nullptr; }
 
   private:
+    // Messages that wait, as many as there is room for.
+    struct Queue {
+        void put(const Bytes& message);
+        Bytes take();
+
+        std::deque<Bytes> messages{};
+        std::size_t bytes = 0;
+        long long lost = 0;
+    };
     struct Connection {
         End end;
         std::unique_ptr<Outside> outside;
-        WholeMessages whole{};        // of what comes in from a host
-        Splitter splitter{};          // of what comes in from a board, to the byte
-        std::deque<Bytes> waiting{};  // to go out
-        std::size_t waiting_bytes = 0;
-        long long lost = 0;
+        Queue in{}, out{};  // to the daemon, to the outside
     };
 
-    static void carry_in(Connection& one, Controller& controller);
+    void carry_in(Connection& one, Controller& controller);
     static void carry_out(Connection& one);
 
     std::vector<Connection> connections_;
+    Heard heard_;
     std::size_t seen_ = 0;  // events up to here were carried
 };
 
