@@ -197,7 +197,7 @@ plug() {
     ls /sys/class/udc >$gadget/UDC
     until_so grep -q 'USB-Audio - Piano' /proc/asound/cards
 }
-far() { amidi -p hw:f_midi "$@"; }
+far() { amidi -p hw:fmidi "$@"; }
 plug
 usb=/dev/snd/midiC$(sed -n 's/ *\([0-9]*\) .*USB-Audio - Piano/\1/p' /proc/asound/cards)D0
 cat >"$dir/device.scn" <<EOT
