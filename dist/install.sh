@@ -12,6 +12,7 @@
 #
 # New files are put beside their targets as NAME.part and checked. Only then is the daemon stopped;
 # after the renames it is started again. What a run that was killed leaves, the next one clears up.
+# Runs at the same time, and calls of the init script, wait for one another.
 set -eu
 LC_ALL=C
 export LC_ALL
@@ -31,6 +32,15 @@ link=/etc/init.d/S90ctlbridge
 staged= # names whose NAME.part is ready
 placed= # those of them that have been renamed, or are just being
 left=no # yes when something could not be removed or put back
+
+LOCK=/var/run/ctlbridge.lock # of this computer, also when ROOT is another's
+if [ -n "$ROOT" ]; then
+    [ -w "${LOCK%/*}" ] || LOCK=${TMPDIR:-/tmp}/ctlbridge.lock
+elif [ -r /etc/default/ctlbridge ]; then
+    # shellcheck source=/dev/null
+    LOCK=$(set +eu; . /etc/default/ctlbridge >/dev/null 2>&1; echo "$LOCK")
+fi
+@TURNS@
 
 say() { echo "$*" || true; } # the terminal may be gone
 
@@ -312,19 +322,26 @@ uninstall() {
     fi
     [ $left = no ] || refuse "not everything could be removed: run it again"
     clear_up
-    rm -f "$ROOT"/var/run/ctlbridge.lock.*
+    # shellcheck disable=SC2154  # the turn's number
+    for turn in "$ROOT$LOCK".*; do
+        [ "$turn" = "$LOCK.call.$n" ] || rm -f "$turn" # another may wait for this one to end
+    done
     # At once, so that it can be run again for as long as there is something to do.
     rm -f "$record"* "$ROOT$PREFIX/install.sh"
     remove_directories
     say "ctlbridge is uninstalled"
 }
 
-check_places
 case ${1:-install} in
-install) install_all ;;
-uninstall) uninstall ;;
+install | uninstall) take_turn ;;
 *)
     echo "usage: $0 [install|uninstall]" >&2
     exit 2
     ;;
 esac
+check_places
+if [ "${1:-install}" = install ]; then
+    install_all
+else
+    uninstall
+fi

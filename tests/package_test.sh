@@ -1,19 +1,19 @@
 #!/bin/sh
-# package_test.sh TARBALL [EMULATOR]: installs the package on a device that has nothing but BusyBox,
-# runs ctlmap there, and with stand-ins for both programs starts and stops, upgrades over edited files,
-# breaks off at every step, and uninstalls. EMULATOR runs the package's programs here. The device is in
-# namespaces of its own: it ends with this script, however that ends, and has no process and no file of
-# the machine in its reach.
+# package_test.sh TARBALL [EMULATOR [TRIES]]: installs the package on a device that has nothing but
+# BusyBox, runs ctlmap there, and with stand-ins for both programs starts and stops, upgrades over edited
+# files, breaks off at every step, does two things at once, TRIES times each, and uninstalls. EMULATOR
+# runs the package's programs here. The device is in namespaces of its own: it ends with this script,
+# however that ends, and has no process and no file of the machine in its reach.
 # shellcheck disable=SC2317  # functions are called by check
 set -u
 
-case ${3-} in
+case ${4-} in
 '') # on the machine
     tarball=$(readlink -f "$1") || exit 2
     user=
     [ "$(id -u)" -eq 0 ] || user=--map-root-user
     # shellcheck disable=SC2086  # empty or an option
-    setpriv --pdeathsig KILL unshare $user --mount --pid --fork --kill-child sh "$0" "$tarball" "${2-}" make &
+    setpriv --pdeathsig KILL unshare $user --mount --pid --fork --kill-child sh "$0" "$tarball" "${2-}" "${3-2}" make &
     wait $!
     exit
     ;;
@@ -38,11 +38,12 @@ make) # in the namespaces
     : >dev/null
     mount --bind /dev/null dev/null && mount -t proc proc proc || exit 2
     chroot . /bin/busybox --install -s /bin
-    exec chroot . /bin/env -i PATH=/bin /bin/sh "/bin/${0##*/}" "$1" "${2##*/}" device
+    exec chroot . /bin/env -i PATH=/bin /bin/sh "/bin/${0##*/}" "$1" "${2##*/}" "$3" device
     ;;
 esac
 
 emulator=${2:+"$2 -cpu arm1136"}
+tries=$3
 failed=0
 check() { # WHAT COMMAND...
     what=$1
@@ -148,6 +149,7 @@ for v in 1 2; do
 #!/bin/sh
 # version $v
 exec 3<>/tell
+echo $v >/version
 echo \$\$ >/pid
 : >/alive
 [ "\$2" != 9 ] || exit
@@ -164,11 +166,11 @@ done
 mkdir /quick /step
 cat >/quick/sleep <<'END'
 #!/bin/sh
-# A second is one for a call that waits for its turn. For others it is up to two, but ends when the
-# stand-in has come or gone.
+# A second is one for a call that waits for its turn. For others, which have it or whose caller has it,
+# it is up to two, but ends when the stand-in has come or gone.
 [ "$*" = 1 ] || exec /bin/sleep "$@"
 case $(ls -l /var/run/ctlbridge.lock.call.* 2>/dev/null) in
-'' | *".$PPID."*) ;;
+'' | *".$PPID."* | *".$(cut -d ' ' -f 4 "/proc/$PPID/stat")."*) ;;
 *) exec /bin/sleep 1 ;;
 esac
 read -r there </pid && [ -d "/proc/$there" ] || there=self
@@ -276,7 +278,7 @@ check "stop" status_is 0 "$init" stop
 check "status when stopped" status_is 3 "$init" status
 for calls in "16 start" "6 restart"; do
     for _ in $(seq "${calls% *}"); do
-        "$init" "${calls#* }" >/dev/null &
+        "$init" "${calls#* }" >/dev/null 2>&1 &
     done
     wait
     check "$calls at once: one daemon" running 1
@@ -373,7 +375,7 @@ check "and obeys a signal" eventually running 0
 check "uninstall tells of the edited file" says "orvik.sys.cfg.new was edited: kept" /opt/ctlbridge/install.sh uninstall
 check "only the owner's files are left" [ "$(find /opt /etc /var/run ! -type d | sort | xargs)" = "/etc/colours \
 /etc/default/ctlbridge $resources/orvik.color.cfg $resources/orvik.midictl.cfg $resources/orvik.sys.cfg \
-$resources/orvik.sys.cfg.new" ]
+$resources/orvik.sys.cfg.new $(echo /var/run/ctlbridge.lock.call.*)" ]
 check "the link is one" [ "$(readlink $resources/orvik.color.cfg)" = /etc/colours ]
 state none
 check "installs over them" /v2/install.sh
@@ -436,5 +438,43 @@ TERM 1 none - /v2/install.sh uninstall
 KILL 1 none uninstall /v2/install.sh uninstall
 KILL 1 again install /v2/install.sh uninstall
 KILL 1 1 restart $init restart
+END
+
+# ---- Two at once
+outcome() {
+    contents
+    ! running 1 || cat /version
+}
+at_once() { # BEFORE ONE OTHER
+    before=$1 one=$2 other=$3
+    back_to 1
+    "$init" "$before"
+    $one && $other || return
+    outcome >/one_first
+    back_to 1
+    "$init" "$before"
+    $other && $one || return
+    outcome >/other_first
+    for try in $(seq 0 $((tries - 1))); do
+        delay=$((try * 150 % 350))
+        back_to 1
+        "$init" "$before"
+        $one &
+        usleep ${delay}000
+        $other && wait $! || return
+        outcome >/both
+        cmp -s /both /one_first || diff /other_first /both || return
+        echo "as one after the other, with $delay ms between them"
+    done
+}
+while IFS='|' read -r before one other; do
+    check "after $before, at once: $one, $other" at_once "$before" "$one" "$other"
+done <<END
+restart|/v2/install.sh|/v2/install.sh
+restart|/v2/install.sh|/v1/install.sh
+restart|/opt/ctlbridge/install.sh uninstall|/v2/install.sh
+restart|/v2/install.sh|/opt/ctlbridge/install.sh uninstall
+stop|$init start|/v2/install.sh
+stop|/v2/install.sh|$init start
 END
 exit $failed
