@@ -113,6 +113,9 @@ if [ "${name##*-}" = armv6 ]; then
     check "at most 96 kB" at_most "$package/bin/ctlbridge" 98304
     check "at most 200 kB" at_most "$package/bin/ctlmap" 204800
     check "ARMv6 and nothing newer" grep -qx "  Tag_CPU_arch: v6" /attributes
+    for licence in "Permission is hereby granted" "GCC RUNTIME LIBRARY EXCEPTION" "LLVM Exceptions"; do
+        check "a notice has: $licence" grep -qi "$licence" "$package/NOTICES"
+    done
     check "soft-float calls" not grep -q "VFP_args" /attributes
 fi
 mkdir "/a root"

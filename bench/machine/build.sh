@@ -191,7 +191,7 @@ make_root() {
     mv "$out/initrd.new" "$out/initrd"
 }
 
-package=$(find build/arm -maxdepth 1 -name 'ctlbridge-*.tar.gz' | head -n 1)
+package=$(ls -t build/arm/ctlbridge-*.tar.gz | head -n 1)
 [ -n "$package" ] || { echo "build.sh: no package in build/arm" >&2 && exit 1; }
 mkdir -p "$out"
 [ -e "$out/release" ] || fetch
