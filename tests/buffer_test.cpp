@@ -11,11 +11,6 @@ namespace {
 
 const char* const MAPPING = "5 5 5 0 0 0 0 POT\n21 1 60 3 0 1 2 PLAY_A\n82 9 50 4 0 0 0 METER_A\n";
 
-class Dispatch : public testing::Test {
-  protected:
-    void SetUp() override { start(MAPPING, 2); }
-};
-
 TEST(Scripts, Play) {
     int played = 0;
     for (const auto& entry : std::filesystem::directory_iterator(TESTS "/scripts")) {
@@ -51,13 +46,15 @@ TEST(Ring, WrapsRefusesWhenFullAndKeepsTheSidesApart) {
     EXPECT_EQ(GetDataInRxBuf(255, BOARD), 'y');
 }
 
-TEST_F(Dispatch, FramesEachStream) {
+TEST(Dispatch, FramesEachStream) {
+    start(MAPPING, 2);
     play("host f0 " + repeat("11 ", 62) + "f7 92 3c 0b > board 90 01 0b\n" +  //
          "host f0 " + repeat("11 ", 63) + "f7 92 3c 0c > board 90 01 0c\n" + "host f0 " +
          repeat("11 ", 198) + "f7 92 3c 0d > board 90 01 0d\n");
 }
 
-TEST_F(Dispatch, EveryFirstByteHasItsRoute) {
+TEST(Dispatch, EveryFirstByteHasItsRoute) {
+    start(MAPPING, 2);
     start(MAPPING, 15);
     for (int first = 0; first < 256; ++first) {
         const std::string byte = hex(first);
@@ -78,7 +75,8 @@ TEST_F(Dispatch, EveryFirstByteHasItsRoute) {
     }
 }
 
-TEST_F(Dispatch, LongBoardSystemExclusiveArrivesWholeAfterWhatWasQueued) {
+TEST(Dispatch, LongBoardSystemExclusiveArrivesWholeAfterWhatWasQueued) {
+    start(MAPPING, 2);
     for (const int size : {64, 65, 128, 129, 256}) {
         const std::string message = "f0 " + repeat("11 ", size - 2) + "f7";
         if (size > 64) {
@@ -88,7 +86,8 @@ TEST_F(Dispatch, LongBoardSystemExclusiveArrivesWholeAfterWhatWasQueued) {
     }
 }
 
-TEST_F(Dispatch, ARingFullOfUnterminatedSystemExclusiveIsFreed) {
+TEST(Dispatch, ARingFullOfUnterminatedSystemExclusiveIsFreed) {
+    start(MAPPING, 2);
     for (const char* const side : {"board ", "host "}) {
         const std::string ring = side[0] == 'b' ? "0" : "1";
         play(side + ("f0 " + repeat("11 ", 254)) + "> ring" + ring + " 255");
@@ -100,7 +99,8 @@ TEST_F(Dispatch, ARingFullOfUnterminatedSystemExclusiveIsFreed) {
     play("board 11 11 f7 90 01 05 host 11 11 f7 92 3c 05 > host 92 3c 7f board 90 01 05");
 }
 
-TEST_F(Dispatch, AnIdentityRequestBetweenStoreAndScanLosesNoPress) {
+TEST(Dispatch, AnIdentityRequestBetweenStoreAndScanLosesNoPress) {
+    start(MAPPING, 2);
     com_put_buf("\x80\x01\x40", 3, BOARD);
     Com_ProcessComBuf(BOARD);
     com_initiate_pot_rpt();

@@ -167,9 +167,9 @@ class CheckScript : public testing::Test {
 
     // Runs the script in the working directory, with arguments in shell notation.
     int run(const std::string& arguments) {
-        const std::string command =
-            "cd " + work_.string() + "; LC_ALL=C.UTF-8 PATH=" + dir_.string() +
-            " sh '" RESOURCES_DIR "/check_field_num.sh' " + arguments + " 2>../messages";
+        const std::string command = "cd '" + work_.string() + "'; LC_ALL=C.UTF-8 PATH='" +
+                                    dir_.string() + "' sh '" RESOURCES_DIR "/check_field_num.sh' " +
+                                    arguments + " 2>../messages";
         const int status = std::system(command.c_str());
         messages_ = content_of(dir_ / "messages");
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

@@ -20,11 +20,11 @@ failed=0
 
 mkdir -p "$dir/bin" "$TMPDIR"
 cp "$1" "$dir/bin/ctlmap"
-command="${3-} $dir/bin/ctlmap"
+before=${3-}
 # Permissions hold for root, too, without capabilities.
-[ "$(id -u)" -ne 0 ] || command="setpriv --bounding-set=-all --inh-caps=-all $command"
+[ "$(id -u)" -ne 0 ] || before="setpriv --bounding-set=-all --inh-caps=-all $before"
 # shellcheck disable=SC2086  # words
-ctlmap() { $command "$@"; }
+ctlmap() { $before "$dir/bin/ctlmap" "$@"; }
 
 # ok NAME COMMAND...
 ok() {

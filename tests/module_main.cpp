@@ -1,13 +1,15 @@
-// The platform stands before the first module test. Time passes as a test says, and a pause is
-// noted among the commands; what the shell is given is noted as it is written.
-#include <gtest/gtest.h>
+// What stands around a module test. Time passes as it says, a pause is noted among the commands, and
+// what the shell is given is noted as it is written.
+#include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <fstream>
 
-#include "modules/ptys.h"
 #include "play.h"
 
 std::int64_t processor_time = 1000;
@@ -34,8 +36,23 @@ extern "C" int __wrap_system(const char* command) {
     return __real_system(command);
 }
 
+// An exception ends the process: the other tests are not its. So does the daemon's exit().
+void in_own_process(void (*test)()) noexcept {
+    constexpr int PASSED = 77;
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        make_platform();
+        test();
+        exit(testing::Test::HasFailure() ? 1 : PASSED);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, W_EXITCODE(PASSED, 0)) << "has failed, or ended early";
+}
+
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    make_platform();
     return RUN_ALL_TESTS();
 }

@@ -81,7 +81,7 @@ tm new-session -d -x 100 -y 30 -c "$dir" 'PS1="$ " exec sh'
 awaits sees '\$' || echo "no shell came up"
 before=$(stty -g <"$(tm display-message -p '#{pane_tty}')")
 
-launch --resources "$dir/resources"
+launch --resources "'$dir/resources'"
 comes_up
 check "both decks and the mixer are there" sees 'Deck A.*Mixer.*Deck B'
 check "the screen take-over is on the wire" sees 'call .*fbsplash'

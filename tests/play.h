@@ -22,6 +22,17 @@
 
 extern std::int64_t processor_time;  // of the process, in microseconds
 
+// Runs a test in a process and on a platform of its own: the daemon puts none of its state back.
+void in_own_process(void (*test)()) noexcept;
+#undef TEST
+#undef TEST_F  // whose SetUp() would run outside
+#define TEST(suite, name)            \
+    void suite##name();              \
+    GTEST_TEST(suite, name) {        \
+        in_own_process(suite##name); \
+    }                                \
+    void suite##name()
+
 constexpr int BOARD = UART_OUT_BUF_ID;
 constexpr int HOST = MIDI_IN_BUF_ID;
 

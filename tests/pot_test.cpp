@@ -9,19 +9,15 @@
 
 namespace {
 
-class Engine : public testing::Test {
-  protected:
-    void SetUp() override { start("", 0); }
-
-    static void idle_scans(int side, int count) {
-        for (int i = 0; i < count; ++i) {
-            pot_check_all(side);
-        }
+void idle_scans(int side, int count) {
+    for (int i = 0; i < count; ++i) {
+        pot_check_all(side);
     }
-};
+}
 
 // Every number in turn, from either end; what is no control changes nothing.
-TEST_F(Engine, EachNumberReachesItsRecordAndGoesOutUnderTheDefault) {
+TEST(Engine, EachNumberReachesItsRecordAndGoesOutUnderTheDefault) {
+    start("", 0);
     play(">\n>\n");
     for (int number = 0; number < 128; ++number) {
         const std::string byte = hex(number);
@@ -45,7 +41,8 @@ TEST_F(Engine, EachNumberReachesItsRecordAndGoesOutUnderTheDefault) {
     EXPECT_EQ(pot_meter_ctl_idx(0), 0);
 }
 
-TEST_F(Engine, MappingLinesReachTheSidesTheyAddress) {
+TEST(Engine, MappingLinesReachTheSidesTheyAddress) {
+    start("", 0);
     // Fields in the order of the structure, from cc_in to add_data.
     const auto is = [](int side, int index, std::initializer_list<int> fields) {
         const t_pot_internal& pot = pots[side][index];
@@ -86,7 +83,8 @@ TEST_F(Engine, MappingLinesReachTheSidesTheyAddress) {
     }
 }
 
-TEST_F(Engine, MetersHaveEightLevelsAndTheirRate) {
+TEST(Engine, MetersHaveEightLevelsAndTheirRate) {
+    start("", 0);
     start("82 9 50 4 0 0 0 METER_A\n83 10 51 4 0 0 3 METER_B\n", 0);
     for (int value = 0; value < 128; ++value) {
         play("host b0 32 " + hex(value) + " >" +
@@ -94,7 +92,8 @@ TEST_F(Engine, MetersHaveEightLevelsAndTheirRate) {
     }
 }
 
-TEST_F(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
+TEST(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
+    start("", 0);
     start("9 9 9 0 0 0 255 SLOW\n", 0);
     idle_scans(BOARD, 33000);
     EXPECT_EQ(pots[BOARD][9].tick_sent, MAX_TICK_SENT);
@@ -110,7 +109,8 @@ TEST_F(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
     }
 }
 
-TEST_F(Engine, ResetForgetsEveryValueOfItsSide) {
+TEST(Engine, ResetForgetsEveryValueOfItsSide) {
+    start("", 0);
     for (const int side : {BOARD, HOST}) {
         for (t_pot_internal* pot = pots[0]; pot != pots[2]; ++pot) {
             pot->vv = pot->vv_sent = pot->tick_sent = 7;
@@ -139,7 +139,8 @@ std::string units(int count) {
     return reports + "> ";
 }
 
-TEST_F(Engine, EveryZoomHasItsStepAndItsLimit) {
+TEST(Engine, EveryZoomHasItsStepAndItsLimit) {
+    start("", 0);
     const int factors[] = {1, 2, 4, 8, 16, 20, 24, 28, 32, 36, 40, 48, 56, 64, 72, 80};
     for (int zoom = 0; zoom < 16; ++zoom) {
         const int factor = factors[zoom];
@@ -174,7 +175,8 @@ TEST(Distance, IsPlainAndLeavesTheFlagAlone) {
     }
 }
 
-TEST_F(Engine, TheComputationSaysWhetherAMessageGoesOut) {
+TEST(Engine, TheComputationSaysWhetherAMessageGoesOut) {
+    start("", 0);
     pot_set_para(18, 0, 0, 0, 1, 0x10, 0);  // two units a step
     const struct {
         int vv, reference;
@@ -205,7 +207,8 @@ TEST_F(Engine, ARecordOfTheHostSendsTheLowByteOfItsValue) {
     }
 }
 
-TEST_F(Engine, StepsAndPositionsStayWithinSevenBits) {
+TEST(Engine, StepsAndPositionsStayWithinSevenBits) {
+    start("", 0);
     start("5 5 30 0 1 16 0 WITHOUT_REFERENCE\n18 64 31 0 0 0 0 STEPS_AS_POSITION\n", 0);
     pots[BOARD][5].vv = 0x4001;
     play(">");
@@ -233,7 +236,8 @@ TEST(Platter, IsOneOfTheBoard) {
     EXPECT_FALSE(pot_status_stop(18, BOARD) || pot_status_stop(15, HOST));
 }
 
-TEST_F(Engine, ThePowerSwitchActsOnReleaseAfterAPress) {
+TEST(Engine, ThePowerSwitchActsOnReleaseAfterAPress) {
+    start("", 0);
     play("board 80 60 00 90 61 7f 80 61 00 >\nboard 90 60 7f >");
     EXPECT_EQ(commands_called(), "");
     play("board 80 60 00 > board 90 00 5a\nboard 80 60 00 > board 90 00 5a");

@@ -12,6 +12,7 @@ as_root() {
 }
 
 need_packages() {
+    [ $# -gt 0 ] || return 0
     missing=
     for package; do
         dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -q '^installed$' ||
@@ -21,6 +22,10 @@ need_packages() {
         say "Packages: all there"
         return
     fi
+    if [ -n "${no_install-}" ]; then
+        say "Packages: not installed:$missing" >&2
+        return 1
+    fi
     say "Packages: installing$missing"
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -q update
     # shellcheck disable=SC2086  # a list of words
@@ -28,15 +33,23 @@ need_packages() {
         apt-get -q -y --no-install-recommends install $missing
 }
 
+# In a clone that was copied or moved, CMake refuses what it has left in the old place.
+configure() { # PRESET
+    cache=build/$1/CMakeCache.txt
+    fresh=--fresh
+    [ -e "$cache" ] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$(pwd -P)" "$cache" || fresh=
+    cmake --preset "$1" $fresh >"build/$1.log" 2>&1 || {
+        cat "build/$1.log"
+        return 1
+    }
+}
+
 # build PRESET [TARGET...]
 build() {
     preset=$1
     shift
     say "Building: $preset"
-    cmake --preset "$preset" >"build/$preset.log" 2>&1 || {
-        cat "build/$preset.log"
-        return 1
-    }
+    configure "$preset" || return
     cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
@@ -47,4 +60,5 @@ CHART_PACKAGES='chromium fonts-dejavu-core'
 MACHINE_PACKAGES='qemu-system-arm device-tree-compiler g++-arm-linux-gnueabi make cpio bzip2 xz-utils'
 PORT_PACKAGES='qemu-system-x86 alsa-utils kmod cpio procps tmux'
 MEASURE_PACKAGES='valgrind gnuplot-nox'
-TEST_PACKAGES="$ARM_PACKAGES g++-arm-linux-gnueabi googletest jq mandoc procps socat strace tidy tmux valgrind clang-format clang-tidy shellcheck $FUZZ_PACKAGES"
+STYLE_PACKAGES='clang-format clang-tidy shellcheck'
+TEST_PACKAGES="$ARM_PACKAGES g++-arm-linux-gnueabi googletest jq mandoc procps socat strace tidy tmux valgrind $STYLE_PACKAGES $FUZZ_PACKAGES"

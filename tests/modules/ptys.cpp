@@ -87,12 +87,12 @@ void enter_private_dev() {
 
 void make_commands() {
     const fs::path commands = home / "commands";
+    const std::string command = R"(#!/bin/sh
+{ printf '%s' "${0##*/}"; [ $# -eq 0 ] || printf ' [%s]' "$@"; echo; } >>')" +
+                                (home / "called").string() + "'\n";
     fs::create_directory(commands);
     for (const char* name : {"modprobe", "poweroff", "killall", "fbset", "fbsplash", "ps"}) {
-        write_file(commands / name,
-                   "#!/bin/sh\nprintf '%s' \"${0##*/}\" >>" + (home / "called").string() +
-                       "\nfor word; do printf ' [%s]' \"$word\" >>" + (home / "called").string() +
-                       "; done\necho >>" + (home / "called").string() + "\n");
+        write_file(commands / name, command);
         fs::permissions(commands / name, fs::perms::owner_all);
     }
     setenv("PATH", (commands.string() + ":/usr/bin:/bin").c_str(), 1);
@@ -116,8 +116,8 @@ std::string receive(int fd) {
 void make_platform() {
     serial = open_raw_pty();
     midi = open_raw_pty();
-    char name[] = "/tmp/ctlbridge-test-XXXXXX";
-    check(mkdtemp(name) != nullptr, "temporary directory");
+    std::string name = fs::temp_directory_path() / "ctlbridge-test-XXXXXX";
+    check(mkdtemp(name.data()) != nullptr, "temporary directory");
     home = name;
     fs::create_directory(home / "bin");
     fs::create_directory(home / "resources");
