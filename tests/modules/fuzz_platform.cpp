@@ -188,6 +188,7 @@ void fail(const char* format, ...) {
 
 }  // namespace fuzz
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the sanitizer and the linker ask for these names
 extern "C" {
 
 // Freed memory is not kept long: an input is short, and there are many.
@@ -275,3 +276,4 @@ int __wrap_pclose(FILE* stream) {
     return !fuzz::input_runs || fuzz::shell_runs ? __real_pclose(stream) : fclose(stream);
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)
