@@ -1,6 +1,9 @@
 #include "buffer.h"
 
+#include <time.h>
+
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "config.h"
@@ -21,6 +24,21 @@ constexpr int INDX_MASK = COM_RX_BUF_SIZE - 1;
 constexpr int CHANNEL_MSG_SIZE = 3;
 constexpr u8 status_query[] = {SYSEX_START, 0x7E, 0x7F, 0x06, 0x01, SYSEX_END};
 static_assert(sizeof status_query <= SYSEX_AREA_SIZE);
+
+// A system exclusive message that has outgrown the ring: what comes up to its end, or until there
+// is a silence, goes the way of its beginning. Belongs to the ring's worker.
+struct outgrown_sys_ex {
+    std::int64_t size = 0;                        // so far; 0: there is none
+    std::int64_t silent_from = 0, silent_to = 0;  // milliseconds; 0: the last pass brought bytes
+};
+outgrown_sys_ex outgrown[2];
+constexpr int LONGEST_SILENCE = 300;  // milliseconds
+
+std::int64_t milliseconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
 
 u8 com_take(int buf_id) {
     const u8 taken = GetDataInRxBuf(0, buf_id);
@@ -82,20 +100,28 @@ void com_copy(char* area, int size, int buf_id) {
     }
 }
 
-// Passes a board message of any length on to the host. One that does not fit the area goes in
-// pieces, and the output buffer is flushed before each, so that nothing is dropped there.
-void com_forward_sys_ex(int size, int buf_id) {
-    const bool in_pieces = size > SYSEX_AREA_SIZE;
+// Passes on what does not fit the area. The output buffer is flushed before each piece, so that
+// nothing is dropped there.
+void com_forward_pieces(int size, int buf_id) {
     char area[SYSEX_AREA_SIZE];
     while (size > 0) {
         const int piece = std::min(size, SYSEX_AREA_SIZE);
         com_copy(area, piece, buf_id);
-        if (in_pieces) {
-            midi_flush();
-        }
+        midi_flush();
         midi_push_buf(area, piece);
         size -= piece;
     }
+}
+
+void com_forward_sys_ex(int size, int buf_id) {
+    if (size > SYSEX_AREA_SIZE) {
+        com_forward_pieces(size, buf_id);
+        midi_flush();  // room for what comes behind it
+        return;
+    }
+    char area[SYSEX_AREA_SIZE];
+    com_copy(area, size, buf_id);
+    midi_push_buf(area, size);
 }
 
 void com_answer_sys_ex(int size, int buf_id) {
@@ -108,6 +134,60 @@ void com_answer_sys_ex(int size, int buf_id) {
     if (is_status_query(size, area)) {
         cf_send(area, size);
         com_initiate_pot_rpt();
+    }
+}
+
+// The position of the first 0xF7 from `first` on, -1 when there is none.
+int find_sys_ex_end(int first, int buf_id) {
+    for (int i = first; i < com_rx_len[buf_id]; ++i) {
+        if (GetDataInRxBuf(static_cast<byte>(i), buf_id) == SYSEX_END) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+void com_grow_sys_ex(int size, int buf_id) {
+    outgrown[buf_id] = {outgrown[buf_id].size + size};
+    if (IsUartBuffer(buf_id)) {
+        com_forward_pieces(size, buf_id);
+    } else {
+        com_discard(size, buf_id);
+    }
+}
+
+// Ends an outgrown message after a silence, as it was found in the pass before: if this one was
+// held up since it read, bytes may be waiting by now.
+void com_await_sys_ex(int buf_id) {
+    outgrown_sys_ex& message = outgrown[buf_id];
+    if (message.silent_to - message.silent_from >= LONGEST_SILENCE) {
+        dbg_pmesg(DBG_DEFAULT,
+                  "system exclusive without end in buffer %d: over after %lld bytes and a silence "
+                  "of %d ms\n",
+                  buf_id, static_cast<long long>(message.size), LONGEST_SILENCE);
+        message = {};
+        return;
+    }
+    message.silent_to = milliseconds();
+    if (message.silent_from == 0) {
+        message.silent_from = message.silent_to;
+    }
+}
+
+void com_continue_sys_ex(int buf_id) {
+    const int pending = com_rx_len[buf_id];
+    if (pending == 0) {
+        com_await_sys_ex(buf_id);
+        return;
+    }
+    const int end = find_sys_ex_end(0, buf_id);
+    com_grow_sys_ex(end < 0 ? pending : end + 1, buf_id);
+    if (end < 0) {
+        return;
+    }
+    outgrown[buf_id] = {};
+    if (IsUartBuffer(buf_id)) {
+        midi_flush();  // room for what comes behind it
     }
 }
 
@@ -146,19 +226,24 @@ void Com_ProcessComBuf(int buf_id) {
     if (IsUartBuffer(buf_id)) {
         pot_carry_out_board_reset();
     }
+    if (com_sys_ex_is_open(buf_id)) {
+        com_continue_sys_ex(buf_id);
+    }
     while (com_rx_len[buf_id] >= CHANNEL_MSG_SIZE) {
         dbg_pmesg(DBG_YELLOW, "now process %d data in buffer %d \n", com_rx_len[buf_id], buf_id);
         if (GetDataInRxBuf(0, buf_id) != SYSEX_START) {
             com_process_channel_msg(buf_id);
         } else if (!com_process_sys_ex(buf_id)) {
-            if (com_free(buf_id) > 0) {
-                return;
+            if (com_free(buf_id) == 0) {
+                com_grow_sys_ex(COM_RX_BUF_SIZE, buf_id);
             }
-            dbg_pmesg(DBG_DEFAULT, "system exclusive without end fills buffer %d: discarded\n",
-                      buf_id);
-            com_discard(COM_RX_BUF_SIZE, buf_id);
+            return;
         }
     }
+}
+
+bool com_sys_ex_is_open(int buf_id) {
+    return outgrown[buf_id].size > 0;
 }
 
 bool com_process_sys_ex(int buf_id) {
@@ -175,12 +260,7 @@ bool com_process_sys_ex(int buf_id) {
 }
 
 int sysex_end_idx(int buf_id) {
-    for (int i = 1; i < com_rx_len[buf_id]; ++i) {
-        if (GetDataInRxBuf(static_cast<byte>(i), buf_id) == SYSEX_END) {
-            return i;
-        }
-    }
-    return 0;
+    return std::max(find_sys_ex_end(1, buf_id), 0);
 }
 
 bool is_status_query(int buf_size, const char* buffer) {

@@ -13,9 +13,12 @@ int com_free(int buf_id);
 void com_put_buf(const char* src, int size, int buf_id);
 
 // Frames and routes every complete message pending in ring `buf_id`. Bytes that belong to no
-// message are dropped; a system exclusive message that fills the ring without ending is reported
-// and dropped.
+// message are dropped. A system exclusive message that fills the ring without ending goes on in
+// pieces as they come, up to its end; one whose end never comes is reported.
 void Com_ProcessComBuf(int buf_id);
+
+// True while such a message is open: nothing may come between its pieces.
+bool com_sys_ex_is_open(int buf_id);
 
 // --- The rings ---
 

@@ -13,7 +13,9 @@ inline void uart_pass() {
     led_set_traffic_flag(TRAFFIC_FLAG_NO_DATA, 0);
     cf_recv();
     Com_ProcessComBuf(UART_OUT_BUF_ID);
-    pot_check_all(UART_OUT_BUF_ID);
+    if (!com_sys_ex_is_open(UART_OUT_BUF_ID)) {
+        pot_check_all(UART_OUT_BUF_ID);
+    }
     midi_flush();
     led_show_traffic();
     utl_check_task();

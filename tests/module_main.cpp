@@ -13,13 +13,14 @@
 #include "play.h"
 
 std::int64_t processor_time = 1000;
+std::int64_t time_since_boot = 1000;
 
 int clock_gettime(clockid_t clock, timespec* now) noexcept {
-    if (clock != CLOCK_PROCESS_CPUTIME_ID) {
+    if (clock != CLOCK_PROCESS_CPUTIME_ID && clock != CLOCK_MONOTONIC) {
         return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
     }
-    *now = {static_cast<time_t>(processor_time / 1'000'000),
-            static_cast<long>(processor_time % 1'000'000 * 1000)};
+    const std::int64_t time = clock == CLOCK_MONOTONIC ? time_since_boot : processor_time;
+    *now = {static_cast<time_t>(time / 1'000'000), static_cast<long>(time % 1'000'000 * 1000)};
     return 0;
 }
 

@@ -20,7 +20,8 @@
 #include "pot.h"
 #include "uart_cf.h"
 
-extern std::int64_t processor_time;  // of the process, in microseconds
+extern std::int64_t processor_time;   // of the process, in microseconds
+extern std::int64_t time_since_boot;  // in microseconds
 
 // Runs a test in a process and on a platform of its own: the daemon puts none of its state back.
 void in_own_process(void (*test)()) noexcept;

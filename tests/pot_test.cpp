@@ -84,7 +84,6 @@ TEST(Engine, MappingLinesReachTheSidesTheyAddress) {
 }
 
 TEST(Engine, MetersHaveEightLevelsAndTheirRate) {
-    start("", 0);
     start("82 9 50 4 0 0 0 METER_A\n83 10 51 4 0 0 3 METER_B\n", 0);
     for (int value = 0; value < 128; ++value) {
         play("host b0 32 " + hex(value) + " >" +
@@ -93,7 +92,6 @@ TEST(Engine, MetersHaveEightLevelsAndTheirRate) {
 }
 
 TEST(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
-    start("", 0);
     start("9 9 9 0 0 0 255 SLOW\n", 0);
     idle_scans(BOARD, 33000);
     EXPECT_EQ(pots[BOARD][9].tick_sent, MAX_TICK_SENT);
@@ -199,7 +197,8 @@ TEST(Engine, TheComputationSaysWhetherAMessageGoesOut) {
     EXPECT_EQ(calculate_pot_vv(5, BOARD, &value), 1);
 }
 
-TEST_F(Engine, ARecordOfTheHostSendsTheLowByteOfItsValue) {
+TEST(Engine, ARecordOfTheHostSendsTheLowByteOfItsValue) {
+    start("", 0);
     for (const int value : {0x40C5, 0x4080, 0x017F}) {
         pots[HOST][62].vv = static_cast<u16>(value);
         idle_scans(HOST, POT_RPT_INTERVAL);
@@ -208,7 +207,6 @@ TEST_F(Engine, ARecordOfTheHostSendsTheLowByteOfItsValue) {
 }
 
 TEST(Engine, StepsAndPositionsStayWithinSevenBits) {
-    start("", 0);
     start("5 5 30 0 1 16 0 WITHOUT_REFERENCE\n18 64 31 0 0 0 0 STEPS_AS_POSITION\n", 0);
     pots[BOARD][5].vv = 0x4001;
     play(">");

@@ -236,6 +236,16 @@ bool Controller::send(End end, const std::vector<Bytes>& messages) {
     return true;
 }
 
+bool Controller::send_part(End end, const Bytes& bytes) {
+    if (fd(end) < 0) {
+        return false;
+    }
+    Bytes& queue = line(end).queue;
+    queue.insert(queue.end(), bytes.begin(), bytes.end());
+    write_line(end);
+    return true;
+}
+
 bool Controller::flushed(End end) const {
     return line(end).queue.empty();
 }

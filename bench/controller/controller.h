@@ -59,6 +59,8 @@ class Controller {
     // line, and nothing is queued. `end` is Board or Host.
     bool send(End end, const Bytes& bytes);
     bool send(End end, const std::vector<Bytes>& messages);
+    // The same of a part of a message, which makes no event.
+    bool send_part(End end, const Bytes& bytes);
     // Everything queued at this end was written.
     bool flushed(End end) const;
     // Whether what comes at this end is read; if not, it stays in the line, which fills up.

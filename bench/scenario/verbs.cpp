@@ -67,6 +67,23 @@ Action send_bytes(StepReader& reader) {
     return send(reader, {named ? *named : parse_hex(reader.words.text()).value_or(Bytes())});
 }
 
+Action trickle(StepReader& reader) {
+    const std::optional<Bytes> named = reader.named_message();
+    return [message = named ? *named : throw NotAsExpected()](Runner& run) {
+        note(run, run.step().text);
+        constexpr std::size_t MOST = 64;  // at once, to catch up
+        Controller& controller = run.controller();
+        const milliseconds start = controller.now();
+        for (std::size_t at = 0; at < message.size(); run.pass_time(milliseconds(1))) {
+            const auto time = static_cast<std::size_t>((controller.now() - start).count());
+            const std::size_t due = std::min(time * LINE_BYTES_PER_SECOND / 1000, message.size());
+            const std::size_t to = std::min(due, at + MOST);
+            controller.send_part(End::Board, {message.data() + at, message.data() + to});
+            at = to;
+        }
+    };
+}
+
 void expect(Runner& run, const Awaited& awaited) {
     run.expect_message(awaited.end, awaited.pattern, awaited.patience);
 }
@@ -454,6 +471,8 @@ constexpr Verb VERBS[] = {
     {"board, host", "send", "BYTES | sysex SIZE [open] | identity request | identity reply", LINES_OPEN, send_bytes,
      "bytes in hexadecimal, in one write; a system exclusive message of that many bytes, `open` without its end; the "
      "Identity Request or Reply"},
+    {"board", "trickle", "sysex SIZE [open]", LINES_OPEN, trickle,
+     "sends that as fast as the serial line carries it"},
     {"host", "expect report", "[within MS]", LINES_OPEN, [](Reader& r) { return with(r.patience(REPORT_PATIENCE), expect_report); },
      "the position of every pot, in the order of the index; a minute if no time is given"},
     {"board, host", "expect fill", "", LINES_OPEN, [](Reader& r) { return with(r.end(), expect_fill); },

@@ -25,7 +25,7 @@ namespace fuzz {
 
 Line board;
 Line host;
-std::int64_t processor_time_ms = 1000;
+std::int64_t time_ms = 1000;
 bool shell_runs = false;
 std::vector<std::string> commands;
 
@@ -245,10 +245,10 @@ int __wrap_usleep(useconds_t) {
 }
 
 int __wrap_clock_gettime(clockid_t clock, timespec* now) {
-    if (clock != CLOCK_PROCESS_CPUTIME_ID) {
+    if (clock != CLOCK_PROCESS_CPUTIME_ID && clock != CLOCK_MONOTONIC) {
         return __real_clock_gettime(clock, now);
     }
-    *now = {fuzz::processor_time_ms / 1000, fuzz::processor_time_ms % 1000 * 1'000'000};
+    *now = {fuzz::time_ms / 1000, fuzz::time_ms % 1000 * 1'000'000};
     return 0;
 }
 

@@ -18,8 +18,8 @@ struct Line {
 extern Line board;
 extern Line host;
 
-// The processor time that the daemon is told.
-extern std::int64_t processor_time_ms;
+// The time that the daemon is told, whichever clock it asks.
+extern std::int64_t time_ms;
 
 // Whether a shell runs the commands. Else look-ups are answered here and others do nothing.
 extern bool shell_runs;
