@@ -130,7 +130,7 @@ void* midi_thread([[maybe_unused]] void* argv) {
 
 int main(int argc, char** argv) {
     open_standard_streams();
-    signal(SIGPIPE, SIG_IGN);  // the daemon outlives the reader of its log
+    signal(SIGPIPE, [](int) {});  // the daemon outlives the reader of its log; commands do not
     setvbuf(stdout, nullptr, _IOLBF, 0);
     parse_args(argc, argv);
     cfg_check_files();

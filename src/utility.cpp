@@ -1,5 +1,8 @@
 #include "utility.h"
 
+#include <pthread.h>
+#include <sched.h>
+#include <sys/prctl.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -77,7 +80,19 @@ std::int64_t processor_time() {
 }  // namespace
 
 int utl_run(const char* command) {
-    return system(command);
+    // Inherited by the command, unless they are the usual ones meanwhile. SCHED_RESET_ON_FORK is
+    // not known to the oldest kernels, and leaves newer ones with a slack of 0.
+    int policy = SCHED_OTHER;
+    sched_param priority = {};
+    pthread_getschedparam(pthread_self(), &policy, &priority);
+    const int slack = prctl(PR_GET_TIMERSLACK);
+    const sched_param usual = {};
+    pthread_setschedparam(pthread_self(), SCHED_OTHER, &usual);
+    prctl(PR_SET_TIMERSLACK, 0UL);
+    const int status = system(command);
+    prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(slack));
+    pthread_setschedparam(pthread_self(), policy, &priority);
+    return status;
 }
 
 void utl_hide_controls(char* text) {

@@ -7,7 +7,8 @@
 
 // --- Shell commands ---
 
-// Runs a command through the system shell, waits for it and returns its status.
+// Runs a command through the system shell, in the usual scheduling class whatever the caller's is,
+// waits for it and returns its status.
 int utl_run(const char* command);
 
 // Starts a command in the system shell; its output is to be read and closed with pclose(). Ends the

@@ -1,5 +1,6 @@
 // The links over pseudo-terminals, the traffic LED, the deferred task's clock, diagnostics.
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -244,6 +245,13 @@ TEST(Task, WaitsAsLongWhereClocksOf32BitsEnd) {
 
 TEST(Commands, ReturnTheStatusOfTheShell) {
     EXPECT_EQ(utl_run("exit 3"), 3 << 8);
+}
+
+TEST(Commands, InheritTheUsualTimerSlack) {
+    prctl(PR_SET_TIMERSLACK, 1UL);
+    utl_run("cat /proc/self/timerslack_ns >../resources/slack");
+    EXPECT_EQ(read_resource("slack"), "50000\n");
+    EXPECT_EQ(prctl(PR_GET_TIMERSLACK), 1);
 }
 
 TEST(Diagnostics, ADeviceIsLostOnceAndForGood) {
