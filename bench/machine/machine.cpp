@@ -22,6 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* EMULATOR = "qemu-system-arm";
+constexpr const char* HAS_ENDED = "the emulator has ended: is qemu-system-arm there?";
 constexpr const char* KERNEL_OPTIONS =
     "console=ttymxc0 quiet loglevel=2 vt.global_cursor_default=0 consoleblank=0 "
     "logo.nologo fbcon=font:VGA8x16";
@@ -206,12 +207,13 @@ Machine::Machine(const WorldConfig& config) {
     emulator_ = start_beside(words, passed);
     inner.clear();
     listener_ = std::thread([this] { listen(); });
+}
+
+void Machine::await_boot() const {
     const auto deadline = std::chrono::steady_clock::now() + BOOT_PATIENCE;
     while (!has_booted_) {
         if (is_off_ || std::chrono::steady_clock::now() >= deadline) {
-            stop();
-            throw std::runtime_error(is_off_ ? "the emulator has ended: is " + words[0] + " there?"
-                                             : "the machine has not booted");
+            throw std::runtime_error(is_off_ ? HAS_ENDED : "the machine has not booted");
         }
         std::this_thread::sleep_for(TICK);
     }
@@ -267,6 +269,7 @@ void Machine::listen() {
             const ssize_t size = line.revents == 0 ? -1 : read(line.fd, piece.data(), piece.size());
             if (size == 0 || (line.revents != 0 && size < 0 && errno != EAGAIN)) {
                 is_off_ = true;
+                send_all(log_in_.get(), has_booted_ ? "" : std::string(HAS_ENDED) + "\n");
             } else if (size > 0 && line.fd == frames_.get()) {
                 deframer.feed({piece.data(), static_cast<std::size_t>(size)}, take);
             } else if (size > 0) {

@@ -15,7 +15,7 @@ namespace bench {
 
 class Machine : public World {
   public:
-    // Returns when the machine has booted.
+    // Returns while the machine boots.
     explicit Machine(const WorldConfig& config);
     ~Machine() override;
 
@@ -29,6 +29,10 @@ class Machine : public World {
     std::optional<int> exit_status() override;
     int slowness() const override { return 10; }
     Machine* machine() override { return this; }
+
+    bool has_booted() const { return has_booted_; }
+    // Waits for that. Throws std::runtime_error if the machine does not.
+    void await_boot() const;
 
     // Runs a command of the machine's shell; what it says is in the log.
     void run(const std::string& command);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "machine/machine.h"
+
 namespace bench {
 namespace {
 
@@ -55,6 +57,9 @@ Runner::Runner(const Scenario& scenario, Controller& controller, Transcript& tra
 
 Outcome Runner::play() {
     Outcome outcome;
+    if (const Machine* const machine = controller_.machine()) {
+        machine->await_boot();
+    }
     try {
         for (const Step& step : scenario_.steps) {
             step_ = &step;
