@@ -22,36 +22,16 @@ constexpr ConsoleColor COLORS[] = {
     {"bright blue", "#5555ff"},  {"bright magenta", "#ff55ff"},
     {"bright cyan", "#55ffff"},  {"bright white", "#ffffff"},
 };
-constexpr int OWN_FOREGROUND = 7;
-constexpr int OWN_BACKGROUND = 0;
 
-std::string utf8(uint32_t c) {
-    std::string text;
-    if (c < 0x80) {
-        text += static_cast<char>(c == 0 ? ' ' : c);
-    } else if (c < 0x800) {
-        text += static_cast<char>(0xC0 | c >> 6);
-        text += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        text += static_cast<char>(0xE0 | c >> 12);
-        text += static_cast<char>(0x80 | (c >> 6 & 0x3F));
-        text += static_cast<char>(0x80 | (c & 0x3F));
-    }
-    return text;
-}
-
-int color_index(const VTermColor& color, bool is_default) {
-    return is_default || !VTERM_COLOR_IS_INDEXED(&color) ? -1 : color.indexed.idx;
-}
-
-const ConsoleColor& shown(int index, int own) {
-    return COLORS[index >= 0 && index < 16 ? index : own];
+int color_index(const VTermColor& color, bool is_default, int own) {
+    const bool known = !is_default && VTERM_COLOR_IS_INDEXED(&color) && color.indexed.idx < 16;
+    return known ? color.indexed.idx : own;
 }
 
 // The colours as they appear, reversal applied.
 std::pair<const ConsoleColor&, const ConsoleColor&> appearing(const Cell& cell) {
-    const ConsoleColor& foreground = shown(cell.foreground, OWN_FOREGROUND);
-    const ConsoleColor& background = shown(cell.background, OWN_BACKGROUND);
+    const ConsoleColor& foreground = COLORS[cell.foreground];
+    const ConsoleColor& background = COLORS[cell.background];
     return cell.reverse
                ? std::pair<const ConsoleColor&, const ConsoleColor&>(background, foreground)
                : std::pair<const ConsoleColor&, const ConsoleColor&>(foreground, background);
@@ -87,9 +67,14 @@ Cell Screen::at(int row, int column) const {
     if (vterm_screen_get_cell(emulator_->screen, {row - 1, column - 1}, &cell) == 0) {
         return result;
     }
-    result.text = utf8(cell.chars[0]);
-    result.foreground = color_index(cell.fg, VTERM_COLOR_IS_DEFAULT_FG(&cell.fg));
-    result.background = color_index(cell.bg, VTERM_COLOR_IS_DEFAULT_BG(&cell.bg));
+    char text[VTERM_MAX_CHARS_PER_CELL * 4];
+    const std::size_t size = vterm_screen_get_text(emulator_->screen, text, sizeof text,
+                                                   {row - 1, row, column - 1, column});
+    result.text = cell.chars[0] == 0 ? " " : std::string(text, size);
+    result.foreground =
+        color_index(cell.fg, VTERM_COLOR_IS_DEFAULT_FG(&cell.fg), result.foreground);
+    result.background =
+        color_index(cell.bg, VTERM_COLOR_IS_DEFAULT_BG(&cell.bg), result.background);
     result.reverse = cell.attrs.reverse != 0;
     return result;
 }

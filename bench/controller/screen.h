@@ -16,11 +16,11 @@ constexpr int SCREEN_ROWS = 17;
 constexpr int SCREEN_COLUMNS = 60;
 
 // One character cell. Colours are the console's: 0 to 7 (black, red, green, yellow, blue, magenta,
-// cyan, white), 8 to 15 the bright ones, -1 the console's own.
+// cyan, white), 8 to 15 the bright ones.
 struct Cell {
-    std::string text;  // UTF-8, a blank if nothing was written
-    int foreground = -1;
-    int background = -1;
+    std::string text;    // UTF-8, a blank if nothing was written
+    int foreground = 7;  // the console's own
+    int background = 0;
     bool reverse = false;
     bool operator==(const Cell&) const = default;
 };
