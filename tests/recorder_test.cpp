@@ -12,7 +12,7 @@ class Recording : public testing::Test {
     Recording() {
         setup_.mapping.apply_base(
             "0 0 7 0 0 0 2 FADER\n12 12 19 0 1 48 2 PLATTER\n14 14 21 0 1 16 2 PARTNER\n"
-            "21 1 60 3 0 1 2 PLAY\n82 80 28 4 0 0 2 METER\n");
+            "21 1 60 3 0 1 2 PLAY\n22 2 60 3 0 1 2 CUE\n82 80 28 4 0 0 2 METER\n");
     }
     void play(const std::string& step, End end, const Bytes& bytes, int index) {
         played_.push_back({step, events_.size(), events_.size() + 1});
@@ -41,6 +41,16 @@ TEST_F(Recording, PutsWhatCameAfterItsOwnStep) {
     play("meter", HOST, {0xB0, 28, 127}, 82);
     come(BOARD, {0xB0, 80, 0x37}, 82);
     expect("press\nhost until PLAY 127\nlight\nboard until PLAY 9\nmeter\nboard until METER 55\n");
+}
+
+TEST_F(Recording, KnowsWhatCameOfSharedNumbers) {
+    play("press", BOARD, {0x90, 2, 127}, 22);
+    come(HOST, {0x90, 60, 127}, 21);
+    play("other", BOARD, {0x90, 1, 99}, 21);
+    come(HOST, {0x90, 60, 99}, 21);
+    play("release", BOARD, {0x80, 2, 0}, 22);
+    come(HOST, {0x80, 60, 0}, 21);
+    expect("press\nhost until CUE 127\nother\nhost until PLAY 99\nrelease\nhost until CUE off 0\n");
 }
 
 TEST_F(Recording, LeavesOutWhatMayMerge) {

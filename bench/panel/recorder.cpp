@@ -12,54 +12,69 @@ namespace {
 constexpr int NO_CONTROL = -1;
 constexpr const char* REPORT_PATIENCE = " within 60000";
 
-// What belongs together: a control, a platter and its partner being one, and the way it went.
+// What belongs together: all controls that have one number where it arrives, a platter and its
+// partner too, and the way it goes.
 using Key = std::pair<int, bool>;
 
 struct Entry {
     std::string step;
-    const Event* sent = nullptr;  // the last message of the step
     Key key;
-    int units = 0;  // of a relative control
-    std::vector<const Event*> came;
+    const Event* sent = nullptr;  // the last message of the step
+    int units = 0;                // of a relative control
+    std::vector<const Event*> came = {};
 };
 
 bool is_pots_request(const Event& event) {
     return event.place == Place::Board && event.bytes == Bytes{NOTE_ON, 0, 0};
 }
 
-Key key_of(const Event& event, const Mapping& mapping) {
-    const bool from_board = (event.place == Place::Board) == event.to_daemon;
-    if (event.control < 0) {
-        return {NO_CONTROL, true};
-    }
-    const bool partner = mapping.at(event.control).kind == Kind::Partner;
-    return {event.control - (partner ? TO_PARTNER : 0), from_board};
+// Under which number it arrives at the other end.
+int arrives_as(const Control& control, bool from_board) {
+    return from_board ? control.host_sees : control.board_sees;
 }
 
 class Writer {
   public:
-    Writer(const std::vector<Event>& events, const Setup& setup) : events_(events), setup_(setup) {}
+    Writer(const std::vector<Event>& events, const Setup& setup)
+        : events_(events), mapping_(setup.mapping) {}
 
     void collect(const std::vector<Played>& played);
     void fold();
     std::string text() const;
 
   private:
-    const Control* control(const Entry& entry) const {
-        return entry.sent->control < 0 ? nullptr : &setup_.mapping.at(entry.sent->control);
+    const Control* control(const Event& event) const {
+        return event.control < 0 ? nullptr : &mapping_.at(event.control);
     }
     bool is_relative(const Entry& entry) const {
-        const Control* const moved = entry.key.second ? control(entry) : nullptr;
+        const Control* const moved = entry.key.second ? control(*entry.sent) : nullptr;
         return moved != nullptr && (moved->sends_steps() || moved->data_type == 1);
     }
+    Key key_of(const Event& event) const;
     bool answers(const Entry& entry, const Event& came) const;
     std::string expectations(const Entry& entry, bool silent_before) const;
-    std::string expectation(const Event& came) const;
+    std::string expectation(const Entry& entry, const Event& came) const;
 
     const std::vector<Event>& events_;
-    const Setup& setup_;
+    const Mapping& mapping_;
     std::vector<Entry> entries_;
 };
+
+Key Writer::key_of(const Event& event) const {
+    const bool from_board = (event.place == Place::Board) == event.to_daemon;
+    const Control* seen = control(event);
+    if (seen == nullptr) {
+        return {NO_CONTROL, true};
+    }
+    if (event.to_daemon) {
+        const bool note = from_board ? seen->sends_notes() : seen->is_note_light();
+        const auto look_up = from_board ? &Mapping::seen_by_host : &Mapping::seen_by_board;
+        const Control* const first =
+            (mapping_.*look_up)(note ? NOTE_ON : CONTROL_CHANGE, arrives_as(*seen, from_board));
+        seen = first == nullptr ? seen : first;
+    }
+    return {seen->index - (seen->kind == Kind::Partner ? TO_PARTNER : 0), from_board};
+}
 
 void Writer::collect(const std::vector<Played>& played) {
     std::map<Key, std::size_t> latest;
@@ -69,11 +84,9 @@ void Writer::collect(const std::vector<Played>& played) {
         if (!event.is_message() || is_traffic_led(event)) {
             continue;
         }
-        const Key key =
-            is_pots_request(event) ? Key(NO_CONTROL, true) : key_of(event, setup_.mapping);
-        const auto entry = latest.find(key);
+        const Key key = is_pots_request(event) ? Key(NO_CONTROL, true) : key_of(event);
         if (!event.to_daemon) {
-            if (entry != latest.end()) {
+            if (const auto entry = latest.find(key); entry != latest.end()) {
                 entries_[entry->second].came.push_back(&event);
             }
             continue;
@@ -83,8 +96,8 @@ void Writer::collect(const std::vector<Played>& played) {
             continue;  // an answer that the board gives by itself
         }
         if (i == next->first) {
-            entries_.push_back({.step = next->step, .key = key, .came = {}});
-            latest[key] = entries_.size() - 1;
+            latest[key] = entries_.size();
+            entries_.push_back({.step = next->step, .key = key});
         }
         entries_.back().sent = &event;
         entries_.back().units += event.bytes.size() == 3 ? event.bytes[2] - REST : 0;
@@ -94,25 +107,23 @@ void Writer::collect(const std::vector<Played>& played) {
 // Steps of a relative control that nothing came of, joined with the next ones the same way: the
 // sum comes out the same however many readings it takes.
 void Writer::fold() {
-    std::map<Key, std::size_t> latest;
-    for (std::size_t i = 0; i < entries_.size(); ++i) {
-        Entry& entry = entries_[i];
-        const auto before = latest.find(entry.key);
-        Entry* const earlier = before == latest.end() ? nullptr : &entries_[before->second];
-        if (earlier != nullptr && is_relative(entry) && control(entry)->sends_steps() &&
+    std::map<Key, Entry*> latest;
+    for (Entry& entry : entries_) {
+        Entry* const earlier = std::exchange(latest[entry.key], &entry);
+        if (earlier != nullptr && is_relative(entry) && control(*entry.sent)->sends_steps() &&
             earlier->sent->control == entry.sent->control && earlier->came.empty() &&
             earlier->units * entry.units > 0) {
             entry.units += earlier->units;
-            entry.step = "board spin " + control(entry)->name + " " + std::to_string(entry.units);
+            entry.step =
+                "board spin " + control(*entry.sent)->name + " " + std::to_string(entry.units);
             earlier->step.clear();
         }
-        latest[entry.key] = i;
     }
 }
 
 // The message is what this very step leads to, not what an earlier one did.
 bool Writer::answers(const Entry& entry, const Event& came) const {
-    const Control* const moved = control(entry);
+    const Control* const moved = control(*entry.sent);
     const Bytes &sent = entry.sent->bytes, &arrived = came.bytes;
     if (moved == nullptr || sent.size() != 3 || arrived.size() != 3) {
         return true;
@@ -128,14 +139,17 @@ bool Writer::answers(const Entry& entry, const Event& came) const {
     return arrived[2] == (off ? 0 : sent[2]);
 }
 
-std::string Writer::expectation(const Event& came) const {
+std::string Writer::expectation(const Entry& entry, const Event& came) const {
     const std::string until = came.place == Place::Board ? "board until " : "host until ";
     if (is_identity_request(came.bytes) || is_identity_reply(came.bytes)) {
         return until +
                (is_identity_request(came.bytes) ? "identity request\n" : "identity reply\n");
     }
-    const Control* const named = came.control < 0 ? nullptr : &setup_.mapping.at(came.control);
-    if (named == nullptr || setup_.mapping.find(named->name) != named) {
+    const Control* named = control(*entry.sent);
+    if (named == nullptr || arrives_as(*named, entry.key.second) != came.bytes[1]) {
+        named = control(came);
+    }
+    if (named == nullptr || mapping_.find(named->name) != named) {
         return until + hex(came.bytes) + (is_pots_request(came) ? REPORT_PATIENCE : "") + "\n";
     }
     const bool off = (came.bytes[0] & 0xF0) == NOTE_OFF;
@@ -144,21 +158,18 @@ std::string Writer::expectation(const Event& came) const {
 
 std::string Writer::expectations(const Entry& entry, bool silent_before) const {
     std::string text;
-    if (entry.came.empty()) {
-        return text;
-    }
     if (entry.key.first == NO_CONTROL) {
         for (const Event* came : entry.came) {
-            text += expectation(*came);
+            text += expectation(entry, *came);
         }
-    } else if (is_relative(entry)) {
-        const bool sure = entry.came.size() == 1 && !silent_before &&
-                          std::abs(entry.units) <= MOST_UNITS && control(entry)->sends_steps();
-        text = sure ? expectation(*entry.came.front()) : "";
-    } else if (answers(entry, *entry.came.back())) {
-        text = expectation(*entry.came.back());
+        return text;
     }
-    return text;
+    const bool sure = is_relative(entry)
+                          ? entry.came.size() == 1 && !silent_before &&
+                                std::abs(entry.units) <= MOST_UNITS &&
+                                control(*entry.sent)->sends_steps()
+                          : !entry.came.empty() && answers(entry, *entry.came.back());
+    return sure ? expectation(entry, *entry.came.back()) : "";
 }
 
 std::string Writer::text() const {
