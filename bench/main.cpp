@@ -19,7 +19,7 @@
 #include "measure/measure.h"
 #include "measure/soak.h"
 #include "panel/panel.h"
-#include "panel/text.h"
+#include "panel/room.h"
 #include "port/ports.h"
 #include "scenario/runner.h"
 #include "scenario/scenario.h"

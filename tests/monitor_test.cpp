@@ -5,31 +5,53 @@
 namespace bench {
 namespace {
 
-TEST(Counters, CountWhatDoesNotCross) {
-    const struct {
-        End end;
-        const char* bytes;
-        int control, dropped;
-    } cases[] = {
-        {End::Host, "f0 01 02 f7", -1, 4},       {End::Host, "f0 7e 7f 06 01 f7", -1, 0},
-        {End::Host, "f0 7e 00 06 01 f7", -1, 6}, {End::Board, "f0 01 02 f7", -1, 0},
-        {End::Host, "92 3c 7f", 21, 0},          {End::Host, "93 3c 7f", 21, 3},
-        {End::Host, "92 70 7f", -1, 3},          {End::Host, "f8", -1, 1},
-        {End::Board, "90 01 7f", 21, 0},         {End::Board, "91 01 7f", 21, 3},
-        {End::Board, "b5 00 7f", 0, 0},          {End::Board, "80 60 00", -1, 0},
-    };
-    bench::Setup setup;
-    setup.channel = 2;
-    for (const auto& [end, bytes, control, dropped] : cases) {
-        Counters counters;
-        counters.take({.place = at(end),
-                       .to_daemon = true,
-                       .bytes = *parse_hex(bytes),
-                       .text = {},
-                       .control = control},
-                      setup);
-        EXPECT_EQ(counters.dropped(), dropped) << bytes;
+std::string joined(const Scroll& lines, int height, const std::string& filter = "") {
+    std::string text;
+    for (const MonitorLine* const line : lines.view(height, filter)) {
+        text += (text.empty() ? "" : " ") + line->text;
     }
+    return text;
+}
+
+TEST(Scroll, StaysWhereItIsUntilItFollows) {
+    Scroll lines;
+    const auto add = [&](const std::string& names) {
+        for (const char name : names) {
+            lines.add({std::string(1, name), {}});
+        }
+    };
+    add("aBcDe");
+    EXPECT_EQ(joined(lines, 3), "c D e");
+    EXPECT_EQ(joined(lines, 3, "d"), "D");
+    lines.stay();
+    add("fg");
+    EXPECT_EQ(joined(lines, 2), "D e");
+    lines.back(2, "");
+    EXPECT_EQ(joined(lines, 2), "B c");
+    lines.back(-1, "");
+    EXPECT_EQ(joined(lines, 2), "c D");
+    lines.back(1, "b");
+    EXPECT_EQ(joined(lines, 2), "a");
+    lines.back(9, "");
+    EXPECT_EQ(joined(lines, 2), "a");
+    for (int i = 0; i < 2; ++i) {  // also where it follows already
+        lines.follow();
+        EXPECT_TRUE(lines.following());
+        EXPECT_EQ(joined(lines, 2), "f g");
+    }
+    lines.back(-1, "");
+    EXPECT_TRUE(lines.following());
+}
+
+TEST(Scroll, GivesUpTheOldestLines) {
+    Scroll lines;
+    lines.add({"first", {}});
+    lines.stay();
+    for (int i = 0; i < 30000; ++i) {
+        lines.add({"more", {}});
+    }
+    EXPECT_EQ(joined(lines, 1), "");
+    EXPECT_EQ(joined(lines, 1, "first"), "");
 }
 
 }  // namespace

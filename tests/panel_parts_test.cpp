@@ -3,10 +3,8 @@
 #include <curses.h>
 #include <gtest/gtest.h>
 
-#include "panel/findings.h"
-#include "panel/layout.h"
 #include "panel/line_edit.h"
-#include "panel/text.h"
+#include "panel/room.h"
 
 namespace bench {
 namespace {
@@ -50,31 +48,6 @@ TEST(PanelLayout, FitsTerminals) {
         EXPECT_EQ(layout.borders, expected.borders) << width;
         EXPECT_EQ(layout.rows, expected.rows) << width;
     }
-}
-
-TEST(PanelLog, FindsWhatToLookAt) {
-    const struct {
-        const char* line;
-        Tone tone;
-        const char* so_far;
-    } lines[] = {
-        {"read config exit", Tone::Noise, ""},
-        {"got preset 0 ", Tone::Plain, ""},
-        {"../resources/a.cfg:7: app_cc \"x\" is not a number; line skipped", Tone::Finding,
-         "1 line skipped"},
-        {"../resources/a.cfg:9: name missing; lines 9 to 11 skipped", Tone::Finding,
-         "4 lines skipped"},
-        {"../resources/a.cfg:20: fields missing here: the record continues in line 21",
-         Tone::Finding, "4 lines skipped, 1 warning"},
-        {"./ctlbridge: invalid option -- 'x'", Tone::Failure, "4 lines skipped, 2 warnings"},
-    };
-    Findings findings;
-    for (const auto& [line, tone, so_far] : lines) {
-        findings.add(finding_in(line));
-        EXPECT_EQ(finding_in(line).tone, tone) << line;
-        EXPECT_EQ(findings.text(), so_far) << line;
-    }
-    EXPECT_EQ(findings.count(), 6);
 }
 
 class PanelLine : public testing::Test {

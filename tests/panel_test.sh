@@ -87,7 +87,7 @@ check "both decks and the mixer are there" sees 'Deck A.*Mixer.*Deck B'
 check "the screen take-over is on the wire" sees 'call .*fbsplash'
 
 go PLAY_A
-check "help names the control's numbers" sees 'index 21 .*board note 1 .*host note 60 .*button with light'
+check "help names the control's numbers" sees '^PLAY_A  index 21  board note 1  host note 60'
 after "a tap presses" 'board → 90 01 7f .*PLAY_A pressed' Space
 check "and lets go" sees 'board → 80 01 00 .*PLAY_A released'
 after "a button is held" 'PLAY *▼' Enter
@@ -134,6 +134,9 @@ after "the wire pauses" 'paused' p
 keys PPage
 check "and scrolls back" lacks 'TOUCH_A released'
 keys End
+check "End goes to the newest line" sees 'TOUCH_A released'
+keys End End
+check "and goes on" lacks 'paused'
 after "a page shows the keys" 'restart with the files as they are on disk' '?'
 after "q leaves the page" 'Deck A' q
 keys : && typed 'board press PLA'
@@ -143,8 +146,21 @@ after "Tab completes it" '^step: board press PLAY_' Tab
 check "and names the controls" sees '^PLAY_A PLAY_B'
 keys Escape
 
+go RING_A
+after "Space on a light says why nothing happens" '^RING_A has no button' Space
+after "and what lights it" 'RING *127' l
+go METER_A
+after "so it does on a meter" '^METER_A has no button' Space
+
+tm send-keys R : \; send-keys -l 'host send identity request' \; send-keys Enter
+check "a line typed before the bridge is up is sent then" sees 'host  ← f0 7e .*Identity Reply'
+tm send-keys R : \; send-keys -l 'board push quickly' \; send-keys Enter
+check "or refused at once" sees '^step: board push quickly'
+keys Escape
+check "the bridge is up again" sees '^ ctlbridge.* ch [0-9]'
+
 go SYNC_A
-keys v v
+keys v v v
 check "the label is grey" sees_colored '\[90m[^A-Z]*SYNC'
 keys b
 check "the host changes it: bright" sees_colored '\[97m[^A-Z]*SYNC'
@@ -155,21 +171,24 @@ sed 's/^21 1 60 /21 1 33 /; s/^22 2 61 .*/22 2 oops/; s/^23 3 62/23 3 33/' "$res
 keys R
 comes_up
 go PLAY_A
-check "help has the new number" sees 'host note 33 '
+check "help has the new number" sees 'host note 33'
 after "the edited number goes out" 'host  ← .* note 33 .*PLAY_A' Space
-check "the last line counts what was skipped" sees '^1 line skipped, v shows the log'
-after "the bad line is in the log" 'orvik.midictl.cfg.*oops.*line skipped' v
-check "what it named is marked in its place" sees 'CUE *lost SYNC'
-check "so are two with one number" sees 'PLAY *=33'
-keys v v
+check "the last line counts what is wrong" sees '^1 error  1 warning in the files, v shows them'
+after "the bad line is among the findings" 'orvik.midictl.cfg:[0-9]*: error: .*oops.*' v
+check "the control that it named is marked in its place" sees '✗CUE *!SYNC'
+go SYNC_A
+check "help leads to the finding" sees '^SYNC_A  index 23 .* see orvik.midictl.cfg:[0-9]'
+after "the log tells it in the words of the bridge" '/orvik.midictl.cfg:[0-9]*: app_cc "oops"' v v v
+keys v v v
 
 keys w
 comes_up
 check "it records" sees 'REC'
 keys Enter
-awaits sees 'host  ← 90 21 7f'
+awaits sees 'host  ← 90 21 7f' # of SYNC_A
 keys Enter
 awaits sees 'host  ← 80 21 00'
+go PLAY_A
 keys l : && typed 'board turn VOLUME_B 100'
 go PITCH_FADER_A
 keys 3 5 7 8 + + + +
@@ -182,11 +201,16 @@ check "the recording is written" recorded
 check "it plays again without a terminal" \
     sh -c "'$bench' play '$dir'/recording-*.scn >'$dir/played' 2>&1 </dev/null"
 check "and has expectations" grep -q '^host until VOLUME_B 100' "$dir"/recording-*.scn
-sed 's/^host until PLAY_A 127$/host until PLAY_A 126/' "$dir"/recording-*.scn >"$dir/wrong.scn"
-check "which can fail" sh -c "! '$bench' play '$dir/wrong.scn' >/dev/null 2>&1"
+sed 's/^host until SYNC_A 127$/host until SYNC_A 126/' "$dir"/recording-*.scn >"$dir/wrong.scn"
+check "and can fail, at a press whose note another control shares, too" sh -c "! '$bench' play '$dir/wrong.scn' >/dev/null 2>&1"
 
 tm resize-window -x 79 -y 24
 check "too small a window is told so" sees "needs 80 columns and 24 rows"
+tm resize-window -x 5 -y 3
+tm send-keys : \; send-keys -l 'board quip' \; send-keys Escape
+tm resize-window -x 79 -y 24
+after "and takes a line all the same" '^step: board' : b o a r d
+keys Escape
 tm resize-window -x 80 -y 24
 check "80 by 24 has room for all of it" sees '^TRACK_END .*BEAT .*BEAT'
 tm resize-window -x 180 -y 45
@@ -194,6 +218,18 @@ check "a large one shows the screen beside" sees 'Deck B.*Screen'
 after "q ends it" 'it ended: 0' q
 settings_are_back() { [ "$(stty -g <"$(tm display-message -p '#{pane_tty}')")" = "$before" ]; }
 check "the terminal is as before" settings_are_back
+
+mkdir "$dir/machine" "$dir/bin" && touch "$dir/machine/kernel" "$dir/machine/board.dtb" "$dir/machine/initrd"
+printf '#!/bin/sh\nexec sleep 1000\n' >"$dir/bin/qemu-system-arm" && chmod +x "$dir/bin/qemu-system-arm"
+typed "clear; PATH='$dir/bin:$PATH'"
+launch "--machine='$dir/machine'"
+check "a machine that boots counts the seconds" sees 'starting the machine, [2-9] s'
+after "and the panel can be left" 'it ended: 0' q
+printf '#!/bin/sh\n' >"$dir/bin/qemu-system-arm"
+typed clear
+launch "--machine='$dir/machine'"
+check "one that does not says so" sees 'the emulator has ended'
+after "and can be left too" 'it ended: 0' q
 
 typed clear
 launch -- -x

@@ -62,14 +62,17 @@ TEST_F(Recording, LeavesOutWhatMayMerge) {
     expect("turn 10\nturn 20\nturn 30\nhost until FADER 30\n");
 }
 
-TEST_F(Recording, JoinsMovesThatNothingCameOf) {
+TEST_F(Recording, ExpectsStepsOfOneMessageAtATime) {
     play("a", BOARD, {0xB0, 12, 0x43}, 12);
-    play("b", BOARD, {0xB0, 12, 0x46}, 12);
     come(HOST, {0xB0, 19, 0x41}, 12);
-    play("back", BOARD, {0xB0, 12, 0x3E}, 12);
+    play("b", BOARD, {0xB0, 12, 0x41}, 12);
+    play("after b", BOARD, {0xB0, 12, 0x46}, 12);
+    come(HOST, {0xB0, 19, 0x42}, 12);
+    play("rest", BOARD, {0xB0, 12, 0x40}, 12);
     play("hand", BOARD, {0xB0, 14, 0x44}, 14);
     come(HOST, {0xB0, 21, 0x42}, 14);
-    expect("board spin PLATTER 9\nhost until PLATTER 65\nback\nhand\n");
+    come(HOST, {0xB0, 21, 0x42}, 14);
+    expect("a\nhost until PLATTER 65\nb\nafter b\nrest\nhand\n");
 }
 
 TEST_F(Recording, KeepsTheIdentityRequest) {

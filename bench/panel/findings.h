@@ -1,31 +1,24 @@
-// What the daemon's log tells: what ends it, what to look at, what every start prints, the rest.
+// What is wrong with a resources directory, as the check of configurations finds it.
 #pragma once
 
 #include <string>
-#include <string_view>
+#include <vector>
 
 namespace bench {
 
-enum class Tone { Plain, Noise, Finding, Failure };
+enum class Severity { Note, Warning, Error };
 
 struct Finding {
-    Tone tone = Tone::Plain;
-    int skipped = 0;  // lines of a file
+    std::string file;  // name below the directory
+    int line = 0;      // 0: the file as a whole
+    int control = -1;  // configuration index of the control that it is about
+    Severity severity = Severity::Note;
+    std::string rule, text;
+
+    std::string where() const { return file + (line > 0 ? ":" + std::to_string(line) : ""); }
 };
 
-Finding finding_in(std::string_view line);
-
-// The findings since the daemon started.
-class Findings {
-  public:
-    void add(const Finding& finding);
-    int count() const { return skipped_ + warnings_; }
-    // "2 lines skipped, 1 warning"; empty if there are none.
-    std::string text() const;
-
-  private:
-    int skipped_ = 0;
-    int warnings_ = 0;
-};
+// Reads the files as they are now, in a process of its own. None if that cannot be run.
+std::vector<Finding> findings_of(const std::string& resources_dir);
 
 }  // namespace bench

@@ -4,34 +4,34 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 
-#include "panel/text.h"
+#include "panel/room.h"
 
 namespace bench {
 namespace {
 
 constexpr int LEFT = 0, CENTRE = 1, RIGHT = 2;
 constexpr const char* SECTIONS[] = {"Deck A", "Mixer", "Deck B"};
-constexpr int SHARES[] = {3, 1, 3};  // of the unmapped controls
-constexpr int FULL = 127, MOST_NUMBER = 127;
-constexpr int UNITS_PER_GLYPH = 8;
+constexpr int FULL = 127;
+constexpr unsigned UNITS_PER_GLYPH = 8;
 constexpr const char* TURNING[] = {"◐", "◓", "◑", "◒"};
 constexpr const char* HELD_MARK = "▼";
-constexpr int POSITION_WIDTH = 3;
 constexpr int METER_COLORS[METER_TOP] = {34, 34, 34, 34, 220, 220, 160};
 constexpr int LED_COLORS[] = {94, 136, 178, 220};  // by quarters of the value
 constexpr int BLACK = 16, BAR = 25, BAR_TEXT = 231, GROUND = 235, PLAIN = 252, FAINT = 242;
-constexpr int HELD = 45, HEADING = 75, LOST = 203, SHARED = 213;
+constexpr int HELD = 45, HEADING = 75, BAD = 203, DOUBTFUL = 213;
+constexpr const char *LOST_MARK = "✗", *FINDING_MARK = "!";
 
-// Pots first, then what turns, meters, buttons, lights.
-constexpr Kind ORDER[] = {Kind::Pot,   Kind::Platter, Kind::Partner, Kind::Encoder,
-                          Kind::Meter, Kind::Button,  Kind::Light,   Kind::Spare};
-constexpr const char* CONTROL_TYPES[] = {"pot", "button", "light", "button with light", "meter"};
+// By kind: pots first, then what turns, meters, buttons, lights; and the columns that are kept for
+// the value, so that the name is written the same way whatever it is.
+constexpr int RANKS[] = {0, 1, 2, 3, 5, 6, 4, 7};
+constexpr int KEPT[] = {4, 2, 2, 2, 0, 0, METER_TOP, 0};
 
-int rank(const Control& control) {
-    return static_cast<int>(std::find(std::begin(ORDER), std::end(ORDER), control.kind) - ORDER);
+int of(const int (&by_kind)[8], const Control& control) {
+    return by_kind[static_cast<std::size_t>(control.kind)];
 }
 
 int section(const std::string& name) {
@@ -45,65 +45,35 @@ std::string short_name(const std::string& name) {
     return name.substr(0, name.size() - (section(name) == CENTRE ? 0 : 2));
 }
 
-bool is_note_at_host(const Control& control) {
-    return control.sends_notes() || control.kind == Kind::Light;
+std::string number(int number, bool note) {
+    return number < 0 ? "" : (note ? "note " : "CC ") + std::to_string(number);
 }
 
-int host_number(const Control& control) {
-    return std::max(control.host_sees, control.host_sends);
-}
-
-bool share_number(const Control& a, const Control& b) {
-    const bool both = a.mapped && b.mapped && a.kind != Kind::Spare && b.kind != Kind::Spare;
-    return both && is_note_at_host(a) == is_note_at_host(b) && host_number(a) <= MOST_NUMBER &&
-           host_number(a) == host_number(b);
-}
-
-// "note 60", "CC 7"; where the two ways differ, both: "CC 7, note 60".
-std::string number_words(int sends, bool sends_note, int sees, bool sees_note) {
-    const auto words = [](int number, bool note) {
-        return number < 0 ? std::string()
-                          : std::string(note ? "note " : "CC ") + std::to_string(number);
-    };
-    const std::string sent = words(sends, sends_note), seen = words(sees, sees_note);
+// "host note 60"; where the two ways differ, both: "host CC 7, note 60".
+std::string numbers(const char* end, const std::string& sent, const std::string& seen) {
     const bool differ = !sent.empty() && !seen.empty() && sent != seen;
-    return differ ? sent + ", " + seen : std::max(sent, seen);
+    const std::string text = differ ? sent + ", " + seen : std::max(sent, seen);
+    return text.empty() ? "" : end + text;
 }
 
 }  // namespace
 
-// Columns are kept for the value, so that the name is written the same way whatever it is.
 struct Front::Look {
     std::string value = {};  // shown if there is room
     std::string least = {};  // else this
-    int kept = 0;
     Ink ink{PLAIN, GROUND};
-    int filled = 0;     // columns of the cell that the bar takes
-    bool mark = false;  // the value is shown even if the name is cut for it
+    int filled = 0;  // columns of the cell that the bar takes
 };
 
 namespace {
 
-int turned(int travel) {
-    const int glyphs = static_cast<int>(std::size(TURNING));
-    const int steps = travel / UNITS_PER_GLYPH - (travel % UNITS_PER_GLYPH < 0 ? 1 : 0);
-    return (steps % glyphs + glyphs) % glyphs;
-}
-
 std::string steps_seen(const Host& host, const Control& control) {
     const int seen = host.seen(control.index);
-    if (seen < 0 || seen == REST) {
-        return "";
+    char steps[16] = "";
+    if (seen >= 0 && seen != REST) {
+        std::snprintf(steps, sizeof steps, "%+d ", seen - REST);
     }
-    std::string steps = seen > REST ? "+" : "";
-    return steps.append(std::to_string(seen - REST)).append(" ");
-}
-
-Ink ink_of_light(int light, bool held) {
-    if (light > 0) {
-        return {BLACK, LED_COLORS[std::min(light, FULL) / 32], true};
-    }
-    return held ? Ink{HELD, GROUND, true} : Ink{PLAIN, GROUND};
+    return steps;
 }
 
 void draw_meter(Terminal& terminal, int row, int column, int width, int level) {
@@ -113,63 +83,48 @@ void draw_meter(Terminal& terminal, int row, int column, int width, int level) {
     }
 }
 
-int kept_for(const Control& control) {
-    if (control.sends_position()) {
-        return POSITION_WIDTH;
-    }
-    if (control.kind == Kind::Meter) {
-        return METER_TOP;
-    }
-    return control.sends_steps() ? 1 : 0;
-}
-
-// With the blank before what is kept; a meter's levels need none.
-int gap_before(const Control& control, int kept) {
-    return kept > 0 && control.kind != Kind::Meter ? 1 : 0;
-}
-
 }  // namespace
-
-bool has_light(const Control& control) {
-    return control.host_sends >= 0 && control.kind != Kind::Meter && control.kind != Kind::Spare;
-}
 
 // --- Where ---
 
-void Front::take(const Mapping& mapping) {
+void Front::take(const Mapping& mapping, const std::vector<Finding>& findings) {
     for (const Control& control : mapping.controls()) {
         Known& now = known_[static_cast<std::size_t>(control.index)];
-        if (control.mapped) {
-            now.name = control.name;
-        } else if (now.name.empty()) {
-            now.name = control.lost_name;
-        }
+        const std::string other = now.name.empty() ? control.lost_name : now.name;
+        now = {.name = control.mapped ? control.name : other};
         now.lost = !control.mapped && (control.lost || !now.name.empty());
-        const auto& all = mapping.controls();
-        const auto other = std::find_if(all.begin(), all.end(), [&](const Control& candidate) {
-            return candidate.index != control.index && share_number(candidate, control);
-        });
-        now.shares = other == all.end() ? -1 : other->index;
+    }
+    for (const Finding& finding : findings) {
+        if (finding.control < 0 || finding.control >= CONTROL_COUNT) {
+            continue;
+        }
+        Known& its = known_[static_cast<std::size_t>(finding.control)];
+        if (finding.severity > its.severity) {
+            its.finding = finding.where();
+            its.severity = finding.severity;
+        }
     }
 }
 
+std::string Front::label(int index) const {
+    const Known& its = known(index);
+    const std::string mark = its.lost ? LOST_MARK : !its.finding.empty() ? FINDING_MARK : "";
+    return mark + (its.name.empty() ? "unmapped " + std::to_string(index) : short_name(its.name));
+}
+
 void Front::lay_out(const Mapping& mapping, int width, int rows) {
-    std::vector<const Control*> sections[SECTION_COUNT], unnamed;
+    std::vector<const Control*> sections[SECTION_COUNT];
     int wanted = 0;
     for (const Control& control : mapping.controls()) {
         const std::string& name = known(control.index).name;
-        (name.empty() ? unnamed : sections[section(name)]).push_back(&control);
-        const int kept = kept_for(control);
-        wanted = std::max(wanted, text_width(short_name(name)) + gap_before(control, kept) + kept);
+        sections[section(name)].push_back(&control);
+        wanted = std::max(wanted,
+                          text_width(name.empty() ? "" : label(control.index)) + of(KEPT, control));
     }
     for (std::vector<const Control*>& controls : sections) {
-        std::stable_sort(controls.begin(), controls.end(),
-                         [](const Control* a, const Control* b) { return rank(*a) < rank(*b); });
-    }
-    const auto length = [&](int s) { return static_cast<int>(sections[s].size()) / SHARES[s]; };
-    for (const Control* control : unnamed) {
-        const auto shorter = [&](int a, int b) { return length(a) < length(b); };
-        sections[std::min({LEFT, CENTRE, RIGHT}, shorter)].push_back(control);
+        std::stable_sort(controls.begin(), controls.end(), [](const Control* a, const Control* b) {
+            return of(RANKS, *a) < of(RANKS, *b);
+        });
     }
     std::array<int, SECTION_COUNT> cells{};
     std::transform(std::begin(sections), std::end(sections), cells.begin(),
@@ -239,14 +194,11 @@ std::vector<std::string> Front::names() const {
 }
 
 std::optional<int> Front::at(int row, int column) const {
-    for (const Place& other : places_) {
-        const int shown = other.row - scrolled_;
-        if (shown > 0 && shown < rows_ && row == top_ + shown && column >= other.column &&
-            column < other.column + other.width) {
-            return other.index;
-        }
-    }
-    return std::nullopt;
+    const auto found = std::find_if(places_.begin(), places_.end(), [&](const Place& one) {
+        return row == top_ + one.row - scrolled_ && row > top_ && row < top_ + rows_ &&
+               column >= one.column && column < one.column + one.width;
+    });
+    return found == places_.end() ? std::nullopt : std::optional(found->index);
 }
 
 int Front::along(int index, int column) const {
@@ -256,44 +208,32 @@ int Front::along(int index, int column) const {
 
 // --- How it looks ---
 
-Front::Look Front::marked(const Control& control) const {
-    const bool lost = known(control.index).lost;
-    std::string value = "lost";
-    if (!lost) {
-        value = std::string(1, '=').append(std::to_string(host_number(control)));
-    }
-    const int kept = text_width(value);
-    return {.value = value, .kept = kept, .ink = {lost ? LOST : SHARED, GROUND}, .mark = true};
-}
-
 Front::Look Front::look_of(Controller& controller, const Control& control, int width,
                            const Motion& motion) const {
     const Board& board = controller.board();
+    const Known& its = known(control.index);
     const int light = board.light(control.index);
     const bool held = board.pressed(control.index);
-    const bool is_marked = known(control.index).lost || known(control.index).shares >= 0;
-    Look look = marked(control);
-    if (!is_marked) {
-        look = {.value = "", .kept = kept_for(control)};
+    Look look;
+    if (its.lost || !its.finding.empty()) {
+        look.ink.foreground = its.severity == Severity::Warning ? DOUBTFUL : BAD;
+    } else if (its.name.empty() || motion.silent) {
+        look.ink.foreground = FAINT;
     }
     if (control.sends_position()) {
         const int position = board.position(control.index);
         look.filled = (position * width + FULL / 2) / FULL;
-        look.value = is_marked ? look.value : std::to_string(position);
-    } else if (control.sends_steps() && !is_marked) {
-        look.least = TURNING[turned(motion.travel)];
-        look.value = look.least;
-        if (motion.moves) {
-            look.value.insert(0, steps_seen(controller.host(), control));
-        }
+        look.value = std::to_string(position);
+    } else if (control.sends_steps()) {
+        look.least = TURNING[static_cast<unsigned>(motion.travel) / UNITS_PER_GLYPH % 4];
+        look.value = (motion.moves ? steps_seen(controller.host(), control) : "") + look.least;
     } else if (control.kind != Kind::Meter && (light > 0 || held)) {
-        const std::string number = light > 0 ? std::to_string(light) : "";
         look.least = held ? HELD_MARK : "";
-        look.value = is_marked ? look.value : look.least + number;
-        look.ink = ink_of_light(light, held);
-    }
-    if (known(control.index).name.empty() || motion.silent) {
-        look.ink.foreground = FAINT;
+        look.value = look.least + (light > 0 ? std::to_string(light) : "");
+        look.ink = {HELD, GROUND, true};
+        if (light > 0) {
+            look.ink = {BLACK, LED_COLORS[std::min(light, FULL) / 32], true};
+        }
     }
     return look;
 }
@@ -304,34 +244,23 @@ void Front::draw_control(Terminal& terminal, const Place& place, int row, Contro
     const bool meter = control.kind == Kind::Meter;
     const int width = place.width;
     const Look look = look_of(controller, control, width, motion);
-    const std::string& named = known(control.index).name;
-    const std::string full =
-        named.empty() ? "unmapped " + std::to_string(control.index) : short_name(named);
-    const int room = width - look.kept - gap_before(control, look.kept);
-    std::optional<std::string> name = abbreviated(full, room);
-    if (!name && !look.mark) {
-        name = abbreviated(full, width);
-    }
-    std::string text =
-        name.value_or(full.substr(0, static_cast<std::size_t>(look.mark ? room : width)));
-    const auto fits = [&](const std::string& value) {
-        return text_width(text) + 1 + text_width(value) <= width;
-    };
-    std::string value = fits(look.value) ? look.value : look.least;
-    value = fits(value) ? value : "";
-    text.append(static_cast<std::size_t>(width - text_width(text) - text_width(value)), ' ');
+    const std::string full = label(place.index);
+    std::string text = abbreviated(full, width - of(KEPT, control))
+                           .value_or(abbreviated(full, width).value_or(full));
+    const int left = width - text_width(text);
+    const auto fits = [&](const std::string& value) { return text_width(value) < left; };
+    const std::string value = fits(look.value) ? look.value : fits(look.least) ? look.least : "";
+    text.append(static_cast<std::size_t>(std::max(0, left - text_width(value))), ' ');
     text += value;
     terminal.text(row, place.column, width, text, look.ink);
     if (look.filled > 0) {
-        terminal.text(row, place.column, look.filled, text,
-                      {look.mark ? look.ink.foreground : BAR_TEXT, BAR, true});
+        terminal.text(row, place.column, look.filled, text, {BAR_TEXT, BAR, true});
     }
-    if (meter && !look.mark) {
+    if (meter) {
         draw_meter(terminal, row, place.column, width, controller.board().light(control.index));
     }
     if (place.index == cursor_) {
-        const int values = meter && !look.mark ? look.kept : text_width(value);
-        const int shown = std::max(width - values, 1);
+        const int shown = std::max(width - (meter ? METER_TOP : text_width(value)), 1);
         terminal.text(row, place.column, shown, text, {PLAIN, BLACK, true, true});
     }
 }
@@ -359,48 +288,21 @@ void Front::draw(Terminal& terminal, int top, int rows, Controller& controller,
     }
 }
 
-std::string Front::help(Controller& controller, int width) const {
-    const Control& control = controller.mapping().at(cursor_);
-    const Board& board = controller.board();
-    std::string name = known(cursor_).name.empty() ? control.name : known(cursor_).name;
-    if (known(cursor_).lost) {
-        name += " has lost its line";
-    } else if (!control.mapped) {
-        name += " has no line in the mapping";
-    }
-    if (known(cursor_).shares >= 0) {
-        name += " has the number of " + known(known(cursor_).shares).name;
-    }
-    std::vector<std::string> parts = {name, "index " + std::to_string(cursor_)};
-    const auto add = [&](const std::string& what, const std::string& value) {
-        if (!value.empty()) {
-            parts.push_back(what + value);
-        }
-    };
+std::string Front::help(const Mapping& mapping, int width) const {
+    const Control& control = mapping.at(cursor_);
+    const Known& its = known(cursor_);
     const bool note = control.sends_notes();
-    add("board ",
-        number_words(control.board_sends, note, control.board_sees, control.is_note_light()));
-    add("host ",
-        number_words(control.host_sees, note, control.host_sends, control.kind != Kind::Meter));
-    const bool typed = control.control_type >= 0 &&
-                       control.control_type < static_cast<int>(std::size(CONTROL_TYPES));
-    add("type " + std::to_string(control.control_type),
-        typed ? std::string(" ") + CONTROL_TYPES[control.control_type] : " ");
-    if (control.sends_position()) {
-        add("at ", std::to_string(board.position(cursor_)));
-    } else if (board.light(cursor_) > 0) {
-        add(control.kind == Kind::Meter ? "level " : "lit ", std::to_string(board.light(cursor_)));
-    }
-    if (control.data_type == 1) {
-        add("zoom ", std::to_string(control.extra / 16) + ", " +
-                         std::to_string(control.units_per_step()) + " a step");
-    } else if (control.is_note_light()) {
-        add(control.extra != 0 ? "off by note-off" : "dims", " ");
-    }
-    if (!note && control.kind != Kind::Light) {
-        add("rate ", std::to_string(control.rate));
-    }
-    return joined(parts, width);
+    const char* const missing = its.lost         ? " has lost its line"
+                                : control.mapped ? ""
+                                                 : " has no line in the mapping";
+    return joined(
+        {(its.name.empty() ? control.name : its.name) + missing, "index " + std::to_string(cursor_),
+         numbers("board ", number(control.board_sends, note),
+                 number(control.board_sees, control.is_note_light())),
+         numbers("host ", number(control.host_sees, note),
+                 number(control.host_sends, control.takes_notes())),
+         its.finding.empty() ? "" : "see " + its.finding},
+        width);
 }
 
 }  // namespace bench

@@ -8,29 +8,20 @@
 #include <vector>
 
 #include "controller/controller.h"
-#include "panel/layout.h"
+#include "panel/findings.h"
+#include "panel/monitor.h"
+#include "panel/room.h"
 #include "panel/terminal.h"
 
 namespace bench {
 
-// The host can light it, by a note.
-bool has_light(const Control& control);
-
-// A relative control: how far it was moved in all, and whether it has come to rest. Any control: a
-// real board is there, and it has not spoken yet.
-struct Motion {
-    int travel = 0;
-    bool moves = false;
-    bool silent = false;
-};
-using Motions = std::array<Motion, CONTROL_COUNT>;
-
 class Front {
   public:
-    // Takes the controls of a start. One whose line is gone keeps the name that it had.
-    void take(const Mapping& mapping);
+    // Takes the controls of a start, and marks those with findings that are more than notes. One
+    // whose line is gone keeps the name that it had.
+    void take(const Mapping& mapping, const std::vector<Finding>& findings);
     // Lays them out by their names, in so many rows if it can be: _A left, _B right, others and the
-    // unmapped ones where there is room.
+    // unmapped ones between.
     void lay_out(const Mapping& mapping, int width, int rows);
     // Rows that it takes to show all, the headings' row included.
     int height() const { return layout_.rows + 1; }
@@ -52,8 +43,8 @@ class Front {
     void draw(Terminal& terminal, int top, int rows, Controller& controller,
               const Motions& motions);
     // "PLAY_A   index 21   board note 1   host note 60 ...": the control under the cursor as the
-    // mapping has it, and what it shows, as far as there is room.
-    std::string help(Controller& controller, int width) const;
+    // mapping has it, as far as there is room.
+    std::string help(const Mapping& mapping, int width) const;
 
   private:
     struct Place {
@@ -62,17 +53,19 @@ class Front {
     // What the panel tells of a control beyond its line in the mapping.
     struct Known {
         std::string name;
-        bool lost = false;
-        int shares = -1;  // the first control that has the same number at the host
+        bool lost = false;                   // a line is missing that there was
+        std::string finding = {};            // "FILE:LINE" of the worst one
+        Severity severity = Severity::Note;  // of that one
     };
     struct Look;
+    // How a control is called in its cell.
+    std::string label(int index) const;
     const Place* place(int index) const;
     const Known& known(int index) const { return known_[static_cast<std::size_t>(index)]; }
     void draw_control(Terminal& terminal, const Place& place, int row, Controller& controller,
                       const Motion& motion) const;
     Look look_of(Controller& controller, const Control& control, int width,
                  const Motion& motion) const;
-    Look marked(const Control& control) const;
 
     std::array<Known, CONTROL_COUNT> known_;
     std::vector<Place> places_;

@@ -24,24 +24,25 @@ bool begins_with(const std::string& text, const std::string& beginning) {
 }  // namespace
 
 struct LineEdit::Key {
-    int code;
-    void (LineEdit::*act)();
+    int codes[3];
+    void (*act)(LineEdit& line);
 };
 constexpr LineEdit::Key LineEdit::KEYS[] = {
-    {KEY_LEFT, &LineEdit::left},
-    {KEY_RIGHT, &LineEdit::right},
-    {KEY_HOME, &LineEdit::home},
-    {control_key('A'), &LineEdit::home},
-    {KEY_END, &LineEdit::end},
-    {control_key('E'), &LineEdit::end},
-    {KEY_BACKSPACE, &LineEdit::backspace},
-    {DELETE, &LineEdit::backspace},
-    {control_key('H'), &LineEdit::backspace},
-    {KEY_DC, &LineEdit::erase},
-    {control_key('W'), &LineEdit::erase_word},
-    {control_key('U'), &LineEdit::erase_all},
-    {KEY_UP, &LineEdit::earlier},
-    {KEY_DOWN, &LineEdit::later},
+    {{KEY_LEFT}, [](LineEdit& line) { line.cursor_ -= line.cursor_ > 0 ? 1 : 0; }},
+    {{KEY_RIGHT}, [](LineEdit& line) { line.cursor_ += line.cursor_ < line.text_.size() ? 1 : 0; }},
+    {{KEY_HOME, control_key('A')}, [](LineEdit& line) { line.cursor_ = 0; }},
+    {{KEY_END, control_key('E')}, [](LineEdit& line) { line.cursor_ = line.text_.size(); }},
+    {{KEY_BACKSPACE, DELETE, control_key('H')},
+     [](LineEdit& line) {
+         if (line.cursor_ > 0) {
+             line.text_.erase(--line.cursor_, 1);
+         }
+     }},
+    {{KEY_DC}, [](LineEdit& line) { line.text_.erase(line.cursor_, 1); }},
+    {{control_key('W')}, [](LineEdit& line) { line.erase_word(); }},
+    {{control_key('U')}, [](LineEdit& line) { line.set(""); }},
+    {{KEY_UP}, [](LineEdit& line) { line.recall(line.at_ - 1); }},
+    {{KEY_DOWN}, [](LineEdit& line) { line.recall(line.at_ + 1); }},
 };
 
 void LineEdit::open() {
@@ -51,10 +52,11 @@ void LineEdit::open() {
 }
 
 void LineEdit::key(int code) {
-    const Key* const known = std::find_if(std::begin(KEYS), std::end(KEYS),
-                                          [&](const Key& key) { return key.code == code; });
-    if (known != std::end(KEYS)) {
-        (this->*known->act)();
+    const Key* const known = std::find_if(std::begin(KEYS), std::end(KEYS), [&](const Key& key) {
+        return std::find(std::begin(key.codes), std::end(key.codes), code) != std::end(key.codes);
+    });
+    if (known != std::end(KEYS) && code != 0) {
+        known->act(*this);
     } else if (code >= ' ' && code < DELETE) {
         text_.insert(cursor_++, 1, static_cast<char>(code));
     }
@@ -93,20 +95,6 @@ std::string LineEdit::complete(const std::vector<std::string>& candidates) {
     return words;
 }
 
-void LineEdit::left() {
-    cursor_ -= cursor_ > 0 ? 1 : 0;
-}
-
-void LineEdit::right() {
-    cursor_ += cursor_ < text_.size() ? 1 : 0;
-}
-
-void LineEdit::backspace() {
-    if (cursor_ > 0) {
-        text_.erase(--cursor_, 1);
-    }
-}
-
 void LineEdit::erase_word() {
     const std::size_t last = text_.substr(0, cursor_).find_last_not_of(' ');
     const std::size_t blank = last == std::string::npos ? last : text_.rfind(' ', last);
@@ -115,16 +103,10 @@ void LineEdit::erase_word() {
     cursor_ = from;
 }
 
-void LineEdit::earlier() {
-    if (at_ > 0) {
+void LineEdit::recall(std::size_t at) {
+    if (at <= history_.size()) {  // before the first it is beyond them all
         begun_ = at_ == history_.size() ? text_ : begun_;
-        set(history_[--at_]);
-    }
-}
-
-void LineEdit::later() {
-    if (at_ < history_.size()) {
-        ++at_;
+        at_ = at;
         set(at_ < history_.size() ? history_[at_] : begun_);
     }
 }

@@ -25,22 +25,14 @@ class LineEdit {
     struct Key;
     static const Key KEYS[];
 
-    void left();
-    void right();
-    void home() { cursor_ = 0; }
-    void end() { cursor_ = text_.size(); }
-    void backspace();
-    void erase() { text_.erase(cursor_, 1); }
     void erase_word();
-    void erase_all() { set(""); }
-    void earlier();
-    void later();
+    void recall(std::size_t at);
     void set(const std::string& text);
 
     std::string text_, begun_;  // begun: what was typed before going back in the history
     std::size_t cursor_ = 0;
     std::vector<std::string> history_;
-    std::size_t at_ = 0;  // in the history; past its end: the line begun
+    std::size_t at_ = 0;  // in the history; at its end: the line begun
 };
 
 }  // namespace bench

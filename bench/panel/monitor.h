@@ -1,23 +1,20 @@
-// What the panel tells of the traffic: the lines of the wire and of the log, filtered, paused and
-// scrolled back, and the counters.
+// What the panel tells of the traffic: the lines of the wire and of the log, paused and scrolled
+// back, and what has moved.
 #pragma once
 
 #include <array>
 #include <deque>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "controller/controller.h"
-#include "panel/findings.h"
+#include "panel/terminal.h"
 
 namespace bench {
 
 struct MonitorLine {
     std::string text;
-    Place place = Place::Log;
-    bool to_daemon = false;
-    Tone tone = Tone::Plain;
+    Ink ink;
 };
 
 // Lines of which the last ones are shown, or those before a place that stays.
@@ -29,8 +26,6 @@ class Scroll {
     // Goes back by so many of them, forward if negative; it stays there until follow().
     void back(int lines, const std::string& filter);
     void stay();
-    // Stays with the first line of this tone on top of so many rows; `rows_of`: what a line takes.
-    void show_first(Tone tone, int height, const std::function<int(const MonitorLine&)>& rows_of);
     void follow() { following_ = true; }
     bool following() const { return following_; }
 
@@ -43,36 +38,22 @@ class Scroll {
     bool following_ = true;
 };
 
-// What crosses, by the end it is at and its direction.
-class Counters {
-  public:
-    void take(const Event& event, const Setup& setup);
-    // Messages in the second before `now`.
-    int rate(End end, bool to_daemon, milliseconds now) const;
-    // Bytes that the bridge drops: of no control of the mapping, of another channel, of no message
-    // that crosses.
-    int dropped() const { return dropped_; }
-    // Changes of pots and meters that went out as one with a later one.
-    int merged() const { return merged_; }
-
-  private:
-    void count_merged(const Event& event, const Control& control);
-
-    std::array<std::array<std::deque<milliseconds>, 2>, 2> times_;  // by end, by direction
-    std::array<int, CONTROL_COUNT> last_{};     // value sent towards the daemon, plus one
-    std::array<int, CONTROL_COUNT> waiting_{};  // changes that have not come out yet
-    int dropped_ = 0;
-    int merged_ = 0;
+// A relative control: how far it was moved in all, and whether it has come to rest. Any control: a
+// real board is there, and it has not spoken yet.
+struct Motion {
+    int travel = 0;
+    bool moves = false;
+    bool silent = false;
 };
+using Motions = std::array<Motion, CONTROL_COUNT>;
 
 class Monitor {
   public:
     // Takes the events that it has not seen yet. Returns whether there were any.
     bool take(const Controller& controller);
 
-    Scroll wire, log;
-    Counters counters;
-    Findings findings;
+    Scroll wire, log, findings;
+    Motions motions{};
 
   private:
     std::size_t taken_ = 0;

@@ -17,10 +17,9 @@ constexpr const char* REPORT_PATIENCE = " within 60000";
 using Key = std::pair<int, bool>;
 
 struct Entry {
-    std::string step;
+    const Played* step;
     Key key;
-    const Event* sent = nullptr;  // the last message of the step
-    int units = 0;                // of a relative control
+    const Event* sent;  // the last message of the step
     std::vector<const Event*> came = {};
 };
 
@@ -39,20 +38,14 @@ class Writer {
         : events_(events), mapping_(setup.mapping) {}
 
     void collect(const std::vector<Played>& played);
-    void fold();
     std::string text() const;
 
   private:
     const Control* control(const Event& event) const {
         return event.control < 0 ? nullptr : &mapping_.at(event.control);
     }
-    bool is_relative(const Entry& entry) const {
-        const Control* const moved = entry.key.second ? control(*entry.sent) : nullptr;
-        return moved != nullptr && (moved->sends_steps() || moved->data_type == 1);
-    }
     Key key_of(const Event& event) const;
     bool answers(const Entry& entry, const Event& came) const;
-    std::string expectations(const Entry& entry, bool silent_before) const;
     std::string expectation(const Entry& entry, const Event& came) const;
 
     const std::vector<Event>& events_;
@@ -97,27 +90,9 @@ void Writer::collect(const std::vector<Played>& played) {
         }
         if (i == next->first) {
             latest[key] = entries_.size();
-            entries_.push_back({.step = next->step, .key = key});
+            entries_.push_back({&*next, key, &event});
         }
         entries_.back().sent = &event;
-        entries_.back().units += event.bytes.size() == 3 ? event.bytes[2] - REST : 0;
-    }
-}
-
-// Steps of a relative control that nothing came of, joined with the next ones the same way: the
-// sum comes out the same however many readings it takes.
-void Writer::fold() {
-    std::map<Key, Entry*> latest;
-    for (Entry& entry : entries_) {
-        Entry* const earlier = std::exchange(latest[entry.key], &entry);
-        if (earlier != nullptr && is_relative(entry) && control(*entry.sent)->sends_steps() &&
-            earlier->sent->control == entry.sent->control && earlier->came.empty() &&
-            earlier->units * entry.units > 0) {
-            entry.units += earlier->units;
-            entry.step =
-                "board spin " + control(*entry.sent)->name + " " + std::to_string(entry.units);
-            earlier->step.clear();
-        }
     }
 }
 
@@ -156,29 +131,25 @@ std::string Writer::expectation(const Entry& entry, const Event& came) const {
     return until + named->name + (off ? " off " : " ") + std::to_string(came.bytes[2]) + "\n";
 }
 
-std::string Writer::expectations(const Entry& entry, bool silent_before) const {
-    std::string text;
-    if (entry.key.first == NO_CONTROL) {
-        for (const Event* came : entry.came) {
-            text += expectation(entry, *came);
-        }
-        return text;
-    }
-    const bool sure = is_relative(entry)
-                          ? entry.came.size() == 1 && !silent_before &&
-                                std::abs(entry.units) <= MOST_UNITS &&
-                                control(*entry.sent)->sends_steps()
-                          : !entry.came.empty() && answers(entry, *entry.came.back());
-    return sure ? expectation(entry, *entry.came.back()) : "";
-}
-
+// Of a relative control only what one message led to, as long as nothing before it may be read
+// together with it the next time.
 std::string Writer::text() const {
     std::string text;
-    std::map<Key, bool> silent;  // what was moved last has not been answered for sure
+    std::map<Key, bool> may_merge;
     for (const Entry& entry : entries_) {
-        if (!entry.step.empty()) {
-            text += entry.step + "\n" + expectations(entry, silent[entry.key]);
-            silent[entry.key] = entry.came.empty() && entry.units != 0;
+        const Control* const moved = control(*entry.sent);
+        text += entry.step->step + "\n";
+        if (moved == nullptr) {
+            for (const Event* came : entry.came) {
+                text += expectation(entry, *came);
+            }
+        } else if (entry.key.second && (moved->sends_steps() || moved->data_type == 1)) {
+            const bool one = entry.came.size() == 1 && entry.step->end == entry.step->first + 1;
+            const bool sure = one && moved->sends_steps() && !may_merge[entry.key];
+            text += sure ? expectation(entry, *entry.came.front()) : "";
+            may_merge[entry.key] |= !sure && entry.sent->bytes[2] != REST;
+        } else if (!entry.came.empty() && answers(entry, *entry.came.back())) {
+            text += expectation(entry, *entry.came.back());
         }
     }
     return text;
@@ -190,7 +161,6 @@ std::string recording(const std::vector<Played>& played, const std::vector<Event
                       const Setup& setup) {
     Writer writer(events, setup);
     writer.collect(played);
-    writer.fold();
     return "board drop\nhost drop\n" + writer.text() + "board drop\nhost drop\n";
 }
 

@@ -12,7 +12,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "panel/text.h"
+#include "panel/room.h"
 
 namespace bench {
 namespace {
@@ -55,20 +55,13 @@ void write_out(std::string_view sequence) {
 
 // The nearest colour that the terminal has; the bright half of sixteen is bold text on eight.
 int nearest(int color) {
-    constexpr int CUBE = 16, GREYS = 232, LIGHT_GREY = 245;
-    if (color < COLORS || color < 8) {
-        return color;
-    }
-    if (color < CUBE) {
-        return color - 8;
-    }
-    if (color >= GREYS) {
-        return color < LIGHT_GREY ? COLOR_BLACK : COLOR_WHITE;
-    }
-    const int cube = color - CUBE;
-    constexpr int HALF = 3;
-    return (cube / 36 >= HALF ? 1 : 0) | (cube / 6 % 6 >= HALF ? 2 : 0) |
-           (cube % 6 >= HALF ? 4 : 0);
+    constexpr int CUBE = 16, GREYS = 232, LIGHT_GREY = 245, HALF = 3;
+    const auto part = [&](int unit) { return (color - CUBE) / unit % 6 >= HALF ? 1 : 0; };
+    return color < 8 || color < COLORS ? color
+           : color < CUBE              ? color - 8
+           : color < GREYS             ? part(36) | part(6) << 1 | part(1) << 2
+           : color < LIGHT_GREY        ? COLOR_BLACK
+                                       : COLOR_WHITE;
 }
 
 attr_t attributes(const Ink& ink) {
@@ -109,6 +102,8 @@ Terminal::Terminal() {
     keypad(stdscr, TRUE);
     nodelay(stdscr, TRUE);
     set_escdelay(ESCAPE_DELAY);
+    define_key("\033[4~", KEY_END);  // as some terminals have it, whatever they are called
+    define_key("\033[1~", KEY_HOME);
     curs_set(0);
     if (has_colors()) {
         start_color();

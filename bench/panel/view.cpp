@@ -1,253 +1,288 @@
-// How the panel looks.
+#include "panel/view.h"
+
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
-#include "panel/panel.h"
-#include "panel/text.h"
+#include "panel/room.h"
 
 namespace bench {
 namespace {
 
-constexpr int FEWEST_COLUMNS = 80, FEWEST_ROWS = 24;
-constexpr int ROOMY = 100;
-constexpr int WIDE = ROOMY + SCREEN_COLUMNS + 1;  // room for the screen beside the front
-constexpr int FRAME_ROWS = 4;                     // title, help line, head of the pane, last line
-constexpr int FEWEST_PANE_ROWS = 6;
-constexpr std::size_t WIRE_HEAD = 17;            // time and end
-constexpr int WIRE_INDENT = 11, LOG_INDENT = 2;  // of lines that go on
+constexpr std::size_t WIRE_HEAD = 17;  // time and end
 
-constexpr const char* PANES[] = {"Wire", "Log", "Screen", "Board"};
-constexpr Ink TITLE{231, 24, true}, HELP{252, 237}, HEAD{75}, QUESTION{220, -1, true},
-    ALARM{231, 124, true};
-constexpr Ink FROM_BOARD{114}, TO_BOARD{151}, FROM_HOST{180}, TO_HOST{222}, OTHER{245};
-constexpr Ink FINDING{214, -1, true}, NOISE{242}, PLAIN{252};
+constexpr const char* PANES[] = {"Wire", "Log", "Findings", "Screen", "Board"};
+constexpr int INDENTS[] = {11, 2, 2};  // of lines that go on
+constexpr Ink TITLE{231, 24, true}, HELP{252, 237}, HEAD{75}, NAME{220, -1, true},
+    ALARM{231, 124, true}, HINT{245};
+constexpr Ink FINDINGS[] = {{252}, {214, -1, true}, {203, -1, true}};  // by severity
+constexpr const char* SEVERITIES[] = {"note", "warning", "error"};
 
-constexpr Ink LOG_INKS[] = {PLAIN, NOISE, FINDING, ALARM};  // by tone
-
-Ink ink_of(const MonitorLine& line) {
-    switch (line.place) {
-        case Place::Board:
-            return line.to_daemon ? FROM_BOARD : TO_BOARD;
-        case Place::Host:
-            return line.to_daemon ? FROM_HOST : TO_HOST;
-        case Place::World:
-            return ALARM;
-        case Place::Log:
-            return LOG_INKS[static_cast<std::size_t>(line.tone)];
-        default:
-            return OTHER;
-    }
+std::string counted(int count, const std::string& what) {
+    return count == 0 ? "" : std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 }  // namespace
 
-bool Panel::is_wide() const {
-    return terminal_->columns() >= WIDE;
+View::View(Player& player) : player_(player), pane_(player.heard() == nullptr ? Wire : Board) {
+    begin();
 }
 
-int Panel::pane_width() const {
-    return terminal_->columns() - (is_wide() ? SCREEN_COLUMNS + 2 : 0);
-}
-
-bool Panel::fits() const {
-    return terminal_->columns() >= FEWEST_COLUMNS && terminal_->rows() >= FEWEST_ROWS;
-}
-
-int Panel::pane_rows() const {
-    return terminal_->rows() - front_rows() - FRAME_ROWS;
-}
-
-// About half of them; the screen beside the front gives it more.
-int Panel::most_front_rows() const {
-    return std::max(terminal_->rows() / 2 + 2, is_wide() ? SCREEN_ROWS + 1 : 0);
-}
-
-int Panel::front_rows() const {
-    const int wanted = std::max(front_.height(), is_wide() ? SCREEN_ROWS + 1 : 0);
-    return std::min(wanted, terminal_->rows() - FRAME_ROWS - FEWEST_PANE_ROWS);
-}
-
-void Panel::draw() {
-    Terminal& terminal = *terminal_;
-    terminal.begin();
-    const int rows = terminal.rows(), columns = terminal.columns();
-    if (!fits()) {
-        terminal.text(0, 0, columns,
-                      "The panel needs " + std::to_string(FEWEST_COLUMNS) + " columns and " +
-                          std::to_string(FEWEST_ROWS) + " rows.");
-        terminal.text(1, 0, columns,
-                      "There are " + std::to_string(columns) + " and " + std::to_string(rows) +
-                          ": please make the window larger.");
-        terminal.text(2, 0, columns, "The bridge goes on; q ends it.");
-    } else if (help_) {
-        draw_help();
-    } else if (controller_ != nullptr) {
-        draw_front();
+void View::begin() {
+    monitor_ = Monitor();
+    ended_ = false;
+    if (player_.bridge() == nullptr) {
+        return;
     }
-    if (!help_ || !fits()) {
+    std::vector<Finding> findings = findings_of(player_.config().world.resources);
+    front.take(player_.bridge()->mapping(), findings);
+    // The worst are the newest lines of the pane.
+    std::stable_sort(findings.begin(), findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.severity < b.severity; });
+    int counts[std::size(SEVERITIES)]{};
+    for (const Finding& one : findings) {
+        const auto severity = static_cast<std::size_t>(one.severity);
+        ++counts[severity];
+        monitor_.findings.add(
+            {one.where() + ": " + SEVERITIES[severity] + ": " + one.text + " [" + one.rule + "]",
+             FINDINGS[severity]});
+    }
+    found_ = joined({counted(counts[2], SEVERITIES[2]), counted(counts[1], SEVERITIES[1])},
+                    FEWEST_COLUMNS);
+    lay_out();
+}
+
+// Opens the log where it says why the bridge ended.
+bool View::take_events() {
+    if (player_.bridge() == nullptr) {
+        return false;
+    }
+    const bool some = monitor_.take(*player_.bridge());
+    if (!ended_ && player_.has_ended()) {
+        ended_ = true;
+        help = nullptr;
+        pane_ = Log;
+        newest();
+    }
+    return some;
+}
+
+// --- Panes ---
+
+Scroll& View::lines(int pane) {
+    Scroll* const scrolls[] = {&monitor_.wire, &monitor_.log, &monitor_.findings};
+    return *scrolls[pane];
+}
+
+void View::next_pane() {
+    pane_ = found_.empty() ? (pane_ + 1) % panes() : static_cast<int>(Found);
+    found_.clear();
+}
+
+void View::pause() {
+    if (pane_ < Picture) {
+        lines(pane_).following() ? lines(pane_).stay() : lines(pane_).follow();
+    }
+}
+
+void View::newest() {
+    for (const int pane : {Wire, Log, Found}) {
+        lines(pane).follow();
+    }
+    screen_top_.reset();
+}
+
+void View::scroll(int pages) {
+    const int height = pane_rows();
+    if (pane_ < Picture) {
+        lines(pane_).back(pages * std::max(1, lines_shown_ - 1), pane_ == Wire ? filter : "");
+    } else if (pane_ == Picture) {
+        screen_top_ = std::clamp(screen_top_.value_or(0) - pages * (height / 2), 0,
+                                 std::max(0, SCREEN_ROWS - height));
+    }
+}
+
+// --- Room ---
+
+int View::front_rows() const {
+    const int wanted = std::max(front.height(), is_wide() ? SCREEN_ROWS + 1 : 0);
+    return std::min(wanted, terminal_.rows() - FRAME_ROWS - FEWEST_PANE_ROWS);
+}
+
+// About half of the rows are the front's; the screen beside it gives it more.
+void View::lay_out() {
+    const int most = std::max(terminal_.rows() / 2 + 2, is_wide() ? SCREEN_ROWS + 1 : 0);
+    const int aside = is_wide() ? SCREEN_COLUMNS + 1 : 0;
+    front.lay_out(player_.bridge()->mapping(), terminal_.columns() - aside, most);
+}
+
+// --- Drawing ---
+
+void View::draw() {
+    terminal_.begin();
+    const int rows = terminal_.rows(), columns = terminal_.columns();
+    if (!fits()) {
+        const auto room = [](int width, int height) {
+            return std::to_string(width) + " columns and " + std::to_string(height) + " rows";
+        };
+        int row = 0;
+        for (const std::string& line :
+             wrapped("The panel needs " + room(FEWEST_COLUMNS, FEWEST_ROWS) + "; there are " +
+                         room(columns, rows) + ". The bridge goes on; q ends it.",
+                     columns, 0)) {
+            terminal_.text(row++, 0, columns, line);
+        }
+    } else if (help != nullptr) {
+        draw_help();
+    } else if (player_.bridge() != nullptr) {
+        draw_bridge();
+    }
+    if (help == nullptr || !fits()) {
         draw_last_line();
     }
-    terminal.end();
+    terminal_.end();
 }
 
-std::string Panel::hint() const {
-    const bool unseen = monitor_.findings.count() > findings_seen_;
-    return unseen ? monitor_.findings.text() + ", v shows the log" : "";
-}
-
-void Panel::draw_last_line() {
-    Terminal& terminal = *terminal_;
-    const int row = terminal.rows() - 1, columns = terminal.columns();
-    if (asked_) {
+void View::draw_last_line() {
+    const int row = terminal_.rows() - 1, columns = terminal_.columns();
+    if (prompt != nullptr) {
         draw_prompt(row);
-    } else if (!message_.empty()) {
-        terminal.text(row, 0, columns, message_, QUESTION);
-    } else if (const std::string findings = hint(); !findings.empty()) {
-        terminal.text(row, 0, columns, findings, FINDING);
+    } else if (!player_.message.empty()) {
+        terminal_.text(row, 0, columns, player_.message, NAME);
+    } else if (!found_.empty()) {
+        terminal_.text(row, 0, columns, found_ + " in the files, v shows them", FINDINGS[1]);
     } else {
-        terminal.text(row, 0, columns, "? keys   q end", OTHER);
+        terminal_.text(row, 0, columns, "? keys   q end", HINT);
     }
 }
 
-void Panel::lay_out() {
-    const int aside = is_wide() ? SCREEN_COLUMNS + 1 : 0;
-    front_.lay_out(controller_->mapping(), terminal_->columns() - aside, most_front_rows());
+void View::draw_prompt(int row) {
+    const LineEdit& line = prompt->line;
+    const int start = text_width(prompt->question);
+    const int room = std::max(1, terminal_.columns() - start);
+    const int scrolled = std::max(0, line.cursor() - room + 1);
+    const std::string shown = (line.text() + " ").substr(static_cast<std::size_t>(scrolled));
+    const auto cursor = static_cast<std::size_t>(line.cursor() - scrolled);
+    terminal_.text(row, 0, start + room, prompt->question + shown, NAME);
+    terminal_.text(row, start + static_cast<int>(cursor), 1, shown.substr(cursor, 1),
+                   {NAME.foreground, NAME.background, true, true});
 }
 
-void Panel::draw_front() {
-    Terminal& terminal = *terminal_;
-    const int columns = terminal.columns();
-    const int left = is_wide() ? columns - SCREEN_COLUMNS - 1 : columns;
-    lay_out();
-    const int front = front_rows(), pane = front + 2, height = pane_rows();
-    draw_title();
-    for (const Control& control : controller_->mapping().controls()) {
-        motions_[static_cast<std::size_t>(control.index)].silent =
-            heard() != nullptr && control.board_sends >= 0 && !heard()->has_spoken(control.index);
-    }
-    front_.draw(terminal, 1, front, *controller_, motions_);
-    const bool said = asked_ && !message_.empty();  // about what is being typed
-    terminal.text(front + 1, 0, columns, said ? message_ : front_.help(*controller_, columns),
-                  said ? QUESTION : HELP);
-    terminal.text(pane, 0, left, pane_title(), HEAD);
-    if (is_wide()) {
-        terminal.text(1, left, SCREEN_COLUMNS, "── Screen", HEAD);
-        draw_pane(Picture, 2, left, front - 1, SCREEN_COLUMNS);
-        terminal.text(pane, left, SCREEN_COLUMNS, "── Log", HEAD);
-        draw_pane(Log, pane + 1, left, height, SCREEN_COLUMNS);
-    }
-    draw_pane(pane_, pane + 1, 0, height, pane_width());
-}
-
-std::string Panel::state() const {
-    if (const std::optional<int> status = controller_->exit_status()) {
-        return "ended with status " + std::to_string(*status) + ", R restarts";
-    }
-    const int channel = controller_->setup().channel;
-    if (!ready_) {
-        return "starting";
-    }
-    return channel < 0 ? "no channel" : "ch " + std::to_string(channel + 1);
-}
-
-std::string Panel::counts(bool in_words) const {
-    static constexpr const char* TRAFFIC[] = {"  ", "▼ ", "▲ ", "▲▼"};
-    const auto rate = [&](End end, bool to_daemon) {
-        return std::to_string(monitor_.counters.rate(end, to_daemon, controller_->now()));
-    };
-    return std::string(TRAFFIC[controller_->board().traffic() & 3]) + "  board " +
-           rate(End::Board, true) + "→" + rate(End::Host, false) + (in_words ? " host/s  " : "  ") +
-           "host " + rate(End::Host, true) + "→" + rate(End::Board, false) +
-           (in_words ? " board/s" : "") + "  dropped " +
-           std::to_string(monitor_.counters.dropped()) + (in_words ? " B" : "") + "  merged " +
-           std::to_string(monitor_.counters.merged()) + " ";
-}
-
-void Panel::draw_title() {
-    std::string title = " ctlbridge";
-    for (const std::string& option : config_.world.options) {
-        title += " " + option;
-    }
-    title += "  " + state() + (ports_state_.empty() ? "" : "  " + ports_state_) +
-             (recording_.empty() ? "" : "  ● REC");
-    const int columns = terminal_->columns();
-    terminal_->text(0, 0, columns, title, ended_ ? ALARM : TITLE);
-    for (const bool in_words : {true, false}) {
-        const std::string text = counts(in_words);
-        if (const int width = text_width(text); text_width(title) + 1 + width <= columns) {
-            terminal_->text(0, columns - width, width, text, TITLE);
-            break;
+void View::draw_help() {
+    constexpr int NAME_WIDTH = 23, INDENT = 1;
+    const int room = terminal_.columns() - NAME_WIDTH - INDENT;
+    Rows rows;
+    for (const auto& [name, text] : *help) {
+        std::string first = name;
+        for (const std::string& line : wrapped(text, room, 0)) {
+            rows.emplace_back(std::exchange(first, ""), line);
         }
     }
+    const int height = terminal_.rows() - 2, count = static_cast<int>(rows.size());
+    const int pages = (count + height - 1) / height;
+    help_page = std::clamp(help_page, 0, pages - 1);
+    const std::string page = "   page " + std::to_string(help_page + 1) + " of " +
+                             std::to_string(pages) + ", Space for the next";
+    terminal_.text(0, 0, terminal_.columns(),
+                   " Keys, mouse, signs" + (pages > 1 ? page : "") + "   q goes back", TITLE);
+    rows.erase(rows.begin(), rows.begin() + std::ptrdiff_t{help_page} * height);
+    rows.resize(std::min(rows.size(), static_cast<std::size_t>(height)));
+    int row = 0;
+    for (const auto& [name, text] : rows) {
+        terminal_.text(++row, INDENT, NAME_WIDTH, name, NAME);
+        terminal_.text(row, INDENT + NAME_WIDTH, room, text);
+    }
 }
 
-std::string Panel::pane_title() const {
+void View::draw_bridge() {
+    const int columns = terminal_.columns();
+    const int left = is_wide() ? columns - SCREEN_COLUMNS - 1 : columns;
+    lay_out();
+    const int front_height = front_rows(), pane = front_height + 2, height = pane_rows();
+    draw_title();
+    for (const Control& control : player_.bridge()->mapping().controls()) {
+        monitor_.motions[static_cast<std::size_t>(control.index)].silent =
+            player_.heard() != nullptr && control.board_sends >= 0 &&
+            !player_.heard()->has_spoken(control.index);
+    }
+    front.draw(terminal_, 1, front_height, *player_.bridge(), monitor_.motions);
+    const bool said = prompt != nullptr && !player_.message.empty();  // about what is being typed
+    terminal_.text(pane - 1, 0, columns,
+                   said ? player_.message : front.help(player_.bridge()->mapping(), columns),
+                   said ? NAME : HELP);
+    terminal_.text(pane, 0, left, pane_title(), HEAD);
+    if (is_wide()) {
+        terminal_.text(1, left, SCREEN_COLUMNS, "── Screen", HEAD);
+        draw_pane(Picture, 2, left, front_height - 1, SCREEN_COLUMNS);
+        terminal_.text(pane, left, SCREEN_COLUMNS, "── Log", HEAD);
+        draw_pane(Log, pane + 1, left, height, SCREEN_COLUMNS);
+    }
+    draw_pane(pane_, pane + 1, 0, height, is_wide() ? left - 1 : columns);
+}
+
+void View::draw_title() {
+    static constexpr const char* TRAFFIC[] = {"", " ▼", "▲", "▲▼"};
+    std::string title = " ctlbridge";
+    for (const std::string& option : player_.config().world.options) {
+        title += " " + option;
+    }
+    const std::string ports = player_.ports_state();
+    title += "  " + player_.state() + (ports.empty() ? "" : "  " + ports) +
+             (player_.records() ? "  ● REC" : "");
+    const int columns = terminal_.columns();
+    terminal_.text(0, 0, columns, title, ended_ ? ALARM : TITLE);
+    terminal_.text(0, columns - 3, 3, TRAFFIC[player_.bridge()->board().traffic() & 3], TITLE);
+}
+
+std::string View::pane_title() {
     std::string title = "── ";
     for (int i = 0; i < panes(); ++i) {
         title += std::string(i == pane_ ? "[" : " ") + PANES[i] + (i == pane_ ? "]" : " ") + " ";
     }
-    const Scroll& lines = pane_ == Log ? monitor_.log : monitor_.wire;
-    title += pane_ < Picture && !lines.following() ? "  paused" : "";
-    return title + (filter_.empty() ? "" : "  only " + filter_);
+    const bool live = pane_ >= Picture || lines(pane_).following();
+    return title + (live ? "" : "  paused") + (filter.empty() ? "" : "  only " + filter);
 }
 
-void Panel::draw_pane(int pane, int row, int column, int height, int width) {
-    if (pane == Picture) {
-        draw_screen(row, column, height, width);
-    } else if (pane == BoardPane) {
-        draw_board(row, column, height, width);
-    } else {
-        draw_lines(pane == Wire ? monitor_.wire : monitor_.log, row, column, height, width);
+// Lines broken to the width; without the columns that line up in more room.
+void View::draw_pane(int pane, int row, int column, int height, int width) {
+    if (pane >= Picture) {
+        pane == Picture ? draw_screen(row, column, height, width)
+                        : draw_board(row, column, height, width);
+        return;
     }
-}
-
-// A line broken to the width; without the columns that line up in more room.
-std::vector<std::string> Panel::rows_of(const MonitorLine& line, int width) {
-    if (line.place == Place::Log) {
-        return wrapped(line.text, width, LOG_INDENT);
-    }
-    return wrapped(width < ROOMY ? tightened(line.text, WIRE_HEAD) : line.text, width, WIRE_INDENT);
-}
-
-void Panel::draw_lines(const Scroll& lines, int row, int column, int height, int width) {
     const std::vector<const MonitorLine*> seen =
-        lines.view(height, &lines == &monitor_.wire ? filter_ : "");
+        lines(pane).view(height, pane == Wire ? filter : "");
     std::vector<std::pair<std::string, Ink>> rows;
     auto line = seen.rbegin();
     for (; line != seen.rend(); ++line) {
-        std::vector<std::string> parts = rows_of(**line, width);
+        const bool tight = pane == Wire && width < ROOMY;
+        std::vector<std::string> parts = wrapped(
+            tight ? tightened((*line)->text, WIRE_HEAD) : (*line)->text, width, INDENTS[pane]);
         if (static_cast<int>(rows.size() + parts.size()) > height) {
             break;
         }
-        std::for_each(parts.rbegin(), parts.rend(), [&](std::string& part) {
-            rows.emplace_back(std::move(part), ink_of(**line));
-        });
+        std::for_each(parts.rbegin(), parts.rend(),
+                      [&](std::string& part) { rows.emplace_back(std::move(part), (*line)->ink); });
     }
     lines_shown_ = static_cast<int>(line - seen.rbegin());
     for (auto part = rows.rbegin(); part != rows.rend(); ++part) {
-        terminal_->text(row++, column, width, part->first, part->second);
+        terminal_.text(row++, column, width, part->first, part->second);
     }
 }
 
-void Panel::draw_board(int row, int column, int height, int width) {
+void View::draw_board(int row, int column, int height, int width) {
     const int end = row + height;
-    for (const std::string& line : heard()->lines(controller_->mapping())) {
-        const Ink ink = line.starts_with(Heard::UNKNOWN) ? FINDING : PLAIN;
-        for (const std::string& part : wrapped(line, width, LOG_INDENT)) {
+    for (const std::string& line : player_.heard()->lines(player_.bridge()->mapping())) {
+        const bool known = !line.starts_with(Heard::UNKNOWN);
+        for (const std::string& part : wrapped(line, width, INDENTS[Log])) {
             if (row < end) {
-                terminal_->text(row++, column, width, part, ink);
+                terminal_.text(row++, column, width, part, FINDINGS[known ? 0 : 1]);
             }
         }
     }
 }
 
-void Panel::draw_screen(int row, int column, int height, int width) {
-    constexpr int FOREGROUND = 7, BACKGROUND = 0;
-    if (controller_ == nullptr) {
-        return;
-    }
-    const Screen& screen = controller_->screen();
+void View::draw_screen(int row, int column, int height, int width) {
+    const Screen& screen = player_.bridge()->screen();
     const int indent = std::min(width - SCREEN_COLUMNS, 2);
     int top = screen_top_.value_or(0);
     while (!screen_top_ && top < SCREEN_ROWS && screen.text(top + 1).empty()) {
@@ -257,10 +292,8 @@ void Panel::draw_screen(int row, int column, int height, int width) {
     for (int i = 0; i < std::min(height, SCREEN_ROWS); ++i) {
         for (int x = 0; x < SCREEN_COLUMNS; ++x) {
             const Cell cell = screen.at(top + i + 1, x + 1);
-            terminal_->text(
-                row + i, column + indent + x, 1, cell.text,
-                {cell.foreground < 0 ? FOREGROUND : cell.foreground,
-                 cell.background < 0 ? BACKGROUND : cell.background, false, cell.reverse});
+            terminal_.text(row + i, column + indent + x, 1, cell.text,
+                           {cell.foreground, cell.background, false, cell.reverse});
         }
     }
 }

@@ -1,6 +1,8 @@
-// How text is fitted into columns: UTF-8, characters of one column each.
+// What is fitted into the room there is: text (UTF-8, characters of one column each), and the cells
+// of the front.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,5 +26,17 @@ std::optional<std::string> abbreviated(std::string name, int width);
 
 // The parts with a gap between them, without those at the end that have no room.
 std::string joined(const std::vector<std::string>& parts, int width);
+
+constexpr int SECTION_COUNT = 3;  // a deck, the mixer, the other deck
+
+struct Layout {
+    std::array<int, SECTION_COUNT> columns{};      // of cells in each section
+    std::array<int, SECTION_COUNT + 1> borders{};  // terminal columns between which they stand
+    int rows = 0;                                  // of the longest section
+};
+
+// Finds room for so many cells in each section, the decks alike, on a width. Cells are as wide as
+// wanted, or narrower where they would take more than so many rows.
+Layout fit_layout(const std::array<int, SECTION_COUNT>& cells, int width, int rows, int wanted);
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-#include "panel/text.h"
+#include "panel/room.h"
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@ namespace bench {
 namespace {
 
 constexpr std::string_view VOWELS = "AEIOUaeiou";
-constexpr std::size_t GAP = 2;
+constexpr int NARROWEST_CELL = 11;
 
 // Where the character after so many others begins.
 std::size_t place_after(std::string_view text, int characters) {
@@ -69,13 +69,38 @@ std::optional<std::string> abbreviated(std::string name, int width) {
 std::string joined(const std::vector<std::string>& parts, int width) {
     std::string text;
     for (const std::string& part : parts) {
-        const std::string more = (text.empty() ? "" : std::string(GAP, ' ')) + part;
+        const std::string more = (text.empty() || part.empty() ? "" : "  ") + part;
         if (text_width(text) + text_width(more) > width) {
             break;
         }
         text += more;
     }
     return text;
+}
+
+Layout fit_layout(const std::array<int, SECTION_COUNT>& cells, int width, int rows, int wanted) {
+    const auto rows_of = [](int count, int columns) { return (count + columns - 1) / columns; };
+    const auto [left, centre, right] = cells;
+    Layout best;
+    for (int cell = std::max(wanted, NARROWEST_CELL);; --cell) {
+        best = {};  // the fewest rows that cells of this width need, in the fewest columns
+        for (int deck = 1; deck == 1 || (2 * deck + 1) * cell <= width; ++deck) {
+            for (int mixer = 1; mixer == 1 || (2 * deck + mixer) * cell <= width; ++mixer) {
+                const int needed =
+                    std::max(rows_of(std::max(left, right), deck), rows_of(centre, mixer));
+                if (best.rows == 0 || needed < best.rows) {
+                    best = {{deck, mixer, deck}, {}, needed};
+                }
+            }
+        }
+        if (best.rows <= rows || cell <= NARROWEST_CELL) {
+            break;
+        }
+    }
+    const auto [deck, mixer, other_deck] = best.columns;
+    const int side = deck * (width / (deck + mixer + other_deck));
+    best.borders = {0, side, width - side, width};
+    return best;
 }
 
 }  // namespace bench
