@@ -1,21 +1,23 @@
-// ctlmap: checks the controller's configuration, draws it, and writes it for other programs.
-#include <sys/stat.h>
+// ctlmap: checks the controller's configuration, and writes what it does for other programs.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string_view>
 
-#include "chart.h"
+#include "apart.h"
 #include "check.h"
 #include "export.h"
-#include "findings.h"
-#include "model.h"
+#include "print.h"
 
 namespace ctlmap {
 namespace {
+
+using namespace engine;
 
 constexpr int CLEAN = 0;
 constexpr int FOUND = 1;
@@ -24,57 +26,77 @@ constexpr int COULD_NOT_RUN = 2;
 struct options {
     const char* dirs[2];
     int dir_count;
-    bool werror, quiet, json, markdown;
-    const char* output;
+    bool werror, quiet, json, help;
     const char* format;
 };
 
-model loaded;
-findings found;
+// --- Commands ---
+
+int run_check(const options& with) {
+    static examined what;
+    if (!read_files(with.dirs[0])) {
+        return COULD_NOT_RUN;
+    }
+    examine(&what);
+    if (with.werror) {
+        raise_warnings();
+    }
+    if (with.json) {
+        findings_json(with.dirs[0], stdout);
+    } else {
+        print_findings(with.dirs[0], with.quiet, stdout);
+    }
+    return count_findings(ERROR) + count_findings(WARNING) > 0 ? FOUND : CLEAN;
+}
+
+// False, with a message, when the daemon would not start.
+bool is_usable(const char* dir, bool base_found) {
+    if (!base_found) {
+        fprintf(stderr, "ctlmap: %s/%s: missing, the daemon would not start\n", dir, BASE_FILE);
+    }
+    return base_found;
+}
+
+struct format {
+    const char* name;
+    void (*write)(const answers& what, FILE* out);
+};
+constexpr format FORMATS[] = {{"json", export_json}, {"csv", export_csv}};
 
 int misused(const char* what);
 
-int run_check(const options& with) {
-    if (!load(with.dirs[0], &loaded)) {
-        return COULD_NOT_RUN;
-    }
-    check(loaded, &found);
-    if (with.werror) {
-        for (finding& item : found.items) {
-            item.level = item.level == WARNING ? ERROR : item.level;
+int run_export(const options& with) {
+    const char* const name = with.format != nullptr ? with.format : FORMATS[0].name;
+    for (const format& known : FORMATS) {
+        static examined what;
+        if (strcmp(known.name, name) != 0) {
+            continue;
         }
+        if (!read_files(with.dirs[0])) {
+            return COULD_NOT_RUN;
+        }
+        examine(&what);
+        if (!is_usable(with.dirs[0], what.of.base_found)) {
+            return COULD_NOT_RUN;
+        }
+        if (count_findings(ERROR) > 0) {
+            fprintf(stderr, "ctlmap: %s: not all of it works, see ctlmap check\n", with.dirs[0]);
+        }
+        known.write(what.does, stdout);
+        return CLEAN;
     }
-    if (with.json) {
-        print_json(found, loaded.dir, stdout);
-    } else {
-        print(found, loaded.dir, with.quiet, stdout);
-    }
-    return found.of(ERROR) > 0 || found.of(WARNING) > 0 ? FOUND : CLEAN;
+    return misused(name);
 }
 
-// To the file that is named, or to standard output.
-int run_chart(const options& with) {
-    if (!load(with.dirs[0], &loaded)) {
-        return COULD_NOT_RUN;
+int run_diff(const options& with) {
+    const outcome* both[2];
+    for (int i = 0; i < 2; ++i) {
+        both[i] = examine_apart(with.dirs[i]);
+        if (both[i] == nullptr || !is_usable(with.dirs[i], both[i]->base_found)) {
+            return COULD_NOT_RUN;
+        }
     }
-    check(loaded, &found);
-    if (!loaded.base_found) {
-        fprintf(stderr, "ctlmap: %s/%s is missing, so there is nothing to draw\n", loaded.dir,
-                BASE_FILE);
-        return COULD_NOT_RUN;
-    }
-    FILE* const out = with.output != nullptr ? fopen(with.output, "we") : stdout;
-    if (out != nullptr && with.markdown) {
-        write_markdown(loaded, out);
-    } else if (out != nullptr) {
-        write_page(loaded, found, out);
-    }
-    if (out == nullptr || ferror(out) != 0 || (out == stdout ? fflush(out) : fclose(out)) != 0) {
-        fprintf(stderr, "ctlmap: cannot write %s: %s\n",
-                with.output != nullptr ? with.output : "standard output", strerror(errno));
-        return COULD_NOT_RUN;
-    }
-    return CLEAN;
+    return print_differences(both[0]->does, both[1]->does, stdout) > 0 ? FOUND : CLEAN;
 }
 
 int run_rules([[maybe_unused]] const options& with) {
@@ -82,91 +104,86 @@ int run_rules([[maybe_unused]] const options& with) {
     return CLEAN;
 }
 
-struct format {
-    const char* name;
-    void (*write)(const mapping& what, FILE* out);
-};
-constexpr format FORMATS[] = {{"json", export_json}, {"csv", export_csv}};
-
-int run_export(const options& with) {
-    const char* const name = with.format != nullptr ? with.format : FORMATS[0].name;
-    for (const format& known : FORMATS) {
-        if (strcmp(known.name, name) == 0) {
-            static mapping exported;
-            if (!load_mapping(with.dirs[0], &loaded, &exported)) {
-                return COULD_NOT_RUN;
-            }
-            known.write(exported, stdout);
-            return CLEAN;
-        }
-    }
-    return misused(name);
-}
-
-int run_diff(const options& with) {
-    static mapping before, after;
-    if (!load_mapping_apart(with.dirs[0], &loaded, &before) ||
-        !load_mapping_apart(with.dirs[1], &loaded, &after)) {
-        return COULD_NOT_RUN;
-    }
-    return print_differences(before, after, stdout) > 0 ? FOUND : CLEAN;
-}
-
-struct command {
-    const char* name;
-    const char* usage;
-    int least_dirs, most_dirs;
-    int (*run)(const options& with);
-};
-constexpr command COMMANDS[] = {
-    {"check", "check [DIR] [--werror] [--quiet] [--json]", 0, 1, run_check},
-    {"chart", "chart [DIR] [-o FILE] [--markdown]", 0, 1, run_chart},
-    {"export", "export [DIR] [--format json|csv]", 0, 1, run_export},
-    {"diff", "diff DIR DIR", 2, 2, run_diff},
-    {"rules", "rules", 0, 0, run_rules},
-};
-
-int misused(const char* what) {
-    fprintf(stderr, "ctlmap: \"%s\" is not understood\n", what);
-    const char* start = "usage:";
-    for (const command& known : COMMANDS) {
-        fprintf(stderr, "%s ctlmap %s\n", start, known.usage);
-        start = "      ";
-    }
-    return COULD_NOT_RUN;
-}
-
-// The directory "resources" beside that of this program.
-bool find_resources(char* path, size_t size) {
-    const ssize_t len = readlink("/proc/self/exe", path, size - 1);
-    if (len < 0) {
-        return false;
-    }
-    path[len] = '\0';
-    for (int i = 0; i < 2; ++i) {
-        *strrchr(path, '/') = '\0';
-    }
-    strncat(path, "/resources", size - strlen(path) - 1);
-    return true;
-}
+// --- The command line ---
 
 struct flag {
     const char* name;
     bool options::*is_set;
     const char* options::*value;
+    const char* use;
 };
-constexpr flag FLAGS[] = {
-    {"--werror", &options::werror, nullptr}, {"--quiet", &options::quiet, nullptr},
-    {"--json", &options::json, nullptr},     {"--markdown", &options::markdown, nullptr},
-    {"-o", nullptr, &options::output},       {"--format", nullptr, &options::format},
+constexpr flag HELP = {"--help", &options::help, nullptr, "print this"};
+constexpr flag CHECK_FLAGS[] = {
+    {"--werror", &options::werror, nullptr, "count warnings as errors"},
+    {"--quiet", &options::quiet, nullptr, "print errors and warnings only"},
+    {"--json", &options::json, nullptr, "print a JSON object"},
+    HELP};
+constexpr flag EXPORT_FLAGS[] = {
+    {"--format", nullptr, &options::format, "json (the default) or csv"}, HELP};
+constexpr flag NO_FLAGS[] = {HELP};
+
+struct command {
+    const char* name;
+    const char* operands;
+    const char* use;
+    std::span<const flag> flags;
+    int least_dirs, most_dirs;
+    int (*run)(const options& with);
+};
+constexpr command COMMANDS[] = {
+    {"check", " [DIR]", "say what does not work in a configuration", CHECK_FLAGS, 0, 1, run_check},
+    {"export", " [DIR]", "write what it does", EXPORT_FLAGS, 0, 1, run_export},
+    {"diff", " DIR DIR", "say what the second one does differently", NO_FLAGS, 2, 2, run_diff},
+    {"rules", "", "print what check looks for", NO_FLAGS, 0, 0, run_rules},
 };
 
+void print_usage(const command& of, FILE* out) {
+    fprintf(out, "usage: ctlmap %s%s", of.name, of.operands);
+    for (const flag& one : of.flags) {
+        fprintf(out, " [%s%s]", one.name, one.value != nullptr ? " NAME" : "");
+    }
+    fprintf(out, ": %s\n", of.use);
+    for (const flag& one : of.flags) {
+        fprintf(out, "    %-10s %s\n", one.name, one.use);
+    }
+}
+
+void print_all_usage(FILE* out) {
+    for (const command& one : COMMANDS) {
+        fprintf(out, "ctlmap %s%s: %s\n", one.name, one.operands, one.use);
+    }
+    fputs("ctlmap COMMAND --help, ctlmap --version\n", out);
+}
+
+int misused(const char* what) {
+    fprintf(stderr, "ctlmap: \"%s\" is not understood\n", what);
+    print_all_usage(stderr);
+    return COULD_NOT_RUN;
+}
+
+// The directory "resources" beside that of this program.
+bool find_resources(char* path, size_t size) {
+    constexpr std::string_view NAME = "/resources";
+    const ssize_t len = readlink("/proc/self/exe", path, size - NAME.size() - 1);
+    if (len < 0) {
+        fprintf(stderr, "ctlmap: cannot tell where this program is: %s\n", strerror(errno));
+        return false;
+    }
+    path[len] = '\0';
+    for (int i = 0; i < 2; ++i) {
+        char* const slash = strrchr(path, '/');
+        *(slash != nullptr ? slash : path) = '\0';
+    }
+    strcat(path, NAME.data());
+    return true;
+}
+
 // Takes one word of the command line, and the next one if it belongs to it. Returns how many; 0: it
-// means nothing. A flag belongs to the commands whose usage names it.
+// means nothing.
 int take_word(char** words, const command& of, options* to) {
     const std::string_view word = words[0];
-    for (const flag& known : FLAGS) {
-        if (word != known.name || strstr(of.usage, known.name) == nullptr) {
+    for (const flag& known : of.flags) {
+        if (word != known.name) {
             continue;
         }
         if (known.is_set != nullptr) {
@@ -183,38 +200,66 @@ int take_word(char** words, const command& of, options* to) {
     return 1;
 }
 
-int run(char** words) {
-    const char* const name = words[0] != nullptr ? words[0] : "";
-    for (const command& known : COMMANDS) {
-        if (strcmp(known.name, name) != 0) {
-            continue;
+int run_command(const command& known, char** words) {
+    options with = {};
+    for (int i = 0; words[i] != nullptr;) {
+        const int taken = take_word(words + i, known, &with);
+        if (taken == 0) {
+            return misused(words[i]);
         }
-        options with = {};
-        for (int i = 1; words[i] != nullptr;) {
-            const int taken = take_word(words + i, known, &with);
-            if (taken == 0) {
-                return misused(words[i]);
-            }
-            i += taken;
-        }
-        if (with.dir_count < known.least_dirs) {
-            return misused(name);
-        }
-        static char beside[PATH_MAX];
-        if (with.dir_count == 0 && find_resources(beside, sizeof beside)) {
-            with.dirs[with.dir_count++] = beside;
-        }
-        return known.run(with);
+        i += taken;
     }
-    return misused(name);
+    if (with.help) {
+        print_usage(known, stdout);
+        return CLEAN;
+    }
+    if (with.dir_count < known.least_dirs) {
+        return misused(known.name);
+    }
+    static char beside[PATH_MAX];
+    if (with.dir_count < known.most_dirs) {
+        if (!find_resources(beside, sizeof beside)) {
+            return COULD_NOT_RUN;
+        }
+        with.dirs[with.dir_count++] = beside;
+    }
+    return known.run(with);
+}
+
+int run(char** words) {
+    const std::string_view name = words[0] != nullptr ? words[0] : "";
+    if (name == "--help") {
+        print_all_usage(stdout);
+        return CLEAN;
+    }
+    if (name == "--version") {
+        puts("ctlmap " CTLBRIDGE_VERSION);
+        return CLEAN;
+    }
+    for (const command& known : COMMANDS) {
+        if (name == known.name) {
+            return run_command(known, words + 1);
+        }
+    }
+    return misused(name.data());
 }
 
 }  // namespace
 }  // namespace ctlmap
 
+// Otherwise a file would get the number of a closed standard stream, and what is printed with it.
+static void open_standard_streams() {
+    int fd = STDIN_FILENO;
+    while (fd >= STDIN_FILENO && fd <= STDERR_FILENO) {
+        fd = open("/dev/null", O_RDONLY);  // what is printed must not seem to succeed
+    }
+    close(fd);
+}
+
 int main([[maybe_unused]] int argc, char** argv) {
+    open_standard_streams();
     const int status = ctlmap::run(argv + 1);
-    if (fflush(stdout) != 0) {
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
         perror("ctlmap: standard output");
         return ctlmap::COULD_NOT_RUN;
     }

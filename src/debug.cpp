@@ -27,7 +27,7 @@ void dbg_pmesg(int level, const char* format, ...) {
     va_end(args);
 }
 
-void dbg_about_line(const char* file, int line, const char* end, dbg_text id, ...) {
+void dbg_about_line(const char* file, int line, const char* end, int id, ...) {
     char text[ABOUT_LEN];
     va_list args;
     va_start(args, id);

@@ -50,13 +50,11 @@ constexpr const char* DBG_TEXTS[] = {
     "index %d is not 0 to %d",
     "escape sequence %s has a quote, dollar, backquote or final backslash",
     "there are %d positions already",
-    "no line applied: expected lines of idx cf_cc app_cc ctl_type data_type add_data add_data2 "
-    "name, "
-    "found %s",
+    ("no line applied: expected lines of idx cf_cc app_cc ctl_type data_type add_data add_data2 "
+     "name, found %s"),
     "not a regular file: taken as missing",
-    "midi_channel \"%s\" refused: expected 0 to 15; sending on channel 0, host channel messages "
-    "are "
-    "dropped",
+    ("midi_channel \"%s\" refused: expected 0 to 15; sending on channel 0, host channel messages "
+     "are dropped"),
     "value \"%s\" of %s refused: the file has CR LF line ends",
     "value \"%s\" of %s refused: a character that is not allowed there",
 };
@@ -64,13 +62,15 @@ static_assert(sizeof DBG_TEXTS / sizeof DBG_TEXTS[0] == DBG_TEXT_COUNT);
 
 // Prints "FILE:LINE: ", the text and `end`, whatever the threshold above 0; without the line if it
 // is 0. Control characters in the text become question marks.
-void dbg_about_line(const char* file, int line, const char* end, dbg_text id, ...);
+void dbg_about_line(const char* file, int line, const char* end, int id, ...);
 
 // The same, with the arguments checked against the text.
 template <dbg_text id, typename... types>
 void dbg_about(const char* file, int line, const char* end, types... args) {
-    if (false) {
-        dbg_pmesg(DBG_DEFAULT, DBG_TEXTS[id], args...);  // never runs: the compiler looks at it
+    if constexpr (sizeof...(args) > 0) {
+        if (false) {
+            dbg_pmesg(DBG_DEFAULT, DBG_TEXTS[id], args...);  // never runs: the compiler looks at it
+        }
     }
     dbg_about_line(file, line, end, id, args...);
 }

@@ -19,7 +19,7 @@ fill='
     print ""
 }'
 
-for file in docs/configuring.md docs/wire.md; do
+for file in docs/configuring.md; do
     new=$(awk "$fill" $file)
     if [ "${1-}" != --check ]; then
         printf '%s\n' "$new" >$file

@@ -1,0 +1,28 @@
+#include "check.h"
+
+#include "rules_parts.h"
+
+namespace engine {
+
+void examine(examined* to) {
+    forget_findings();
+    load(&to->of);
+    if (to->of.base_found) {
+        ask(to->of, &to->does);
+    }
+    check_files(*to);
+    if (to->of.base.count > 0) {
+        check_mapping(*to);
+        check_numbers(*to);
+        check_preset(*to);
+    }
+    if (to->of.base_found) {
+        check_settings(*to);
+        check_labels(*to);
+    }
+    const char* const order[] = {BASE_FILE,   to->of.preset_file, PRESET_0_FILE, SETTINGS_FILE,
+                                 COLORS_FILE, POSITIONS_FILE,     LABELS_FILE};
+    sort_findings(order);
+}
+
+}  // namespace engine
