@@ -87,7 +87,8 @@ void pot_reset_vv(int buffer_id) {
 }
 
 bool pot_is_relative_in(int pot_idx) {
-    const ctl_kind kind = CONTROLS[pot_idx].kind;
+    const bool is_control = pot_idx >= 0 && pot_idx < TOTAL_CFG_ITEM;
+    const ctl_kind kind = is_control ? CONTROLS[pot_idx].kind : CTL_SPARE;
     return kind == CTL_PLATTER || kind == CTL_TOUCHED || kind == CTL_ENCODER;
 }
 

@@ -1,5 +1,5 @@
-// What stands around a module test. Time passes as it says, a pause is noted among the commands, and
-// what the shell is given is noted as it is written.
+// What stands around a module test. Time passes as it says, a pause is noted among the commands,
+// and what the shell is given is noted as it is written.
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>

@@ -288,7 +288,8 @@ TEST(Screen, ThePathOfTheImageHasQuotesOnlyWhereTheShellNeedsThem) {
         screen_init();
         testing::internal::GetCapturedStdout();
         std::filesystem::current_path(home + "bin");
-        const std::string quote = written != nullptr ? "\"" : "";
+        const bool plain = written == nullptr && home.find(' ') == std::string::npos;
+        const std::string quote = plain ? "" : "\"";
         const std::string image = "/resources/orv_midi_screen_wide.ppm";
         EXPECT_TRUE(read_resource("../" + std::string(directory) + "/written")
                         .ends_with("\nfbsplash -s " + quote + home +

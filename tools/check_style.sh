@@ -7,7 +7,7 @@ set -u
 build=$1
 cd "$(dirname "$0")/.." || exit 2
 code=src
-[ "${2-}" != all ] || code='src ctlmap bench tests'
+[ "${2-}" != all ] || code='src engine ctlmap bench tests'
 failed=0
 
 check() { # WHAT COMMAND...
@@ -38,7 +38,7 @@ tidy() {
 # shellcheck disable=SC2046  # lists of words
 {
     check "format" \
-        clang-format --dry-run -Werror $(find src ctlmap bench tests -name "*.cpp" -o -name "*.h")
+        clang-format --dry-run -Werror $(find src engine ctlmap page bench tests -name "*.cpp" -o -name "*.h")
     check "shell scripts" shellcheck -x --severity=warning --exclude=SC2033 \
         .ci/run run test prove dist/ctlbridge.init bench/machine/root/opt/bench/latency bench/port/init $(find bench dist resources tests tools -name "*.sh")
     check "no dynamic memory in the daemon" no_dynamic_memory

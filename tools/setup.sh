@@ -56,9 +56,10 @@ build() {
 BUILD_PACKAGES='g++ cmake ninja-build lowdown libgtest-dev bubblewrap busybox libncurses-dev libvterm-dev libasound2-dev'
 FUZZ_PACKAGES='clang libclang-rt-14-dev'
 ARM_PACKAGES='clang binutils-arm-linux-gnueabi qemu-user-static'
-CHART_PACKAGES='chromium fonts-dejavu-core'
+PAGE_PACKAGES='emscripten node-acorn nodejs'
+BROWSER_PACKAGES='chromium chromium-driver fonts-dejavu-core'
 MACHINE_PACKAGES='qemu-system-arm device-tree-compiler g++-arm-linux-gnueabi make cpio bzip2 xz-utils'
 PORT_PACKAGES='qemu-system-x86 alsa-utils kmod cpio procps tmux'
 MEASURE_PACKAGES='valgrind gnuplot-nox'
 STYLE_PACKAGES='clang-format clang-tidy shellcheck'
-TEST_PACKAGES="$ARM_PACKAGES g++-arm-linux-gnueabi googletest jq mandoc procps socat strace tidy tmux valgrind $STYLE_PACKAGES $FUZZ_PACKAGES"
+TEST_PACKAGES="$ARM_PACKAGES $PAGE_PACKAGES g++-arm-linux-gnueabi googletest jq mandoc procps socat strace tidy tmux valgrind $STYLE_PACKAGES $FUZZ_PACKAGES"

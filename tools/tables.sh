@@ -1,7 +1,7 @@
 #!/bin/sh
 # tables.sh [--check]
 #
-# Puts what ctlmap prints into the documents, between the lines <!-- ctlmap ... --> and <!-- end -->. With
+# Puts what ctlmap prints into the guide, between the lines <!-- ctlmap ... --> and <!-- end -->. With
 # --check it only compares.
 set -eu
 cd "$(dirname "$0")/.."
@@ -19,12 +19,11 @@ fill='
     print ""
 }'
 
-for file in docs/configuring.md; do
-    new=$(awk "$fill" $file)
-    if [ "${1-}" != --check ]; then
-        printf '%s\n' "$new" >$file
-    elif ! printf '%s\n' "$new" | diff $file -; then
-        echo "$file does not have what ctlmap prints: run tools/tables.sh" >&2
-        exit 1
-    fi
-done
+file=docs/configuring.md
+new=$(awk "$fill" $file)
+if [ "${1-}" != --check ]; then
+    printf '%s\n' "$new" >$file
+elif ! printf '%s\n' "$new" | diff $file -; then
+    echo "$file does not have what ctlmap prints: run tools/tables.sh" >&2
+    exit 1
+fi

@@ -1,0 +1,483 @@
+// prove.mjs PAGE CTLMAP CTLBENCH REPOSITORY DIRECTORY [PART]
+//
+// Uses the page in a browser as an owner does: drops a folder, makes the recipes of the guide by
+// clicks, saves, plays every control, and compares with the other programs. Pictures are left in the
+// directory. Prints what was seen; status 1 if something was not as wanted.
+import {execFileSync, spawnSync} from 'node:child_process';
+import {cpSync, mkdirSync, readFileSync, readdirSync, rmSync, writeFileSync} from 'node:fs';
+import {basename, join, resolve} from 'node:path';
+import {openBrowser} from './browser.mjs';
+import {hostileFolders} from './hostile.mjs';
+
+const [page, ctlmap, ctlbench, repository, directory] = process.argv.slice(2, 7).map(path => resolve(path));
+const resources = join(repository, 'resources'), downloads = join(directory, 'downloads');
+const [TAB, ENTER, RIGHT] = ['\uE004', '\uE007', '\uE014'];
+let failed = 0, passed = 0;
+
+function same(what, wanted, seen) {
+    const [a, b] = [wanted, seen].map(value => (typeof value === 'string' ? value : JSON.stringify(value)));
+    if (a === b) {
+        ++passed;
+        console.log(`ok      ${what}`);
+    } else {
+        ++failed;
+        console.log(`FAILED  ${what}\n  wanted: ${a?.slice(0, 1500)}\n  seen:   ${b?.slice(0, 1500)}`);
+    }
+}
+
+rmSync(directory, {recursive: true, force: true});
+mkdirSync(downloads, {recursive: true});
+const browser = await openBrowser(downloads);
+const {run, cdp, click, type} = browser;
+const wait = milliseconds => new Promise(done => setTimeout(done, milliseconds));
+
+async function until(what, condition, ...args) {
+    for (let i = 0; i < 200; ++i) {
+        if (await run(condition, ...args))
+            return;
+        await wait(50);
+    }
+    throw new Error(`waited in vain: ${what}`);
+}
+
+async function open() {
+    await browser.open(`file://${page}`);
+    await until('the page', () => document.querySelectorAll('.c').length > 0);
+}
+
+async function drop(folder) {
+    await run(() => (document.querySelector('#summary').textContent = ''));
+    const data = {items: [], files: [folder], dragOperationsMask: 1};
+    for (const kind of ['dragEnter', 'dragOver', 'drop'])
+        await cdp('Input.dispatchDragEvent', {type: kind, x: 300, y: 300, data});
+    await until(folder, name => document.querySelector('#summary').textContent.startsWith(name), basename(folder));
+    return textOf('#told');
+}
+
+const textOf = selector => run(where => document.querySelector(where).textContent, selector);
+const attribute = (selector, name) =>
+    run((where, what) => document.querySelector(where).getAttribute(what), selector, name);
+const pick = index => click(`.c[data-index="${index}"]`);
+
+async function fill(selector, text) {
+    await run((where, value) => {
+        const input = document.querySelector(where);
+        input.focus();
+        input.select();
+    }, selector, text);
+    await browser.keys(text);
+}
+
+const choose = (selector, value) => run((where, what) => {
+    const box = document.querySelector(where);
+    box.value = what;
+    box.dispatchEvent(new Event('change'));
+}, selector, value);
+
+// What the page and ctlmap find, in the same form.
+const inPage = () => run(() => [...document.querySelectorAll('#findings-list li')].map(one =>
+    [one.querySelector('.place').textContent, one.querySelector('b').textContent,
+        one.querySelector('small').textContent].join(' ')));
+function byCtlmap(folder) {
+    const {stdout} = spawnSync(ctlmap, ['check', '--json', folder], {encoding: 'utf8'});
+    return JSON.parse(stdout).findings.map(one =>
+        `${one.file}${one.line > 0 ? `:${one.line}` : ''} ${one.severity} [${one.rule}]`);
+}
+
+// Saves as downloads, into a copy of the delivered files; returns the copy.
+async function save(name) {
+    const folder = join(directory, name);
+    rmSync(downloads, {recursive: true, force: true});
+    mkdirSync(downloads);
+    await click('#save');
+    const count = await run(() => document.querySelectorAll('.difference').length);
+    await click('#save-download');
+    for (let i = 0; i < 100 && readdirSync(downloads).filter(one => !one.endsWith('.crdownload')).length < count; ++i)
+        await wait(50);
+    await wait(100);
+    cpSync(resources, folder, {recursive: true});
+    cpSync(downloads, folder, {recursive: true});
+    return folder;
+}
+
+// --- The recipes, by clicks, and the text that the guide has for them ---
+
+const BASE = 'orvik.midictl.cfg', LABELS = 'orvik.miditxt.cfg0.txt', SETTINGS = 'orvik.sys.cfg';
+const RECIPES = {
+    button: {
+        async make() {
+            await pick(23);
+            await fill('#field-number', '50');
+        },
+        edits: {[BASE]: [['23 3 62 3 0 1 2 SYNC_A', '23 3 50 3 0 1 2 SYNC_A']],
+            [LABELS]: [['DECK_A_1  sync       62 ', 'DECK_A_1  sync       50 ']]},
+    },
+    fader: {
+        async make() {
+            await pick(0);
+            await fill('#field-number', '50');
+        },
+        edits: {[BASE]: [['0 0 7 0 0 0 2 VOLUME_A', '0 0 50 0 0 0 2 VOLUME_A']]},
+    },
+    preset: {
+        async make() {
+            await click('#settings-part summary');
+            await click('#add-preset');
+            for (const [index, number] of [[21, '50'], [0, '51']]) {
+                await pick(index);
+                await click('#additions button');
+                await fill('#field-preset', number);
+            }
+        },
+        edits: {[SETTINGS]: [['midi_preset=\n', 'midi_preset=1\n']]},
+        fresh: {'orvik.midictl.cfg1.txt': '# name and number, one control a line\nPLAY_A 50\nVOLUME_A 51\n',
+            'orvik.midictl.cfg1.txt.ok': '\nPLAY_A 50\nVOLUME_A 51\n'},
+    },
+    channel: {
+        async make() {
+            await click('#settings-part summary');
+            await choose('#field-midi_channel', '4');
+        },
+        edits: {[SETTINGS]: [['midi_channel=0\n', 'midi_channel=4\n']]},
+    },
+    label: {
+        async make() {
+            await pick(28);
+            await click('#add-color summary');
+            await type('#color-name', 'ON_GREEN');
+            await choose('#color-fore', '0');
+            await choose('#color-back', '2');
+            await click('#color-add');
+            await choose('#field-on', 'ON_GREEN');
+        },
+        edits: {[LABELS]: [['loop_in    67 GREEN        ', 'loop_in    67 ON_GREEN        ']],
+            'orvik.color.cfg': [['15 \\033[0;30m BLACK\n', '15 \\033[0;30m BLACK\n16 \\033[0;30;42m ON_GREEN\n']]},
+    },
+    dimmed_led: {
+        async make() {
+            await pick(78);
+            await click('#field-dim');
+        },
+        edits: {[BASE]: [['78 51 117 2 0 1 2 BEAT_A', '78 51 117 2 0 0 2 BEAT_A']]},
+    },
+};
+
+async function proveRecipes() {
+    for (const [name, {make, edits, fresh}] of Object.entries(RECIPES)) {
+        await open();
+        await drop(resources);
+        await make();
+        const found = await inPage(), folder = await save(`recipe_${name}`);
+        same(`recipe ${name}: the same findings, ${found.length}`, byCtlmap(folder), found);
+        const wanted = Object.fromEntries(readdirSync(resources).map(
+            file => [file, readFileSync(join(resources, file), 'latin1')]));
+        for (const [file, pairs] of Object.entries(edits))
+            pairs.forEach(([before, after]) => (wanted[file] = wanted[file].replace(before, () => after)));
+        Object.assign(wanted, fresh);
+        for (const [file, text] of Object.entries(wanted))
+            if (readFileSync(join(folder, file), 'latin1') !== text)
+                same(`recipe ${name}: ${file}`, text, readFileSync(join(folder, file), 'latin1'));
+        same(`recipe ${name}: byte for byte, and nothing else`, Object.keys(wanted).sort(), readdirSync(folder).sort());
+    }
+}
+
+// --- Undo, both ways of editing, and saving into a folder ---
+
+async function proveEditing() {
+    await open();
+    const text = () => run(() => document.querySelector('#text').value);
+    const before = await text();
+    await pick(21);
+    await fill('#field-number', '61');
+    same('a number that is taken says by whom', true,
+        (await textOf('#field-number-note')).startsWith('taken by CUE_A; free: '));
+    same('and it is a finding', [[21, 'same-message']].length,
+        (await inPage()).filter(one => one.includes('[same-message]')).length);
+    await click('#field-number-note button');
+    same('a free one is taken by a click', '60', await run(() => document.querySelector('#field-number').value));
+    same('in the text, too', true, (await text()).includes('\n21 1 60 3 0 1 2 PLAY_A\n'));
+    await run(() => {
+        const area = document.querySelector('#text');
+        area.value = area.value.replace('21 1 60 ', '21 1 58 ');
+        area.dispatchEvent(new Event('input'));
+    });
+    same('and back into the form', '58', await run(() => document.querySelector('#field-number').value));
+    same('and on the front', true,
+        (await textOf('.c[data-index="21"]')).includes('note 58'));
+    for (let i = 0; i < 9 && !await run(() => document.querySelector('#undo').disabled); ++i)
+        await click('#undo');
+    same('undone to the last byte', before, await text());
+    await pick(78);
+    await fill('#field-number', '60');
+    same('a light whose note goes to another one keeps its field', '(note 60)',
+        await textOf('.c[data-index="78"] .v'));
+    await fill('#field-number', '117');
+    await pick(21);
+    await run(() => {
+        const written = window.written = {};
+        window.showDirectoryPicker = async () => ({
+            getFileHandle: async name => ({createWritable: async () => ({
+                write: async bytes => (written[name] = bytes.length), close: async () => {}})}),
+        });
+    });
+    await fill('#field-number', '59');
+    await click('#save');
+    const shown = await textOf('#differences');
+    same('the diff has the line twice', true, shown.includes('- 21 1 60 3 0 1 2 PLAY_A') && shown.includes('+ 21 1 59 3'));
+    await click('#save-now');
+    await until('saving', () => !document.querySelector('#save-dialog').open);
+    same('only what changed is written into the folder', {[BASE]: before.length}, await run(() => window.written));
+    same('and nothing is left to save', true, await run(() => document.querySelector('#save').disabled));
+}
+
+// --- Playing, against the virtual controller ---
+
+const logged = () => run(() => {
+    const lines = [...document.querySelectorAll('#log li')].reverse().map(one => one.textContent);
+    document.querySelector('#log').replaceChildren();
+    return lines.map(line => /^\u2192 host ((?:[0-9A-F]{2} ?)+)/.exec(line)?.[1].trim()).filter(Boolean);
+});
+
+function play(name, steps) {
+    const file = join(directory, `${name}.scn`);
+    writeFileSync(file, steps.join('\n') + '\n');
+    const {status, stdout} = spawnSync(ctlbench, ['play', '--quiet', file], {encoding: 'utf8', cwd: repository});
+    same(`the virtual controller says the same: ${steps.length} steps of ${name}`, '0', status === 0 ? '0' : stdout.slice(-500));
+}
+
+async function provePlaying() {
+    await open();
+    await click('#mode-play');
+    const controls = JSON.parse(execFileSync(ctlmap, ['export', '--format', 'json', resources])).controls;
+    const steps = [];
+    await logged();
+    for (const {index, kind, name} of controls.filter(one => one.to_host)) {
+        const box = await run(where => {
+            const element = document.querySelector(where);
+            element.scrollIntoView({block: 'center'});
+            const {x, y, width, height} = element.getBoundingClientRect();
+            return {x: Math.round(x + width / 2), y: Math.round(y + height - 6)};
+        }, `.c[data-index="${index}"]`);
+        const turned = kind === 'encoder' ? 80 : 40, isButton = kind === 'button';
+        await browser.actions([{type: 'pointer', id: 'mouse', parameters: {pointerType: 'mouse'}, actions: [
+            {type: 'pointerMove', ...box}, {type: 'pointerDown', button: 0},
+            ...isButton ? [] : [{type: 'pointerMove', x: box.x + (index === 16 ? 40 : 0), y: box.y - turned, duration: 0}],
+            {type: 'pointerUp', button: 0}]}]);
+        const state = await attribute(`.c[data-index="${index}"]`, 'aria-valuenow');
+        if (isButton)
+            steps.push(`board press ${name}`);
+        else if (kind === 'pot')
+            steps.push(`board turn ${name} ${state}`);
+        else
+            steps.push(`board spin ${name} ${state}`);
+        const got = await logged(), pressed = isButton ? got.splice(0, 1) : got.splice(0, kind === 'pot' ? 9 : 1);
+        steps.push(...pressed.map(bytes => `host expect ${bytes}`));
+        if (isButton)
+            steps.push(`board release ${name}`);
+        else if (kind !== 'pot')
+            steps.push(`board rest ${name}`);
+        steps.push(...got.map(bytes => `host expect ${bytes}`));
+        if (pressed.length === 0)
+            same(`${name} sends something`, 1, 0);
+    }
+    play('every_control', steps);
+}
+
+// --- Labels, lights and meters, against the emulated screen and board ---
+
+const NAMES = ['black', 'red', 'green', 'yellow', 'blue', 'magenta', 'cyan', 'white'];
+const PLAIN = ['#000', '#a00', '#0a0', '#a50', '#00a', '#a0a', '#0aa', '#aaa'];
+const BRIGHT = ['#555', '#f55', '#5f5', '#ff5', '#55f', '#f5f', '#5ff', '#fff'];
+const colorName = color => (PLAIN.includes(color) ? NAMES[PLAIN.indexOf(color)] : `bright ${NAMES[BRIGHT.indexOf(color)]}`);
+
+async function proveLabels() {
+    await open();
+    await click('#mode-play');
+    const {controls} = JSON.parse(execFileSync(ctlmap, ['export', '--format', 'json', resources]));
+    const steps = [], labels = controls.filter(one => one.label);
+    const shown = ({row, column}) => run((x, y) => {
+        const at = what => [...document.querySelectorAll(`#screen ${what}`)].find(
+            one => one.getAttribute('x') === String(x) && Number(one.getAttribute('y')) === y + (what === 'text' ? 12 : 0));
+        return [at('text').textContent, at('text').getAttribute('fill'), at('rect').getAttribute('fill')];
+    }, 8 * (column - 1), 16 * (row - 1));
+    for (const [i, {label, to_board: light}] of labels.entries()) {
+        if (i % 3 !== 0) {
+            await run(note => document.querySelectorAll('#notes button')[note].click(), label.note);
+            steps.push(`host send 90 ${label.note.toString(16)} 7f`, `board expect 90 ${light.number.toString(16)} 7f`);
+        }
+        const [text, fore, back] = await shown(label);
+        steps.push(`screen expect ${label.row} ${label.column} "${text}" ${colorName(fore)} on ${colorName(back)}`);
+    }
+    play('labels', steps);
+    await run(() => document.querySelector('.c[data-index="78"]').scrollIntoView({block: 'center'}));
+    await click('.c[data-index="78"] .light');
+    same('a click on a light lights it, in words as well', 'lit 127',
+        await attribute('.c[data-index="78"]', 'aria-description'));
+    await run(() => document.querySelector('.c[data-index="82"]').focus());
+    await browser.keys('\uE00E'.repeat(4));
+    same('a meter follows the host', 'level 3',
+        await attribute('.c[data-index="82"]', 'aria-description'));
+}
+
+// --- Keyboard alone ---
+
+async function proveKeyboard() {
+    await open();
+    const focused = () => run(() => document.activeElement.id || document.activeElement.dataset.index || '');
+    const tabTo = async wanted => {
+        for (let i = 0; i < 130 && await focused() !== wanted; ++i)
+            await browser.keys(TAB);
+        return focused();
+    };
+    await tabTo('23');
+    await browser.keys(ENTER);
+    same('Tab and Enter choose a control', 'SYNC_A', await textOf('#control-name'));
+    same('and lead to its number', 'field-number', await focused());
+    await run(() => document.activeElement.select());
+    await browser.keys('55');
+    same('its number is typed', 'note 55', await textOf('.c[data-index="23"] .v'));
+    await browser.actions([{type: 'key', id: 'keys', actions: [{type: 'keyDown', value: '\uE009'},
+        {type: 'keyDown', value: 'z'}, {type: 'keyUp', value: 'z'}, {type: 'keyUp', value: '\uE009'}]}]);
+    same('and undone', 'note 62', await textOf('.c[data-index="23"] .v'));
+    await browser.keys('\uE00C');
+    same('Escape leads back', '23', await focused());
+    await run(() => document.activeElement.blur());
+    await tabTo('mode-change');
+    await browser.keys(RIGHT);
+    await tabTo('21');
+    await browser.keys(' ');
+    same('Space presses and releases', ['90 3C 7F', '80 3C 00'], await logged());
+    await tabTo('0');
+    await browser.keys('\uE013');
+    same('an arrow moves a fader', ['B0 07 01'], await logged());
+    const nameless = await run(() => [...document.querySelectorAll('button, input, select, textarea, [role=slider]')]
+        .filter(one => !(one.getAttribute('aria-label') || one.labels?.length || one.textContent.trim())).map(one => one.outerHTML));
+    same('every control has a name for a screen reader', [], nameless);
+}
+
+// --- Hostile files ---
+
+async function proveHostile() {
+    for (const folder of hostileFolders(resources, join(directory, 'hostile'))) {
+        await open();
+        await drop(folder);
+        await wait(100);
+        const told = await textOf('#told');
+        const [seen, wanted] = [await inPage(), byCtlmap(folder)];
+        const stays = await run(() => document.querySelectorAll(
+            'img, iframe, #product *, .n *, li b *, #labels b, [onerror]').length);
+        if (basename(folder) === 'too_large')
+            same('too large: refused by name', 'orvik.midictl.cfg is refused: 1048577 bytes, more than 1048576', told);
+        else
+            same(`${basename(folder)}: ${seen.length} findings`, wanted, seen);
+        same(`${basename(folder)}: no markup of its own`, 0, stays);
+        await click('#mode-play');  // it still answers
+    }
+}
+
+// --- MIDI, by a double of the browser's interface ---
+
+const DOUBLE = `(() => {
+    const port = (id, name) => ({id, name, sent: [], send(bytes) { this.sent.push([...bytes]); }});
+    const inputs = new Map([['i1', port('i1', 'Controller')], ['i2', port('i2', 'Software')]]);
+    const outputs = new Map([['o1', port('o1', 'Controller')], ['o2', port('o2', 'Software')]]);
+    window.double = {inputs, outputs, asked: 0};
+    navigator.requestMIDIAccess = async () => { ++window.double.asked; return window.double; };
+})();`;
+
+async function proveMidi() {
+    await open();
+    await click('#mode-play');
+    await run(() => {
+        Object.defineProperty(navigator, 'requestMIDIAccess', {value: undefined, configurable: true});
+        document.querySelector('#midi-ask').click();
+    });
+    await wait(100);
+    same('without MIDI one sentence says what is missing', 'This browser has no MIDI; Chromium and Firefox have it.',
+        await textOf('#midi-told'));
+    const {identifier} = await cdp('Page.addScriptToEvaluateOnNewDocument', {source: DOUBLE});
+    await open();
+    await click('#mode-play');
+    same('not asked before the owner asks', 0, await run(() => window.double.asked));
+    await run(() => document.querySelector('#midi-ask').click());
+    await until('ports', () => document.querySelectorAll('#midi-listen option').length === 3);
+    for (const [role, id] of [['listen', 'i1'], ['drive', 'o1'], ['beTo', 'o2'], ['beFrom', 'i2']])
+        await choose(`#midi-${role}`, id);
+    const hear = (id, bytes) => run((where, data) =>
+        window.double.inputs.get(where).onmidimessage({data: new Uint8Array(data)}), id, bytes);
+    await hear('i1', [0x90, 60, 127]);
+    await hear('i1', [0xB0, 7, 100]);
+    await hear('i1', [0x90, 1, 127]);
+    same('heard and marked', [true, true, false], await run(() => [21, 0, 22].map(
+        index => document.querySelector(`.c[data-index="${index}"]`).classList.contains('heard'))));
+    same('what belongs to no control is named', '90 01  note-on 1, channel 1: belongs to no control',
+        await textOf('#strangers'));
+    same('counted', '2 of 72 heard', (await textOf('#heard')).split(';')[0]);
+    await run(() => document.querySelector('.c[data-index="78"]').scrollIntoView({block: 'center'}));
+    await click('.c[data-index="78"] .light');
+    same('a click drives the light of a real one', [[0x90, 117, 127]],
+        await run(() => window.double.outputs.get('o1').sent));
+    await run(() => document.querySelector('.c[data-index="21"]').focus());
+    await browser.keys(' ');
+    same('other software gets what a controller sends', [[0x90, 60, 127], [0x80, 60, 0]],
+        await run(() => window.double.outputs.get('o2').sent));
+    await hear('i2', [0x90, 62, 127]);
+    same('and lights it', true, (await attribute('.c[data-index="23"]', 'aria-description')).includes('lit 127'));
+    await cdp('Page.removeScriptToEvaluateOnNewDocument', {identifier});
+}
+
+// --- How it looks ---
+
+function overflows() {
+    const faults = [], root = document.documentElement;
+    if (root.scrollWidth > root.clientWidth)
+        faults.push(`the page is ${root.scrollWidth} wide`);
+    const meet = (a, b) => Math.min(a.right, b.right) - Math.max(a.left, b.left) > 0.5 &&
+        Math.min(a.bottom, b.bottom) - Math.max(a.top, b.top) > 0.3 * a.height;
+    for (const panel of document.querySelectorAll('.panel')) {
+        const box = panel.getBoundingClientRect();
+        const texts = [...panel.querySelectorAll('.n, .v')].map(e => [e, e.getBoundingClientRect()]);
+        texts.forEach(([e, r], i) => {
+            if (r.width > 0 && (r.left < box.left - 0.5 || r.right > box.right + 0.5 || r.bottom > box.bottom + 0.5))
+                faults.push(`leaves its panel: ${e.textContent}`);
+            for (const [other, r2] of texts.slice(i + 1))
+                if (meet(r, r2))
+                    faults.push(`overlap: ${e.textContent} and ${other.textContent}`);
+        });
+    }
+    return faults;
+}
+
+async function proveLooks() {
+    const nasty = join(directory, 'nasty');
+    execFileSync(join(repository, 'tests/nasty_mapping.sh'), [resources, nasty]);
+    for (const folder of [resources, nasty]) {
+        await open();
+        await drop(folder);
+        for (const width of [360, 800, 1600]) {
+            await browser.size(width, 1000);
+            same(`${basename(folder)}, ${width} pixels wide: nothing sticks out or overlaps`, [], await run(overflows));
+            for (const scheme of ['light', 'dark']) {
+                await browser.scheme(scheme);
+                await browser.picture(join(directory, `${basename(folder)}-${width}-${scheme}.png`));
+            }
+        }
+        await browser.scheme('light');
+        await browser.print(join(directory, `${basename(folder)}.pdf`));
+        await browser.size(1600, 1000);
+    }
+}
+
+try {
+    await browser.size(1600, 1000);
+    const parts = [proveRecipes, proveEditing, provePlaying, proveLabels, proveKeyboard, proveMidi, proveHostile,
+        proveLooks];
+    for (const part of parts.filter(one => [undefined, one.name].includes(process.argv[7])))
+        await part();
+    same('nothing was refused by the policy, and no script failed', [],
+        (await browser.said()).filter(one => one.level === 'SEVERE').map(one => one.message));
+} finally {
+    await browser.close();
+}
+console.log(`${passed} as wanted, ${failed} not`);
+process.exit(failed > 0 ? 1 : 0);
