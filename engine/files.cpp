@@ -33,8 +33,7 @@ bool belongs(std::string_view name) {
            std::find(std::begin(NAMES), std::end(NAMES), name) != std::end(NAMES);
 }
 
-// The bytes of an open file; their owner is the table.
-file_state read_text(int fd, std::string_view* text) {
+file_state read_text(int fd, file* to) {
     char* const bytes = static_cast<char*>(malloc(LARGEST_FILE + 1));
     size_t size = 0;
     ssize_t got = bytes == nullptr ? -1 : 1;
@@ -47,7 +46,8 @@ file_state read_text(int fd, std::string_view* text) {
         return got < 0 ? UNREADABLE : TOO_LARGE;
     }
     char* const kept = static_cast<char*>(realloc(bytes, size + 1));
-    *text = {kept != nullptr ? kept : bytes, size};
+    to->owned = kept != nullptr ? kept : bytes;
+    to->text = {to->owned, size};
     return READ;
 }
 
@@ -63,7 +63,7 @@ void read_file(int dir, const char* name) {
     if (one != nullptr) {
         one->state = !there ? UNREADABLE : !is_file ? NOT_A_FILE : fd < 0 ? UNREADABLE : READ;
         one->may_run = is_file && (status.st_mode & S_IXUSR) != 0;
-        one->state = fd >= 0 ? read_text(fd, &one->text) : one->state;
+        one->state = fd >= 0 ? read_text(fd, one) : one->state;
     }
     if (fd >= 0) {
         close(fd);
@@ -93,8 +93,11 @@ file* put_file(std::string_view name, std::string_view text) {
     if (one == nullptr && (count == MAX_FILES || name.size() > NAME_MAX)) {
         return nullptr;
     }
+    if (one != nullptr) {
+        free(one->owned);
+    }
     one = one != nullptr ? one : all + count++;
-    *one = {{}, text.size() > LARGEST_FILE ? TOO_LARGE : READ, true, text};
+    *one = {{}, text.size() > LARGEST_FILE ? TOO_LARGE : READ, true, text, nullptr};
     name.copy(one->name, sizeof one->name - 1);
     return one;
 }
@@ -102,6 +105,7 @@ file* put_file(std::string_view name, std::string_view text) {
 void remove_file(std::string_view name) {
     file* const one = find(name);
     if (one != nullptr) {
+        free(one->owned);
         *one = all[--count];
     }
 }

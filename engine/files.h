@@ -30,6 +30,7 @@ struct file {
     file_state state;
     bool may_run;  // it is marked as executable
     std::string_view text;
+    char* owned;  // its bytes, where they were read from a file; else null
 };
 
 // Takes the files of a directory that a configuration may consist of, in place of those before.

@@ -182,6 +182,7 @@ void make_checked_copy(std::string_view name, int fields) {
         made.size = last == std::string_view::npos ? 0 : made.size;
         put_file(copy_name, {made.bytes, made.size});
     } else {
+        free(made.bytes);
         report("not-used", name, 0, NONE,
                "not used, there is no %s; correct what is named, until then it counts as missing",
                copy_name);
