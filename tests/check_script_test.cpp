@@ -2,16 +2,12 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
-#include <random>
-#include <sstream>
 #include <string>
-#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -22,111 +18,6 @@ struct Source {
     std::string content;
     std::optional<std::string> copy;
     std::string message;
-};
-
-// What the script makes of a file: the copy, if there is one, and all that it says.
-struct Outcome {
-    std::optional<std::string> copy;
-    std::string messages;
-};
-
-std::vector<std::string> words_of(const std::string& line) {
-    std::vector<std::string> words;
-    size_t end = 0;
-    for (size_t at; (at = line.find_first_not_of(" \t\v\f", end)) != std::string::npos;) {
-        end = std::min(line.find_first_of(" \t\v\f", at), line.size());
-        words.push_back(line.substr(at, end - at));
-    }
-    return words;
-}
-
-Outcome expected_of(const std::string& content, size_t wanted) {
-    std::string copy, bad;
-    std::istringstream in(content);
-    int number = 1;
-    for (std::string line; std::getline(in, line); ++number) {
-        if (number == 1 && line.starts_with("\xEF\xBB\xBF")) {
-            line.erase(0, 3);
-        }
-        line.erase(0, line.find_first_not_of('\r'));
-        line.erase(line.find_last_not_of('\r') + 1);
-        std::replace(line.begin(), line.end(), '\r', ' ');
-        const bool comment = line[0] == '#' || line[0] == ' ';
-        if (line[0] == '\xFF' || (comment && line.find('\xFF') != std::string::npos)) {
-            break;
-        }
-        if (line.empty() || comment) {
-            copy += "\n";
-            continue;
-        }
-        const std::vector<std::string> words = words_of(line);
-        if (words.size() == wanted) {
-            copy += line + "\n";
-            continue;
-        }
-        bool hint = false;
-        for (size_t i = 1; i < words.size(); ++i) {
-            hint |= words[i][0] == '#';
-        }
-        bad += "a.txt:" + std::to_string(number) +
-               ": fields found: " + std::to_string(words.size()) +
-               ", wanted: " + std::to_string(wanted) +
-               (hint ? " (a comment needs a line of its own)\n" : "\n");
-    }
-    if (!bad.empty()) {
-        return {std::nullopt, bad + "a.txt: not used, there is no a.txt.ok\n"};
-    }
-    copy.erase(copy.find_last_not_of('\n') + 1);
-    return {copy.empty() ? "" : copy + "\n", ""};
-}
-
-// Files as people and broken tools make them; half of them have no bad line.
-class Writer {
-  public:
-    explicit Writer(unsigned seed) : random_(seed) {}
-
-    std::string file(size_t fields) {
-        const bool bad_lines = below(2) == 0;
-        std::string content = below(8) == 0 ? "\xEF\xBB\xBF" : "";
-        for (size_t lines = below(12); lines > 0; --lines) {
-            const size_t kind = below(bad_lines ? 10 : 7);
-            content += kind < 4   ? line(fields)
-                       : kind < 6 ? one_of({"#", " ", "\r# ", ""}) + line(below(4))
-                       : kind < 7 ? one_of({"", "\r", "\r\r", "\xFF", "# \xFF"})
-                                  : line(below(2 * fields + 1));
-            content += one_of({"\n", "\n", "\r\n", "\r\r\n"});
-        }
-        return below(4) == 0 ? content + line(fields) : content;
-    }
-
-  private:
-    size_t below(size_t end) { return random_() % end; }
-
-    std::string one_of(const std::vector<std::string>& choices) {
-        return choices[below(choices.size())];
-    }
-
-    std::string word() {
-        const size_t kind = below(20);
-        std::string bytes(kind == 0 ? 1 + below(3000) : 1 + below(8), 'w');
-        if (kind < 4) {  // any bytes but those that end a text or a line
-            std::generate(bytes.begin(), bytes.end(),
-                          [&] { return static_cast<char>(below(255) + 1); });
-            std::replace(bytes.begin(), bytes.end(), '\n', '$');
-        }
-        return kind < 8 ? bytes
-                        : one_of({"A", "-1", "300", "a_b", "$(id)", "`id`", "\\n", "'\"", "#"});
-    }
-
-    std::string line(size_t fields) {
-        std::string text = below(8) == 0 ? "\t" : "";
-        for (size_t i = 0; i < fields; ++i) {
-            text += (i > 0 ? one_of({" ", " ", "\t", "  ", " \v", "\f", "\r"}) : "") + word();
-        }
-        return text + (below(8) == 0 ? one_of({" ", "\t", " # b"}) : "");
-    }
-
-    std::mt19937 random_;
 };
 
 // Two fields are wanted.
@@ -193,23 +84,6 @@ TEST_F(CheckScript, CopiesASourceOrNamesItsBadLines) {
         EXPECT_EQ(content_of(work_ / "a.txt.ok"), source.copy.value_or(""));
         EXPECT_EQ(messages_.empty(), source.copy.has_value()) << messages_;
         EXPECT_NE(messages_.find(source.message), std::string::npos) << messages_;
-    }
-}
-
-// CTLBRIDGE_CHECK_FILES in the environment: how many files.
-TEST_F(CheckScript, TreatsAnyFileAsItsRulesSay) {
-    const char* const count = std::getenv("CTLBRIDGE_CHECK_FILES");
-    for (int i = 0; i < (count != nullptr ? std::atoi(count) : 200); ++i) {
-        const size_t fields = i % 2 == 0 ? 2 : 5;
-        const std::string content = Writer(static_cast<unsigned>(i)).file(fields);
-        SCOPED_TRACE("file " + std::to_string(i) + ": " + testing::PrintToString(content));
-        const Outcome expected = expected_of(content, fields);
-        fs::remove(work_ / "a.txt.ok");
-        write("a.txt", content);
-        ASSERT_EQ(run("a.txt " + std::to_string(fields)), expected.copy ? 0 : 1);
-        ASSERT_EQ(fs::exists(work_ / "a.txt.ok"), expected.copy.has_value());
-        ASSERT_EQ(content_of(work_ / "a.txt.ok"), expected.copy.value_or(""));
-        ASSERT_EQ(messages_, expected.messages);
     }
 }
 

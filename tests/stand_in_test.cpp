@@ -31,7 +31,7 @@ size_t below(size_t end) {
 std::string random_text(const std::string& pieces, size_t most) {
     std::vector<std::string> all;
     std::istringstream words(pieces);
-    for (std::string word; words >> word;) {
+    for (std::string word; std::getline(words, word, ' ');) {
         all.push_back(word == "SP" ? " " : word == "NUL" ? std::string(1, '\0') : word);
     }
     std::string text;
@@ -127,7 +127,8 @@ int compare_check_script(size_t count) {
     Cases cases;
     for (size_t i = 0; i < count; ++i) {
         std::string text = below(9) == 0 ? "\xEF\xBB\xBF" : "";
-        text += random_file(below(3) == 0 ? "A B 12 # SP SP \t \r \v \xFF \xE4 -" : "A SP 12");
+        text += random_file(below(3) == 0 ? "A B 12 # SP SP \t \r \v \f \xFF \xE4 - $(id) \\n ' \""
+                                          : "A SP 12");
         const int fields = below(2) == 0 ? 2 : 5;
         engine::put_file("source", text);
         engine::put_file("check_field_num.sh", "#!/bin/sh");
