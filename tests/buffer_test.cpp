@@ -2,8 +2,6 @@
 #include "buffer.h"
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 
 #include "main.h"
@@ -17,8 +15,7 @@ TEST(Scripts, Play) {
     int played = 0;
     for (const auto& entry : std::filesystem::directory_iterator(TESTS "/scripts")) {
         SCOPED_TRACE(entry.path());
-        std::ifstream script(entry.path());
-        play({std::istreambuf_iterator<char>(script), {}});
+        play(read_file(entry.path()));
         ++played;
     }
     EXPECT_GT(played, 0);
@@ -46,13 +43,6 @@ TEST(Ring, WrapsRefusesWhenFullAndKeepsTheSidesApart) {
     EXPECT_EQ(com_rx_buf_r[BOARD], com_rx_buf_w[BOARD]);
     EXPECT_EQ(GetDataInRxBuf(0, BOARD), '0') << "the oldest byte was overwritten";
     EXPECT_EQ(GetDataInRxBuf(255, BOARD), 'y');
-}
-
-TEST(Dispatch, FramesEachStream) {
-    start(MAPPING, 2);
-    play("host f0 " + repeat("11 ", 62) + "f7 92 3c 0b > board 90 01 0b\n" +  //
-         "host f0 " + repeat("11 ", 63) + "f7 92 3c 0c > board 90 01 0c\n" + "host f0 " +
-         repeat("11 ", 198) + "f7 92 3c 0d > board 90 01 0d\n");
 }
 
 TEST(Dispatch, EveryFirstByteHasItsRoute) {

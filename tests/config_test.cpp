@@ -241,14 +241,6 @@ TEST(Channel, ARefusedValueIsShownWithoutItsControlCharacters) {
               "sending on channel 0, host channel messages are dropped\n");
 }
 
-TEST(Channel, TheCheckLooksAtTheLowFourBits) {
-    set_midi_channel_no(2);
-    set_midi_channel_no(16);
-    for (int status = 0; status < 256; ++status) {
-        EXPECT_EQ(cfg_check_midi_channel_no(static_cast<u8>(status)), status % 16 == 2);
-    }
-}
-
 TEST(Gadget, IsLoadedWithTheIdentitiesOfTheSettings) {
     struct {
         const char* settings;

@@ -9,8 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "play.h"
@@ -85,8 +83,7 @@ TEST(Options, ThoseThatEndTheProgram) {
 }
 
 TEST(Options, ComplaintsAreThoseOfTheManual) {
-    std::ifstream file(TESTS "/../docs/ctlbridge.1.md");
-    const std::string manual{std::istreambuf_iterator<char>(file), {}};
+    const std::string manual = read_file(TESTS "/../docs/ctlbridge.1.md");
     const struct {
         const char* option;
         std::string packaged, complaint;

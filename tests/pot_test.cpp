@@ -107,28 +107,6 @@ TEST(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
     }
 }
 
-TEST(Engine, ResetForgetsEveryValueOfItsSide) {
-    start("", 0);
-    for (const int side : {BOARD, HOST}) {
-        for (t_pot_internal* pot = pots[0]; pot != pots[2]; ++pot) {
-            pot->vv = pot->vv_sent = pot->tick_sent = 7;
-            pot->pot_status = STATUS_POT_MOVE;
-        }
-        pot_reset_vv(side);
-        for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
-            const t_pot_internal& pot = pots[side][i];
-            const bool relative = pot_is_relative_in(i);
-            EXPECT_EQ(pot.vv, relative ? 0x4000 : 0xFFFF);
-            EXPECT_EQ(pot.vv_sent, pot.vv);
-            EXPECT_EQ(pot.tick_sent, relative ? 7 : 0);
-            EXPECT_EQ(pot.pot_status, 0U);
-            EXPECT_EQ(pots[1 - side][i].vv, 7);
-        }
-    }
-    reset();
-    play(">");
-}
-
 std::string units(int count) {
     std::string reports = "board ";
     for (; count != 0; count -= std::clamp(count, -64, 63)) {
@@ -164,39 +142,6 @@ TEST(Engine, EveryZoomHasItsStepAndItsLimit) {
     }
 }
 
-TEST(Distance, IsPlainAndLeavesTheFlagAlone) {
-    for (const int position : {0, 0x3FFF, 0x4000, 0x4001, 0x7FFF}) {
-        u16 distance = 9;
-        EXPECT_EQ(u16_diff_dir(static_cast<u16>(position | 0x8000), 0x4000, &distance),
-                  position > 0x4000);
-        EXPECT_EQ(distance, std::abs(position - 0x4000));
-    }
-}
-
-TEST(Engine, TheComputationSaysWhetherAMessageGoesOut) {
-    start("", 0);
-    pot_set_para(18, 0, 0, 0, 1, 0x10, 0);  // two units a step
-    const struct {
-        int vv, reference;
-        u32 status;
-        int result, value;
-    } cases[] = {
-        {0x4001, 0xFFFF, 0, 0, 9}, {0x4002, 0xFFFF, 0, 1, 0x41}, {0x4000, 0x4000, 1, 0, 9},
-        {0x4001, 0x4000, 1, 0, 9}, {0x3FFE, 0x4000, 0, 1, 0x3F}, {0x4080, 0x4000, 0, 1, 0x7F},
-        {0xC000, 0x4000, 0, 0, 9}, {0xC000, 0x4000, 1, 1, 0x40}, {0xC001, 0x4000, 1, 1, 0x40}};
-    for (const auto& c : cases) {
-        t_pot_internal& pot = pots[BOARD][18];
-        pot.vv = static_cast<u16>(c.vv);
-        pot.vv_sent = static_cast<u16>(c.reference);
-        pot.pot_status = c.status;
-        char value = 9;
-        EXPECT_EQ(calculate_pot_vv(18, BOARD, &value), c.result) << c.vv;
-        EXPECT_EQ(value, c.value) << c.vv;
-    }
-    char value;
-    EXPECT_EQ(calculate_pot_vv(5, BOARD, &value), 1);
-}
-
 TEST(Engine, ARecordOfTheHostSendsTheLowByteOfItsValue) {
     start("", 0);
     for (const int value : {0x40C5, 0x4080, 0x017F}) {
@@ -220,18 +165,6 @@ TEST(Engine, StepsAndPositionsStayWithinSevenBits) {
         EXPECT_EQ(pots[BOARD][5].vv, 0x4000 + (position & 0x7FFF) % 2 * (steps < 0 ? -1 : 1));
     }
     play("board b0 40 3f > host b0 1f 7f");  // position 0x3FFF
-}
-
-TEST(Platter, IsOneOfTheBoard) {
-    start("", 0);
-    pot_set_move_flag(15, HOST);
-    EXPECT_TRUE(PlatterIsMoving(15, HOST));
-    pots[HOST][15].vv = NO_VALUE;
-    EXPECT_FALSE(PlatterIsMoving(15, HOST));
-    pot_set_move_flag(18, BOARD);
-    process_touch_platter(18, BOARD);
-    process_touch_platter(13, HOST);
-    EXPECT_FALSE(pot_status_stop(18, BOARD) || pot_status_stop(15, HOST));
 }
 
 TEST(Engine, ThePowerSwitchActsOnReleaseAfterAPress) {

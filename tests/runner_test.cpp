@@ -93,13 +93,14 @@ TEST_F(RunnerTest, KeepsWhatIsNotRead) {
 TEST_F(RunnerTest, MakesTheWorldFaulty) {
     const Outcome outcome = play(
         "cd /opt/ctlbridge/resources; for name in *; do ls_=$ls_$name,; done; echo $ls_\n"
-        "cat a d; wc -c <b; modprobe; touch f",
-        "file a\n    x\nmode a 000\nfile b cut\n    x\n    y\ndirectory d\nmode . 555\n"
+        "cat a d; wc -c <b; wc -c <c; wc -c <e; modprobe; touch f",
+        "file a\n    x\nmode a 000\nfile b cut\n    x\n    y\nfile c crlf\n    # x\n    \n    y\n"
+        "directory d\nfile e hex\n    78 00\n    ff\nmode . 555\n"
         "without command modprobe\n"
-        "log expect \"a,b,d,\"\n"
+        "log expect \"a,b,c,d,e,\"\n"
         "log expect cat: can't open 'a': Permission denied\n"
         "log expect cat: read error: Is a directory\n"
-        "log expect \"3\"\n"
+        "log expect \"3\"\nlog expect \"10\"\nlog expect \"3\"\n"
         "log expect modprobe: not found\n"
         "log expect touch: f: Permission denied\n");
     EXPECT_TRUE(outcome.good) << outcome.failure;

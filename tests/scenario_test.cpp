@@ -4,8 +4,6 @@
 
 #include <fstream>
 
-#include "machine/frames.h"
-
 namespace bench {
 namespace {
 
@@ -136,55 +134,12 @@ TEST(Scenario, ChangesOneSetting) {
     EXPECT_EQ(scenario.world.files.at("orvik.sys.cfg"), "midi_channel=7\nmidi_preset=1\n");
 }
 
-TEST(Frames, ComeWholeInWhateverPieces) {
-    const std::string all = framed(Frame::Log, std::string(300, 'x')) + framed(Frame::Ready, "") +
-                            framed(Frame::Call, "rm");
-    for (const std::size_t piece : {1U, 2U, 7U, 1000U}) {
-        Deframer deframer;
-        std::string came;
-        for (std::size_t i = 0; i < all.size(); i += piece) {
-            deframer.feed(all.substr(i, piece), [&](Frame kind, const std::string& text) {
-                came += static_cast<char>(kind) + std::to_string(text.size()) + " ";
-            });
-        }
-        EXPECT_EQ(came, "L300 R0 C2 ") << piece;
-    }
-}
-
 TEST(Scenario, LinesAreListed) {
     std::ifstream file(SCENARIOS_DIR "/README.md");
     const std::string text(std::istreambuf_iterator<char>(file), {});
     for (const std::string& table : {setup_table(), steps_table()}) {
         EXPECT_NE(text.find(table), std::string::npos) << "README.md is to have:\n" << table;
     }
-}
-
-TEST(Scenario, SetsTheWorldUp) {
-    WorldConfig defaults;
-    defaults.options = {"-v"};
-    const WorldConfig world =
-        parse_scenario(SCENARIOS_DIR "/t.scn",
-                       "options -d 20\nwithout serial\nresources ../../resources\n"
-                       "remove orvik.color.cfg\nremove orvik.miditxt.cfg0.txt.ok\nfile b crlf\n    "
-                       "# x\n    \n    y\nxfbdev ignores 1\nxfbdev lingers 900\n"
-                       "file c cut\n    x\n    y\nfile d hex\n    78 00\n    ff\ndirectory e\n"
-                       "without command ps\nmode c 640\nmode . 555\n"
-                       "exit expect 1\n",
-                       defaults)
-            .world;
-    EXPECT_EQ(world.options, (std::vector<std::string>{"-d", "20", "-v"}));
-    EXPECT_EQ(world.resources, SCENARIOS_DIR "/../../resources");
-    EXPECT_EQ(world.removed,
-              (std::vector<std::string>{"orvik.color.cfg", "orvik.miditxt.cfg0.txt.ok"}));
-    EXPECT_EQ(world.files.at("b"), "# x\r\n\r\ny\r\n");
-    EXPECT_EQ(world.files.at("c"), "x\ny");
-    EXPECT_EQ(world.files.at("d"), std::string("x\0\xff", 3));
-    EXPECT_EQ(world.directories, (std::vector<std::string>{"e"}));
-    EXPECT_EQ(world.missing_commands, (std::vector<std::string>{"ps"}));
-    EXPECT_EQ(world.modes, (std::map<std::string, unsigned>{{"c", 0640}, {".", 0555}}));
-    EXPECT_FALSE(world.serial);
-    EXPECT_EQ(world.xfbdev_ignores, 1);
-    EXPECT_EQ(world.xfbdev_lingers, milliseconds(900));
 }
 
 }  // namespace

@@ -462,19 +462,6 @@ void check_query(u8 pick) {
     }
 }
 
-// A query that comes between a report and the scan that sends it.
-void check_query_before_scan(u8 pick) {
-    board_pass(message(NOTE_ON, board_number(FIRST_BUTTON), 0));
-    heard.clear();
-    put(BOARD, message(NOTE_OFF, board_number(FIRST_BUTTON), pick & DATA_MASK));
-    Com_ProcessComBuf(BOARD);
-    host_pass(QUERY);
-    pot_check_all(BOARD);
-    midi_flush();
-    check_all();
-    expect_heard("a release", message(NOTE_OFF | CHANNEL, FIRST_BUTTON, pick & DATA_MASK));
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
@@ -514,7 +501,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     check_healthy_messages(options);
     check_query(options);
-    check_query_before_scan(options);
     check_mapping();
     return 0;
 }

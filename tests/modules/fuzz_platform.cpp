@@ -11,13 +11,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <regex>
-#include <sstream>
 #include <utility>
 
 #include "modules/ptys.h"
+#include "shell.h"
 
 namespace fs = std::filesystem;
 
@@ -97,34 +96,18 @@ void note_command(const std::string& command) {
     commands.push_back(command);
 }
 
-// The pattern as grep -i reads it, as far as names may hold it: a dot stands for any character.
-bool contains(const std::string& line, const std::string& pattern) {
-    const auto same = [](char c, char p) { return p == '.' || tolower(c) == tolower(p); };
-    return std::search(line.begin(), line.end(), pattern.begin(), pattern.end(), same) !=
-           line.end();
-}
-
 // What a look-up prints first.
 std::string answer(const std::string& command) {
     std::smatch parts;
-    std::regex_match(command, parts, LOOKUP);
-    std::ifstream file(parts[2].str(), std::ios::binary);
-    for (std::string line; std::getline(file, line);) {
-        line = line.c_str();  // BusyBox ends a line at a byte 0
-        if (!contains(line, parts[1].str())) {
-            continue;
-        }
-        std::istringstream rest(line);
-        std::string field = line;
-        if (line.find(parts[3].str()[0]) != std::string::npos) {
-            for (int i = std::stoi(parts[4].str()); i > 0; --i) {
-                field.clear();
-                std::getline(rest, field, parts[3].str()[0]);
-            }
-        }
-        return field + "\n";
+    if (!std::regex_match(command, parts, LOOKUP)) {
+        return "";
     }
-    return "";
+    const std::string text = read_file(parts[2].str());
+    const engine::found_line line = engine::look_up(text, parts[1].str());
+    const int field = std::stoi(parts[4].str());
+    return line.number == 0
+               ? ""
+               : std::string(engine::cut_field(line.text, parts[3].str()[0], field)) + "\n";
 }
 
 }  // namespace

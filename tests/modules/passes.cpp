@@ -2,9 +2,6 @@
 // part of its output.
 #include <valgrind/callgrind.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "config.h"
 #include "main.h"
 #include "modules/ptys.h"
@@ -49,8 +46,7 @@ void turn_pot() {
 
 int main() {
     make_platform();
-    std::ifstream mapping(RESOURCES_DIR "/orvik.midictl.cfg");
-    write_resource("orvik.midictl.cfg", {std::istreambuf_iterator<char>(mapping), {}});
+    write_resource("orvik.midictl.cfg", read_file(RESOURCES_DIR "/orvik.midictl.cfg"));
     write_resource("orvik.sys.cfg", "midi_channel=0\n");
     pot_init();
     cf_init();

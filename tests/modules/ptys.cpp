@@ -52,11 +52,6 @@ void write_file(const fs::path& path, const std::string& text) {
     check(static_cast<bool>(file), path.string());
 }
 
-std::string read_file(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 void enter_private_dev() {
     const int uid = static_cast<int>(getuid());
     const int gid = static_cast<int>(getgid());
@@ -112,6 +107,11 @@ std::string receive(int fd) {
 }
 
 }  // namespace
+
+std::string read_file(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
 
 void make_platform() {
     serial = open_raw_pty();

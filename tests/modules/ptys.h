@@ -22,6 +22,9 @@ std::string pass(const std::string& from_board, const std::string& from_host);
 // Pulls the cables of both ends.
 void hang_up();
 
+// The bytes of a file; none when it cannot be read.
+std::string read_file(const std::string& path);
+
 // Writes ../resources/NAME. The directory starts out empty.
 void write_resource(const std::string& name, const std::string& content);
 std::string read_resource(const std::string& name);
