@@ -107,6 +107,19 @@ TEST(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
     }
 }
 
+TEST(Engine, ResetForgetsRatesAndMovements) {
+    start("", 0);
+    for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
+        pots[BOARD][i].tick_sent = 7;
+        pots[BOARD][i].pot_status = STATUS_POT_MOVE;
+    }
+    pot_reset_vv(BOARD);
+    for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
+        EXPECT_EQ(pots[BOARD][i].tick_sent, pot_is_relative_in(i) ? 7 : 0);
+        EXPECT_TRUE(pot_status_stop(i, BOARD));
+    }
+}
+
 std::string units(int count) {
     std::string reports = "board ";
     for (; count != 0; count -= std::clamp(count, -64, 63)) {
