@@ -7,28 +7,7 @@ resources=$2
 manual=$3
 dir=$(mktemp -d) || exit 2
 trap 'rm -rf "$dir"' EXIT
-failed=0
-
-check() { # WHAT COMMAND...
-    what=$1
-    shift
-    if "$@" >"$dir/out" 2>&1; then
-        echo "ok: $what"
-    else
-        echo "FAILED: $what"
-        cat "$dir/out"
-        failed=1
-    fi
-}
-status_is() { # STATUS TEXT COMMAND...: and says TEXT
-    wanted=$1
-    text=$2
-    shift 2
-    "$@" >"$dir/said" 2>&1
-    status=$?
-    cat "$dir/said"
-    [ $status -eq "$wanted" ] && grep -qF -e "$text" "$dir/said"
-}
+. "$(dirname "$0")/check.sh"
 
 edited=$dir/edited
 mkdir "$dir/empty"
@@ -44,7 +23,7 @@ sed -i 's/^2 .*/2 \\033[32m GREEN/; s/^10 .*/10 \\033[2;32m DARK_GREEN/' "$edite
 echo VOLUME_A 99 >"$edited/orvik.midictl.cfg3.txt.ok"
 ls -lR --time-style=full-iso "$edited" >"$dir/before"
 
-check "what the daemon refuses is told of" status_is 0 "not all of it works" "$ctlmap" export "$edited" --format json
+check "what the daemon refuses is told of" tells 0 "not all of it works" "$ctlmap" export "$edited" --format json
 "$ctlmap" export "$edited" >"$dir/json" 2>/dev/null
 cat >"$dir/wanted" <<'END'
 ["ctlmap-2",4,3,"0x1d50","","Ä, üà"]
@@ -153,7 +132,7 @@ check "no differences" sh -c "'$ctlmap' diff '$resources' '$resources' >'$dir/no
 
 while IFS='|' read -r text args; do
     # shellcheck disable=SC2086  # a list of words
-    check "ctlmap $args: refused" status_is 2 "$text" env -C "$dir" "$ctlmap" $args
+    check "ctlmap $args: refused" tells 2 "$text" env -C "$dir" "$ctlmap" $args
 done <<'END'
 "diff" is not understood|diff edited
 "xml" is not understood|export edited --format xml
@@ -162,7 +141,7 @@ done <<'END'
 nowhere: No such file|diff edited nowhere
 orvik.midictl.cfg: missing|export empty
 END
-check "a full disk is told of" status_is 2 "No space left" sh -c "'$ctlmap' export '$resources' >/dev/full"
+check "a full disk is told of" tells 2 "No space left" sh -c "'$ctlmap' export '$resources' >/dev/full"
 check "closed streams do not matter" sh -c "'$ctlmap' diff '$resources' '$edited' <&- 2>&- | diff '$dir/wanted' -"
 ls -lR --time-style=full-iso "$edited" >"$dir/after"
 check "nor changed" diff "$dir/before" "$dir/after"

@@ -21,7 +21,7 @@ make) # in the namespaces
     device=/mnt
     mount -t tmpfs none $device || exit 2
     mkdir $device/bin
-    cp "$0" "$(command -v busybox)" $device/bin || exit 2
+    cp "$0" "${0%/*}/check.sh" "$(command -v busybox)" $device/bin || exit 2
     if [ -n "$2" ]; then
         cp "$2" $device/bin || exit 2
     fi
@@ -44,41 +44,13 @@ esac
 
 emulator=${2:+"$2 -cpu arm1136"}
 tries=$3
-failed=0
-check() { # WHAT COMMAND...
-    what=$1
-    shift
-    if "$@" >/out 2>&1; then
-        echo "ok: $what"
-    else
-        echo "FAILED: $what"
-        cat /out
-        failed=1
-    fi
-}
+dir=
+. /bin/check.sh
 status_is() { # STATUS COMMAND...
-    wanted=$1
+    wanted_status=$1
     shift
-    "$@"
-    [ $? -eq "$wanted" ]
+    tells "$wanted_status" '' "$@"
 }
-says() { # TEXT COMMAND...
-    text=$1
-    shift
-    "$@" >/said 2>&1
-    cat /said
-    grep -qF "$text" /said
-}
-tells() { # STATUS TEXT COMMAND...
-    wanted=$1
-    text=$2
-    shift 2
-    "$@" >/said 2>&1
-    status=$?
-    cat /said
-    [ $status -eq "$wanted" ] && grep -qF -e "$text" /said
-}
-not() { ! "$@"; }
 eventually() { # COMMAND...
     for _ in $(seq 20); do
         "$@" && return

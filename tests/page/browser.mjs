@@ -22,8 +22,7 @@ export async function openBrowser(downloads) {
         driver.on('exit', () => fail(new Error(`chromedriver: ${said}`)));
     });
     const call = async (method, path, body) => {
-        const answer = await fetch(`http://127.0.0.1:${port}${path}`,
-            {method, body: body && JSON.stringify(body)});
+        const answer = await fetch(`http://127.0.0.1:${port}${path}`, {method, body: JSON.stringify(body)});
         const {value} = await answer.json();
         if (!answer.ok)
             throw new Error(`${path}: ${value.message}`);
@@ -34,6 +33,9 @@ export async function openBrowser(downloads) {
             prefs: {'download.default_directory': downloads, 'profile.default_content_setting_values.automatic_downloads': 1}},
         'goog:loggingPrefs': {browser: 'ALL'}, unhandledPromptBehavior: 'accept'}}});
     const post = (path, body = {}) => call('POST', `/session/${sessionId}${path}`, body);
+
+    const write = async (path, command, params) =>
+        writeFileSync(path, Buffer.from((await browser.cdp(command, params)).data, 'base64'));
 
     const browser = {
         // Runs a function in the page; it may be asynchronous.
@@ -49,16 +51,9 @@ export async function openBrowser(downloads) {
         actions: actions => post('/actions', {actions}),
         size: (width, height) => browser.cdp('Emulation.setDeviceMetricsOverride',
             {width, height, deviceScaleFactor: 1, mobile: false}),
-        scheme: value => browser.cdp('Emulation.setEmulatedMedia',
-            {features: [{name: 'prefers-color-scheme', value}]}),
-        picture: async (path, whole = true) => {
-            const {data} = await browser.cdp('Page.captureScreenshot', {captureBeyondViewport: whole});
-            writeFileSync(path, Buffer.from(data, 'base64'));
-        },
-        print: async path => {
-            const {data} = await browser.cdp('Page.printToPDF', {preferCSSPageSize: true, printBackground: false});
-            writeFileSync(path, Buffer.from(data, 'base64'));
-        },
+        scheme: value => browser.cdp('Emulation.setEmulatedMedia', {features: [{name: 'prefers-color-scheme', value}]}),
+        picture: path => write(path, 'Page.captureScreenshot', {captureBeyondViewport: true}),
+        print: path => write(path, 'Page.printToPDF', {preferCSSPageSize: true, printBackground: false}),
         // What the page has written to the console: errors, and refusals of its policy.
         said: () => post('/se/log', {type: 'browser'}),
         close: async () => {

@@ -38,11 +38,10 @@ export function hostileFolders(resources, directory) {
         const folder = join(directory, name);
         cpSync(resources, folder, {recursive: true});
         for (const [file, content] of Object.entries(files)) {
-            const path = join(folder, file);
-            if (content === null)
-                rmSync(path);
-            else
-                writeFileSync(path, typeof content === 'function' ? content(readFileSync(path, 'utf8')) : content);
+            const path = join(folder, file), text = readFileSync(path, 'utf8');
+            rmSync(path);
+            if (content !== null)
+                writeFileSync(path, typeof content === 'function' ? content(text) : content);
         }
         return folder;
     });

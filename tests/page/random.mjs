@@ -17,24 +17,23 @@ const FILES = ['orvik.midictl.cfg', 'orvik.midictl.cfg0.txt', 'orvik.sys.cfg', '
     'orvik.softlabelpos.cfg', 'orvik.miditxt.cfg0.txt'];
 
 function changed(text, below) {
-    const lines = text.split('\n'), at = below(lines.length), word = WORDS[below(WORDS.length)];
+    const lines = text.split('\n'), word = WORDS[below(WORDS.length)];
     const data = lines.map((line, i) => i).filter(i => /^[^# \n]/.test(lines[i]));
-    const on = data[below(data.length)] ?? at;
+    const on = data[below(data.length)] ?? 0;
     const ways = [
-        () => lines.splice(on, 1),
-        () => lines.splice(on, 0, lines[on]),
-        () => lines.splice(at, 0, LINES[below(LINES.length)]),
-        () => (lines[on] = lines[on].split(' ').map((field, i, all) => (i === on % all.length ? word : field)).join(' ')),
-        () => (lines[on] = lines[on].replace(/\d+/g, number => (below(3) === 0 ? String(below(130)) : number))),
-        () => (lines[on] = lines[on].replace(/=.*/, `=${word}`)),
-        () => (lines[on] += ` ${word}`),
-        () => (lines[on] = lines[on].replace(/ +\S*$/, '')),
-        () => (lines[on] = `#${lines[on]}`),
-        () => (lines[on] = lines[on].replaceAll(' ', '\t')),
-        () => lines.forEach((line, i) => (lines[i] = i % 2 === 0 ? `${line}\r` : line)),
-        () => (lines[0] = `\xef\xbb\xbf${lines[0]}`),
+        line => `${line}\n${line}`,
+        line => `${LINES[below(LINES.length)]}\n${line}`,
+        line => line.split(' ').map((field, i, all) => (i === on % all.length ? word : field)).join(' '),
+        line => line.replace(/\d+/g, number => (below(3) === 0 ? String(below(130)) : number)),
+        line => line.replace(/=.*/, `=${word}`),
+        line => `${line} ${word}`,
+        line => line.replace(/ +\S*$/, ''),
+        line => `#${line}`,
+        line => line.replaceAll(' ', '\t'),
+        line => `${line}\r`,
+        line => `\xef\xbb\xbf${line}`,
     ];
-    ways[below(ways.length)]();
+    lines[on] = ways[below(ways.length)](lines[on]);
     return lines.join('\n');
 }
 
@@ -42,17 +41,15 @@ function changed(text, below) {
 export function randomConfiguration(delivered, seed) {
     const below = numbersFrom(seed), files = new Map(delivered);
     const text = name => Buffer.from(files.get(name) ?? '').toString('latin1');
+    const put = (name, content) => files.set(name, new Uint8Array(Buffer.from(content, 'latin1')));
     for (let i = 0; i <= below(8); ++i) {
         const name = FILES[below(FILES.length)];
         if (below(40) === 0)
             files.delete(name);
-        else if (below(40) === 0)
-            files.set(name, new Uint8Array());
         else if (files.has(name))
-            files.set(name, new Uint8Array(Buffer.from(changed(text(name), below), 'latin1')));
+            put(name, below(40) === 0 ? '' : changed(text(name), below));
     }
     if (below(3) === 0 && files.has('orvik.sys.cfg'))
-        files.set('orvik.sys.cfg',
-            new Uint8Array(Buffer.from(text('orvik.sys.cfg').replace('midi_preset=', 'midi_preset=0'), 'latin1')));
+        put('orvik.sys.cfg', text('orvik.sys.cfg').replace('midi_preset=', 'midi_preset=0'));
     return files;
 }
