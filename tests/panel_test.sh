@@ -1,27 +1,23 @@
 #!/bin/sh
 # Plays the panel in a real terminal program: sends it keys and the mouse, looks at what it shows.
 #
-#   panel_test.sh CTLBENCH RESOURCES [PATIENCE]
-#
-# PATIENCE: seconds to wait for what is to be seen, 20 if it is not given.
+#   panel_test.sh CTLBENCH RESOURCES
 set -u
 bench=$(realpath "$1")
 resources=$(realpath "$2")
-patience=${3:-20}
 dir=$(mktemp -d)
 TMUX_TMPDIR=$dir
 export TMUX_TMPDIR LC_ALL=C.UTF-8
 unset TMUX
-passed=0
 failed=0
 
 tm() { tmux -u -L panel -f "$dir/tmux.conf" "$@"; }
 trap 'tm kill-server 2>/dev/null; rm -rf "$dir"' EXIT
 trap 'exit 1' INT TERM HUP
 
-# awaits COMMAND...: until it succeeds
+# awaits COMMAND...: until it succeeds, 20 seconds at most
 awaits() {
-    deadline=$(($(date +%s) + patience))
+    deadline=$(($(date +%s) + 20))
     until "$@"; do
         [ "$(date +%s)" -lt $deadline ] || return 1
         sleep 0.05
@@ -32,17 +28,15 @@ check() {
     name=$1
     shift
     if awaits "$@"; then
-        passed=$((passed + 1))
         echo "ok      $name"
     else
-        failed=$((failed + 1))
+        failed=1
         echo "FAILED  $name: $*"
         tm capture-pane -p | sed 's/^/        | /'
     fi
 }
 
-sees() { tm capture-pane -p | grep -q -e "$1"; }
-sees_colored() { tm capture-pane -p -e | grep -q -e "$1"; }
+sees() { tm capture-pane -p ${2+"$2"} | grep -q -e "$1"; }
 lacks() { ! sees "$1"; }
 keys() { tm send-keys "$@"; }
 typed() { tm send-keys -l "$1" \; send-keys Enter; }
@@ -51,17 +45,11 @@ mouse() { tm send-keys -l "$(printf '\033[<%s;%s;%s%s' "$@")"; }
 comes_up() {
     awaits sees '^ ctlbridge.* starting'
     check "the bridge is up" sees '^ ctlbridge.* ch [0-9]'
-    sees ' ch [0-9]' || finish
-}
-finish() {
-    echo "$passed passed, $failed failed"
-    [ $failed -eq 0 ]
-    exit
+    sees ' ch [0-9]' || exit 1
 }
 # after NAME PATTERN KEY...: what is seen after these keys
 after() {
-    name=$1
-    pattern=$2
+    name=$1 pattern=$2
     shift 2
     keys "$@"
     check "$name" sees "$pattern"
@@ -84,7 +72,6 @@ before=$(stty -g <"$(tm display-message -p '#{pane_tty}')")
 launch --resources "'$dir/resources'"
 comes_up
 check "both decks and the mixer are there" sees 'Deck A.*Mixer.*Deck B'
-check "the screen take-over is on the wire" sees 'call .*fbsplash'
 
 go PLAY_A
 check "help names the control's numbers" sees '^PLAY_A  index 21  board note 1  host note 60'
@@ -94,7 +81,6 @@ after "a button is held" 'PLAY *▼' Enter
 check "which reaches the host" sees 'host  ← 90 3c 7f .*note-on   ch 1  note 60 .*PLAY_A'
 keys Enter
 check "and let go" lacks 'PLAY *▼'
-check "which reaches it, too" sees 'host  ← 80 3c 00 .*note-off .*PLAY_A'
 after "the host lights it" 'PLAY *127' l
 check "the board was told" sees 'board ← 90 01 7f .*PLAY_A light 127'
 
@@ -122,7 +108,6 @@ after "the host drives a meter" 'METER ▮▮▮▮▮▮▮' 9
 go PLATTER_A
 after "a platter turns" 'host  ← b0 13 41 .*PLATTER_A' +
 check "and comes to rest" sees 'board → b0 0c 40 .*PLATTER_A at rest'
-check "which takes its steps away" lacks '^PLATTER *[+]1'
 after "under a hand the partner turns" 'host  ← b0 15 42 .*SCRATCH_A' t Space
 after "the hand is off" 'TOUCH_A released' Space t
 
@@ -149,21 +134,14 @@ keys Escape
 go RING_A
 after "Space on a light says why nothing happens" '^RING_A has no button' Space
 after "and what lights it" 'RING *127' l
-go METER_A
-after "so it does on a meter" '^METER_A has no button' Space
 
 tm send-keys R : \; send-keys -l 'host send identity request' \; send-keys Enter
 check "a line typed before the bridge is up is sent then" sees 'host  ← f0 7e .*Identity Reply'
-tm send-keys R : \; send-keys -l 'board push quickly' \; send-keys Enter
-check "or refused at once" sees '^step: board push quickly'
-keys Escape
 check "the bridge is up again" sees '^ ctlbridge.* ch [0-9]'
 
 go SYNC_A
-keys v v v
-check "the label is grey" sees_colored '\[90m[^A-Z]*SYNC'
-keys b
-check "the host changes it: bright" sees_colored '\[97m[^A-Z]*SYNC'
+keys v v v b
+check "the host brightens a label" sees '\[97m[^A-Z]*SYNC' -e
 keys v
 
 sed 's/^21 1 60 /21 1 33 /; s/^22 2 61 .*/22 2 oops/; s/^23 3 62/23 3 33/' "$resources/orvik.midictl.cfg" \
@@ -184,10 +162,8 @@ keys v v v
 keys w
 comes_up
 check "it records" sees 'REC'
-keys Enter
-awaits sees 'host  ← 90 21 7f' # of SYNC_A
-keys Enter
-awaits sees 'host  ← 80 21 00'
+after "a note that another control shares is pressed" 'host  ← 90 21 7f' Enter
+after "and released" 'host  ← 80 21 00' Enter
 go PLAY_A
 keys l : && typed 'board turn VOLUME_B 100'
 go PITCH_FADER_A
@@ -198,19 +174,15 @@ go METER_B
 after "an Identity Request is answered" 'host  ← f0 7e .*Identity Reply' 5 i
 keys w
 check "the recording is written" recorded
-check "it plays again without a terminal" \
-    sh -c "'$bench' play '$dir'/recording-*.scn >'$dir/played' 2>&1 </dev/null"
+check "it plays again without a terminal" sh -c "'$bench' play '$dir'/recording-*.scn >'$dir/played' 2>&1 </dev/null"
 check "and has expectations" grep -q '^host until VOLUME_B 100' "$dir"/recording-*.scn
 sed 's/^host until SYNC_A 127$/host until SYNC_A 126/' "$dir"/recording-*.scn >"$dir/wrong.scn"
-check "and can fail, at a press whose note another control shares, too" sh -c "! '$bench' play '$dir/wrong.scn' >/dev/null 2>&1"
+check "and can fail, at that press, too" sh -c "! '$bench' play '$dir/wrong.scn' >/dev/null 2>&1"
 
 tm resize-window -x 79 -y 24
 check "too small a window is told so" sees "needs 80 columns and 24 rows"
 tm resize-window -x 5 -y 3
-tm send-keys : \; send-keys -l 'board quip' \; send-keys Escape
-tm resize-window -x 79 -y 24
-after "and takes a line all the same" '^step: board' : b o a r d
-keys Escape
+keys : b Escape
 tm resize-window -x 80 -y 24
 check "80 by 24 has room for all of it" sees '^TRACK_END .*BEAT .*BEAT'
 tm resize-window -x 180 -y 45
@@ -220,16 +192,12 @@ settings_are_back() { [ "$(stty -g <"$(tm display-message -p '#{pane_tty}')")" =
 check "the terminal is as before" settings_are_back
 
 mkdir "$dir/machine" "$dir/bin" && touch "$dir/machine/kernel" "$dir/machine/board.dtb" "$dir/machine/initrd"
-printf '#!/bin/sh\nexec sleep 1000\n' >"$dir/bin/qemu-system-arm" && chmod +x "$dir/bin/qemu-system-arm"
+printf '#!/bin/sh\nsleep 4\n' >"$dir/bin/qemu-system-arm" && chmod +x "$dir/bin/qemu-system-arm"
 typed "clear; PATH='$dir/bin:$PATH'"
 launch "--machine='$dir/machine'"
 check "a machine that boots counts the seconds" sees 'starting the machine, [2-9] s'
+check "one that ends says so" sees 'the emulator has ended'
 after "and the panel can be left" 'it ended: 0' q
-printf '#!/bin/sh\n' >"$dir/bin/qemu-system-arm"
-typed clear
-launch "--machine='$dir/machine'"
-check "one that does not says so" sees 'the emulator has ended'
-after "and can be left too" 'it ended: 0' q
 
 typed clear
 launch -- -x
@@ -242,5 +210,4 @@ check "the terminal is as before, too" settings_are_back
 typed 'clear; TERM=dumb'
 launch
 check "a terminal that cannot be drawn on is refused" sees 'terminal of type "dumb"'
-
-finish
+exit $failed

@@ -33,10 +33,11 @@ load() { # MODULE...
 
 check "no sequencer is told" refused 'load it.*modprobe snd-seq$' "$bench" panel --port
 load snd-seq snd-seq-dummy snd-virmidi snd-seq-midi
-check "no permission is told" refused 'denied.*group audio:.*adduser' \
-    setpriv --reuid nobody --regid nogroup --clear-groups "$bench" panel --port
-check "no permission for a device is told" refused 'denied.*group audio:.*adduser' \
-    setpriv --reuid nobody --regid nogroup --clear-groups "$bench" panel --port /dev/snd/midiC0D0
+for port in --port '--port /dev/snd/midiC0D0'; do
+    # shellcheck disable=SC2086  # one word or two
+    check "no permission for $port is told" refused 'denied.*group audio:.*adduser' \
+        setpriv --reuid nobody --regid nogroup --clear-groups "$bench" panel $port
+done
 
 # --- Names, connections ---
 
@@ -57,24 +58,25 @@ check "a client comes by name" said 'port →1 ←0'
 kill -KILL "$(pgrep -x aseqdump)"
 stop $dumping
 check "and goes when it is killed" said 'port →0 ←0'
-check "clients are connected" documented "aconnect '$device' 'Midi Through'"
-check "each way" documented "aconnect 'Midi Through' '$device'"
-check "which is told" said 'port →1 ←1'
+documented "aconnect '$device' 'Midi Through'"
+documented "aconnect 'Midi Through' '$device'"
+check "clients are connected each way" said 'port →1 ←1'
 aconnect -x
 check "and disconnected" said 'port →0 ←0'
 other=$(aconnect -l | sed -n 's/client \(.*\): .Midi Through.*/\1/p')
 long=$(printf '%0200d' 0 | tr 0 x)
-"$bench" play --port="$long" "$dir/wait.scn" >"$dir/long.log" 2>"$dir/long.states" &
-second=$!
-until_so grep -q port "$dir/long.states"
+second() { # ARGUMENT...: one more program
+    "$bench" play "$@" "$dir/wait.scn" >"$dir/second.log" 2>"$dir/second.states" &
+    second=$!
+    until_so grep -q port "$dir/second.states"
+}
+second --port="$long"
 aconnect "$(echo "$long" | cut -c 1-63)" "$other"
-check "a long name counts its own" until_so grep -q '→1 ←0' "$dir/long.states"
+check "a long name counts its own" until_so grep -q '→1 ←0' "$dir/second.states"
 stop $second
-"$bench" play --port "$dir/wait.scn" >"$dir/twin.log" 2>"$dir/twin.states" &
-second=$!
-until_so grep -q port "$dir/twin.states"
+second --port
 aconnect "$other" "$(aconnect -l | sed -n "s/client \(.*\): '$device'.*/\1/p" | tail -n 1)"
-check "of two by one name each counts its own" until_so grep -q '→0 ←1' "$dir/twin.states"
+check "of two by one name each counts its own" until_so grep -q '→0 ←1' "$dir/second.states"
 check "and not the other's" told 'port →0 ←0'
 stop $second
 
@@ -110,12 +112,8 @@ burst() { # COUNT
     echo "        of $1 at one tick $(came | wc -l) came, $(($(lost) - lost_before)) lost"
     [ $(($(came | wc -l) + $(lost) - lost_before)) -eq "$1" ] && in_order
 }
-bursts='100 200 400 1000 2000'
-[ "${2-}" != brief ] || bursts=2000
-for count in $bursts; do
-    check "a burst of $count is accounted for" burst $count
-    check "none of it is lost" [ "$(lost)" -eq 0 ]
-done
+check "a burst of 2000 is accounted for" burst 2000
+check "none of it is lost" [ "$(lost)" -eq 0 ]
 [ "${2-}" != brief ] || exit 0
 kill -STOP $playing # goes on when all is sent
 check "what a stopped program misses is counted" burst 5000
@@ -226,22 +224,17 @@ printf 'board press PLAY_A\nhost until PLAY_A 127\nhost light PLAY_A 5\nwait 100
 play --no-traffic --board /dev/ttyS1 "$dir/board.scn"
 check "a board at a serial port is there" said 'board open'
 until_so grep -q '^» let the board' "$dir/play.log"
-printf '\220\120\177\260\005\101\260\005\101\223\001\177\220\001\177' >/dev/ttyS2
+printf '\220\120\177\260\005\101\220\001\177' >/dev/ttyS2
 wait $playing
 check "it plays, too" [ $? -eq 0 ]
 check "it gets what the daemon sends" sh -c "od -An -v -tx1 '$dir/sent' | tr -d '\n' | grep -q '90 01 05'"
 stop $far
-sed -n '/^The board/,/spoken:/p' "$dir/play.log"
 check "what it has said is told" grep -q '2 of 72 controls have spoken' "$dir/play.log"
-for kind in '1 × note 0x50' '1 × notes on channel 3' '1 × steps from EQ_MID_B'; do
-    check "with what is unknown" grep -q "unknown: $kind" "$dir/play.log"
-done
+check "with what is unknown" grep -q 'unknown: 1 × note 0x50' "$dir/play.log"
 ln -s ttyS1 /dev/ttyUSB0
 in_terminal "$(grep -x './run --board /dev/ttyUSB0' docs/port.md)"
 shows '^ ctlbridge  ch [0-9]*  board open'
-check "the panel begins with what the board says" shows '0 of 72 controls have spoken'
-printf '\220\001\177\220\120\177' >/dev/ttyS2
-check "it names a control" shows '^spoken: PLAY_A'
-check "and what is unknown" shows '^unknown: 1 × note 0x50'
+printf '\220\001\177' >/dev/ttyS2
+check "the panel names a control that speaks" shows '^spoken: PLAY_A'
 quit
 rm -rf "$dir"

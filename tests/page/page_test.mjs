@@ -29,28 +29,22 @@ test('bytes go through text unchanged', () => {
     assert.deepEqual(files.toBytes(files.toString(all)), all);
 });
 
-const FIELD_EDITS = [
-    ['21 1 60 3 0 1 2 PLAY_A\n', 2, '50', '21 1 50 3 0 1 2 PLAY_A\n'],
-    ['21\t1   60 3\r\n', 2, '5', '21\t1   5 3\r\n'],
-    ['DECK_A_1  sync       62 X  # \xfc\n', 2, '50', 'DECK_A_1  sync       50 X  # \xfc\n'],
-    ['21 1\n', 2, '50', '21 1\n'],
-    ['a b', 1, '$&', 'a $&'],
+const setting = (text, value) => files.withSetting(text, 'midi_channel', value);
+const EDITS = [
+    [files.withField('21 1 60 3 0 1 2 PLAY_A\n', 2, '50'), '21 1 50 3 0 1 2 PLAY_A\n'],
+    [files.withField('21\t1   60 3\r\n', 2, '5'), '21\t1   5 3\r\n'],
+    [files.withField('DECK_A_1  sync       62 X  # \xfc\n', 2, '50'), 'DECK_A_1  sync       50 X  # \xfc\n'],
+    [files.withField('21 1\n', 2, '50'), '21 1\n'],
+    [files.withField('a b', 1, '$&'), 'a $&'],
+    [setting('midi_channel=0\nx=1\n', '$&'), 'midi_channel=$&\nx=1\n'],
+    [setting('# midi_channel=3\r\nmidi_channel=0\r\n', '4'), '# midi_channel=3\r\nmidi_channel=4\r\n'],
+    [setting('x=1', '4'), 'x=1\nmidi_channel=4\n'],
+    [setting('x=1\r\n', '4'), 'x=1\r\nmidi_channel=4\r\n'],
+    [setting('', '4'), 'midi_channel=4\n'],
 ];
-test('a field is replaced and nothing around it', () => {
-    for (const [line, at, text, wanted] of FIELD_EDITS)
-        assert.equal(files.withField(line, at, text), wanted);
-});
-
-const SETTING_EDITS = [
-    ['midi_channel=0\nx=1\n', 'midi_channel=$&\nx=1\n'],
-    ['# midi_channel=3\r\nmidi_channel=0\r\n', '# midi_channel=3\r\nmidi_channel=$&\r\n'],
-    ['x=1', 'x=1\nmidi_channel=$&\n'],
-    ['x=1\r\n', 'x=1\r\nmidi_channel=$&\r\n'],
-    ['', 'midi_channel=$&\n'],
-];
-test('a setting is replaced or added', () => {
-    for (const [before, wanted] of SETTING_EDITS)
-        assert.equal(files.withSetting(before, 'midi_channel', '$&'), wanted);
+test('a field or a setting is replaced or added, and nothing around it', () => {
+    for (const [edited, wanted] of EDITS)
+        assert.equal(edited, wanted);
 });
 
 test('what is typed changes only its place, whatever the line ends and the encoding', () => {
@@ -158,12 +152,9 @@ function compare(what, map) {
     assert.equal(engine.answer('check'), native('check', '--json').replace(/"directory": ".*"/, '"directory": ""'), what);
 }
 
-test('200 random configurations: the page and ctlmap say the same', () => {
+test('the page and ctlmap say the same of 200 random configurations and of hostile ones', () => {
     for (let seed = 1; seed <= 200; ++seed)
         compare(`seed ${seed}`, randomConfiguration(delivered, seed));
-});
-
-test('hostile ones, too', () => {
     for (const folder of hostileFolders(resources, join(scratch, 'hostile')).filter(name => !name.endsWith('too_large')))
         compare(folder, mapOf(folder));
 });
