@@ -59,15 +59,15 @@ go() {
     typed "$1"
     check "the cursor is on $1" sees "^$1 .*index"
 }
-recorded() { ls "$dir"/recording-*.scn >/dev/null 2>&1; }
-panel_pid() { pgrep -P "$(tm display-message -p '#{pane_pid}')" -f 'ctlbench panel'; }
 launch() { typed "'$bench' panel $*; echo it ended: \$?"; }
 
 printf 'set -g default-terminal xterm-256color\nset -g escape-time 0\n' >"$dir/tmux.conf"
 cp -r "$resources" "$dir/resources"
 tm new-session -d -x 100 -y 30 -c "$dir" 'PS1="$ " exec sh'
 awaits sees '\$' || echo "no shell came up"
-before=$(stty -g <"$(tm display-message -p '#{pane_tty}')")
+settings() { stty -g <"$(tm display-message -p '#{pane_tty}')"; }
+settings_are_back() { [ "$(settings)" = "$before" ]; }
+before=$(settings)
 
 launch --resources "'$dir/resources'"
 comes_up
@@ -88,16 +88,13 @@ go VOLUME_A
 after "a fader is at its end" '^VOLUME *127' 9
 after "and two steps below" '^VOLUME *125' - -
 check "as the host sees" sees 'host  ← b0 07 7d .*control change'
-mouse 0 7 3 M
-mouse 0 7 3 m
+mouse 0 7 3 M && mouse 0 7 3 m
 check "a click puts it there" sees '^VOLUME *63'
 mouse 64 7 3 M
 check "the wheel turns it" sees '^VOLUME *67'
-mouse 0 16 3 M
-mouse 32 99 3 M
+mouse 0 16 3 M && mouse 32 99 3 M
 check "a fader is dragged, beyond its end too" sees 'EQ_HIGH *127'
-mouse 0 99 3 m
-mouse 0 2 6 M
+mouse 0 99 3 m && mouse 0 2 6 M
 check "the mouse presses a button" sees 'PLAY *▼'
 mouse 0 2 6 m
 check "and lets it go" lacks 'PLAY *▼'
@@ -118,8 +115,7 @@ keys / && typed ''
 after "the wire pauses" 'paused' p
 keys PPage
 check "and scrolls back" lacks 'TOUCH_A released'
-keys End
-check "End goes to the newest line" sees 'TOUCH_A released'
+after "End goes to the newest line" 'TOUCH_A released' End
 keys End End
 check "and goes on" lacks 'paused'
 after "a page shows the keys" 'restart with the files as they are on disk' '?'
@@ -164,16 +160,14 @@ comes_up
 check "it records" sees 'REC'
 after "a note that another control shares is pressed" 'host  ← 90 21 7f' Enter
 after "and released" 'host  ← 80 21 00' Enter
-go PLAY_A
-keys l : && typed 'board turn VOLUME_B 100'
 go PITCH_FADER_A
 keys 3 5 7 8 + + + +
 go PLATTER_B
-keys + + + -
+keys + + + - : && typed 'board turn VOLUME_B 100'
 go METER_B
 after "an Identity Request is answered" 'host  ← f0 7e .*Identity Reply' 5 i
 keys w
-check "the recording is written" recorded
+check "the recording is written" sh -c "ls '$dir'/recording-*.scn"
 check "it plays again without a terminal" sh -c "'$bench' play '$dir'/recording-*.scn >'$dir/played' 2>&1 </dev/null"
 check "and has expectations" grep -q '^host until VOLUME_B 100' "$dir"/recording-*.scn
 sed 's/^host until SYNC_A 127$/host until SYNC_A 126/' "$dir"/recording-*.scn >"$dir/wrong.scn"
@@ -188,7 +182,6 @@ check "80 by 24 has room for all of it" sees '^TRACK_END .*BEAT .*BEAT'
 tm resize-window -x 180 -y 45
 check "a large one shows the screen beside" sees 'Deck B.*Screen'
 after "q ends it" 'it ended: 0' q
-settings_are_back() { [ "$(stty -g <"$(tm display-message -p '#{pane_tty}')")" = "$before" ]; }
 check "the terminal is as before" settings_are_back
 
 mkdir "$dir/machine" "$dir/bin" && touch "$dir/machine/kernel" "$dir/machine/board.dtb" "$dir/machine/initrd"
@@ -203,7 +196,7 @@ typed clear
 launch -- -x
 check "the panel outlives the bridge" sees 'ended with status 1'
 check "and shows the reason" sees 'invalid option'
-kill -TERM "$(panel_pid)"
+kill -TERM "$(pgrep -P "$(tm display-message -p '#{pane_pid}')" -f 'ctlbench panel')"
 check "a signal ends it" sees 'it ended: 0'
 check "the terminal is as before, too" settings_are_back
 
