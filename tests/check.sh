@@ -1,4 +1,4 @@
-# shellcheck shell=sh disable=SC2154
+# shellcheck shell=sh disable=SC2034,SC2154
 # Sourced by what tries programs one by one: $dir is for files; ends with "exit $failed".
 failed=0
 

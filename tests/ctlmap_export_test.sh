@@ -7,6 +7,7 @@ resources=$2
 manual=$3
 dir=$(mktemp -d) || exit 2
 trap 'rm -rf "$dir"' EXIT
+# shellcheck source=tests/check.sh
 . "$(dirname "$0")/check.sh"
 
 edited=$dir/edited

@@ -14,6 +14,7 @@ trap 'exit 1' INT TERM HUP
 map=orvik.midictl.cfg preset=orvik.midictl.cfg0.txt settings=orvik.sys.cfg
 # shellcheck disable=SC2034
 colors=orvik.color.cfg places=orvik.softlabelpos.cfg labels=orvik.miditxt.cfg0.txt
+# shellcheck source=tests/check.sh
 . "$(dirname "$0")/check.sh"
 
 mkdir "$dir/bin"

@@ -159,13 +159,6 @@ test('the page and ctlmap say the same of 200 random configurations and of hosti
         compare(folder, mapOf(folder));
 });
 
-test('a checked copy is the one of the script, or there is none', () => {
-    const preset = text => new Engine(module, new Map([...delivered, ['orvik.midictl.cfg7.txt', files.toBytes(text)]]))
-        .checkedCopy('orvik.midictl.cfg7.txt');
-    assert.equal(files.toString(preset('# a\nPLAY_A 50\r\n')), '\nPLAY_A 50\n');
-    assert.equal(preset('PLAY_A\n'), null);
-});
-
 // --- Playing ---
 
 function played(map = delivered) {
