@@ -130,6 +130,13 @@ check "differences: status" [ $? -eq 1 ]
 check "differences" diff "$dir/wanted" "$dir/differences"
 check "no differences" "$ctlmap" diff "$resources" "$resources"
 
+# One thing alone counts, too.
+cp -R "$resources" "$dir/gone" && sed -i '/^DECK_A_2 /d' "$dir/gone/orvik.miditxt.cfg0.txt"
+cp -R "$resources" "$dir/one" && sed -i 's/^24 4 /24 5 /' "$dir/one/orvik.midictl.cfg"
+check "a label is gone" tells 1 "label DECK_A_2: is gone" "$ctlmap" diff "$resources" "$dir/gone"
+check "a number differs" tells 1 "note to the board 4 -> 5" "$ctlmap" diff "$resources" "$dir/one"
+check "one error is told of" tells 0 "not all of it works" "$ctlmap" export "$dir/one"
+
 while IFS='|' read -r text args; do
     # shellcheck disable=SC2086  # a list of words
     check "ctlmap $args: refused" tells 2 "$text" env -C "$dir" "$ctlmap" $args

@@ -44,6 +44,7 @@ finish() {
     content "$dir/resources" >"$dir/listed"
     ctlmap check "$dir/resources" >"$dir/output" 2>&1
     status=$?
+    ctlmap check --json "$dir/resources" >>"$dir/all.json"
     content "$dir/resources" | cmp -s - "$dir/listed" || echo "it has changed something" >>"$dir/output"
     case $edits in *select_preset*) usual= ;; *) usual=$delivered ;; esac
     sed "s|^$dir/resources/||" "$dir/output" | grep -vxF "$usual" | grep -v '^[0-9]* errors*, ' >"$dir/found"
@@ -82,6 +83,39 @@ ctlmap rules >"$dir/rules"
 for rule in $(sed -n 's/^| `\([^`]*\)`.*/\1/p' "$dir/rules"); do
     check "a case finds $rule" grep -qF "[$rule]" "$source"/tests/ctlmap/*.txt
 done
+
+# The controls that findings are about, as the panel and the page mark them.
+if [ -z "${3-}" ]; then
+    cat >"$dir/expected" <<'END'
+["add-data",2,4,14,15,22]
+["board-ignored",0,18,23,34,54]
+["board-number",21,22,24,25,26,27,33,76,82,83]
+["channel-mode",16]
+["data-position",12]
+["data-type",0,21,72,82]
+["extra-field",8]
+["host-only",0,2,12,21,33,72,82]
+["indented",24]
+["index-twice",21]
+["label-left",23,24,27,28,35,36,37,44,45]
+["no-line",5,22,23,24,82]
+["not-a-number",22,25]
+["not-ascii",22]
+["number-range",13,16,22,23,43]
+["preset-other",0,24]
+["preset-part",16,44,45]
+["preset-twice",21]
+["rate",0]
+["refused",40]
+["run-on",22]
+["same-message",0,2,4,22,37,65]
+["shadowed",72,81,83]
+["type-dark",21,23,72,82]
+END
+    jq -cs '[.[].findings[] | select(.control != null)] | group_by(.rule)[] |
+        [.[0].rule] + ([.[].control] | unique)' "$dir/all.json" >"$dir/found"
+    ok "controls of findings" diff "$dir/expected" "$dir/found"
+fi
 
 # Its options, on a warning and a note in a directory beside its own that it cannot write.
 rm -rf "$dir/resources" && cp -r "$source/resources" "$dir/resources"
