@@ -38,7 +38,7 @@ cat >"$dir/wanted" <<'END'
 ["94 32 vv","84 32 vv"]
 ["90 01 vv"]
 [false,true,null]
-["controller",70,["B0 46 vv"]]
+["controller",70,["B0 46 vv"],0,127]
 ["",0,false]
 ["controller",80,["B0 50 vv"],48,55,200]
 [null,null,null,null]
@@ -52,7 +52,7 @@ jq -c '[.schema, .channel, .preset, .vendor_id, .manufacturer, .product_name],
     (.controls[20] | [.mode, .step, .passes, .from_host, .to_board, .off_darkens, .label]),
     .controls[21].from_board.bytes, .controls[21].to_host.bytes, .controls[21].from_host.bytes, .controls[21].to_board.bytes,
     [.controls[21, 22, 82].off_darkens],
-    (.controls[78].to_board | [.type, .number, .bytes]),
+    (.controls[78].to_board | [.type, .number, .bytes, .min, .max]),
     (.controls[79] | [.name, .from_host.number, .off_darkens]),
     (.controls[82] | .to_board + {passes} | [.type, .number, .bytes, .min, .max, .passes]),
     (.controls[84] | [.from_board, .to_host, .from_host, .to_board]),
