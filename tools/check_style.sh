@@ -6,8 +6,8 @@
 set -u
 build=$1
 cd "$(dirname "$0")/.." || exit 2
-code=src
-[ "${2-}" != all ] || code='src engine ctlmap bench tests'
+# Tools and tests may copy, pad and branch as reads best, and count nothing near the end of an int.
+less='-performance-*,-bugprone-branch-clone,-*.Padding,-bugprone-implicit-widening*,-bugprone-misplaced-widening-cast'
 failed=0
 
 check() { # WHAT COMMAND...
@@ -29,10 +29,10 @@ no_dynamic_memory() {
         "$build/asked_for" && grep -qx printf "$build/asked_for"
 }
 
-tidy() {
+tidy() { # DIRECTORIES [CHECKS]
     # shellcheck disable=SC2086  # a list of words
-    find $code -name '*.cpp' -print0 | xargs -0 -n 2 -P "$(nproc)" \
-        clang-tidy --quiet --extra-arg=-Wno-unknown-warning-option -p "$build"
+    find $1 -name '*.cpp' -print0 | xargs -0 -n 2 -P "$(nproc)" \
+        clang-tidy --quiet --extra-arg=-Wno-unknown-warning-option ${2:+--checks=$2} -p "$build"
 }
 
 # shellcheck disable=SC2046  # lists of words
@@ -42,6 +42,7 @@ tidy() {
     check "shell scripts" shellcheck -x --severity=warning --exclude=SC2033 \
         .ci/run run test prove dist/ctlbridge.init bench/machine/root/opt/bench/latency bench/port/init $(find bench dist resources tests tools -name "*.sh")
     check "no dynamic memory in the daemon" no_dynamic_memory
-    check "clang-tidy: $code" tidy
+    check "clang-tidy: the daemon" tidy src
+    [ "${2-}" != all ] || check "clang-tidy: tools and tests" tidy "engine ctlmap bench tests" "$less"
 }
 exit $failed

@@ -75,7 +75,7 @@ void introduce(snd_seq_t* sequencer, const std::string& name) {
     snd_seq_set_client_info(sequencer, client);
 }
 
-class MidiPort : public Outside {
+class MidiPort final : public Outside {
   public:
     explicit MidiPort(const std::string& name);
 
