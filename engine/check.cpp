@@ -5,7 +5,6 @@
 namespace engine {
 
 void examine(examined* to) {
-    forget_findings();
     load(&to->of);
     if (to->of.base_found) {
         ask(to->of, &to->does);

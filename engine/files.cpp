@@ -61,7 +61,7 @@ void read_file(int dir, const char* name) {
     const int fd = is_file ? openat(dir, name, O_RDONLY | O_CLOEXEC) : -1;
     file* const one = put_file(name, {});
     if (one != nullptr) {
-        one->state = !there ? UNREADABLE : !is_file ? NOT_A_FILE : fd < 0 ? UNREADABLE : READ;
+        one->state = there && !is_file ? NOT_A_FILE : UNREADABLE;
         one->may_run = is_file && (status.st_mode & S_IXUSR) != 0;
         one->state = fd >= 0 ? read_text(fd, one) : one->state;
     }

@@ -29,8 +29,6 @@ int dropped_findings();
 
 int count_findings(severity level);
 
-void forget_findings();
-
 // Adds a finding; one that is there already, in file, line and text, is not added again. Control
 // characters in it become question marks.
 [[gnu::format(printf, 5, 6)]] void report(rule_ref by, std::string_view file, int line, int control,

@@ -16,18 +16,18 @@ cp -R "$resources" "$edited"
 sed -i 's/^21 1 60 3 0 1/21 1 50 3 0 0/; s/ PLAY_B$/ PLAY,B/; s/ FX_1_A$/ =1+1/; s/ FX_2_A$/ \x1b[2JFX/; s/^12 .*/12 12 19 0 1 64 9 PLATTER_A/
     s/^78 .*/78 70 117 1 0 0 2 BEAT_A/; /^79 /d; s/^11 .*/11 11 18 0 1 32 4 PITCH_FADER_B/' "$edited/orvik.midictl.cfg"
 sed -i 's/^midi_channel=.*/midi_channel=4/; s/^midi_preset=.*/midi_preset=3/; s/^manufacturer=.*/manufacturer=A, "B/
-    s/^product_name=.*/product_name=Ä, \xFC\xE0/; s/^vendor_id=.*/vendor_id=0x1d50/' "$edited/orvik.sys.cfg"
+    s/^product_name=.*/product_name=À°, \xFC\xE0/; s/^vendor_id=.*/vendor_id=0x1d50/' "$edited/orvik.sys.cfg"
 sed -i 's/^DECK_A_1 .*/DECK_A_1 one,"two" 62 GREEN GREY/; /^DECK_A_2 /d; s/^\(DECK_A_3 .*\) 67 /\1 127 /
     s/^DECK_A_4 \(.*\) 68 /DECK_A_40 \1 1 /' "$edited/orvik.miditxt.cfg0.txt"
 sed -i 's/^5 2 /6 3 /; s/^14 12 .*/14 12 DECK_A_40/' "$edited/orvik.softlabelpos.cfg"
-sed -i 's/^2 .*/2 \\033[32m GREEN/; s/^10 .*/10 \\033[2;32m DARK_GREEN/' "$edited/orvik.color.cfg"
+sed -i 's/^2 .*/2 \\033[32m GREEN/; s/^10 .*/10 \\033[2;32m DARK_GREEN/; s/^8 .*/8 =30 GREY/' "$edited/orvik.color.cfg"
 echo VOLUME_A 99 >"$edited/orvik.midictl.cfg3.txt.ok"
 ls -lR --time-style=full-iso "$edited" >"$dir/before"
 
 check "what the daemon refuses is told of" tells 0 "not all of it works" "$ctlmap" export "$edited" --format json
 "$ctlmap" export "$edited" >"$dir/json" 2>/dev/null
 cat >"$dir/wanted" <<'END'
-["ctlmap-2",4,3,"0x1d50","","Ä, üà"]
+["ctlmap-2",4,3,"0x1d50","","À°, üà"]
 [[10,"LED"],[51,"button"],[1,"encoder"],[2,"meter"],[2,"platter"],[16,"pot"],[1,"spare"],[2,"touched platter"]]
 {"type":"controller","number":0,"bytes":["B0 00 vv","B1 00 vv"],"min":0,"max":255}
 {"type":"controller","number":99,"bytes":["B4 63 vv"],"min":0,"max":127}
@@ -42,7 +42,7 @@ cat >"$dir/wanted" <<'END'
 ["",0,false]
 ["controller",80,["B0 50 vv"],48,55,200]
 [null,null,null,null]
-{"place":"DECK_A_1","line":19,"drawn":true,"text":"ONE,\"TWO\"","note":62,"row":3,"column":2,"on_color":"GREEN","on_sequence":"\\033[32m","off_color":"GREY","off_sequence":"\\033[1;30m"}
+{"place":"DECK_A_1","line":19,"drawn":true,"text":"ONE,\"TWO\"","note":62,"row":3,"column":2,"on_color":"GREEN","on_sequence":"\\033[32m","off_color":"GREY","off_sequence":"=30"}
 ["DECK_A_3","DECK_A_40"]
 END
 jq -c '[.schema, .channel, .preset, .vendor_id, .manufacturer, .product_name],
@@ -90,7 +90,7 @@ channel 0 -> 4
 preset none -> 3
 USB vendor "0x1209" -> "0x1d50"
 USB name of the manufacturer "Orvik" -> ""
-USB name of the product "Orvik Two Deck" -> "Ä, üà"
+USB name of the product "Orvik Two Deck" -> "À°, üà"
 VOLUME_A (index 0): controller to the host 7 -> 99
 PITCH_FADER_B (index 11): mode absolute -> relative
 PITCH_FADER_B (index 11): units in a step none -> 4
@@ -122,6 +122,7 @@ label DECK_A_3: column 2 -> 3
 label DECK_A_4: is gone
 label DECK_A_12: is gone
 label DECK_A_40: is new
+colour GREY: sequence "\033[1;30m" -> "=30"
 colour GREEN: sequence "\033[1;32m" -> "\033[32m"
 colour DARK_GREEN: sequence "\033[0;32m" -> "\033[2;32m"
 END
