@@ -139,7 +139,7 @@ void change_mapping(Random& random, Words* lines) {
     if (change < 2) {
         line = (change == 0 ? "# " : " ") + line;
     } else if (change == 2) {
-        line.erase(line.find_last_of(' '));
+        line.erase(std::min(line.find_last_of(' '), line.size()));
     } else if (change == 3) {
         lines->push_back(line);
         change_field(random, &lines->back(), {1, 2, 3, 4, 5});
