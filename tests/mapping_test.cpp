@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <map>
+#include <sstream>
 
 namespace bench {
 namespace {
@@ -108,4 +111,21 @@ TEST(Setup, PresetAndChannel) {
 }
 
 }  // namespace
+// A control in one and not in the other would be judged by nobody.
+TEST(Mapping, KnowsTheControlsThatAreDelivered) {
+    std::ifstream file(SCENARIOS_DIR "/../../resources/orvik.midictl.cfg");
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    Mapping mapping;
+    mapping.apply_base(text);
+    for (const Control& control : mapping.controls()) {
+        EXPECT_TRUE(control.mapped) << control.index;
+    }
+    int records = 0;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        records += !line.empty() && line[0] != '#' ? 1 : 0;
+    }
+    EXPECT_EQ(records, CONTROL_COUNT);
+}
+
 }  // namespace bench
