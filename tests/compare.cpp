@@ -41,47 +41,44 @@ namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
 using Row = std::map<std::string, std::string>;
 
-constexpr int POTS = 21, BUTTONS_END = 72, LIGHTS_END = 82, CONTROLS = 85;
 constexpr int TRAFFIC_LED = 0x38;  // its commands are left out of what the board is told to get
 constexpr const char* MAPPING = "orvik.midictl.cfg";
 constexpr const char* PRESET = "orvik.midictl.cfg0.txt";
 constexpr const char* SETTINGS = "orvik.sys.cfg";
 constexpr const char* LABELS = "orvik.miditxt.cfg0.txt";
 constexpr const char* PLACES = "orvik.softlabelpos.cfg";
-constexpr const char* COLORS = "orvik.color.cfg";
-constexpr const char* FILES[] = {MAPPING, PRESET, SETTINGS, LABELS, PLACES, COLORS};
+constexpr const char* FILES[] = {MAPPING, PRESET, SETTINGS, LABELS, PLACES, "orvik.color.cfg"};
 
 int seed;
-int& statements =  // of all processes
-    *static_cast<int*>(
-        mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-int differences = 0;
+struct Counts {
+    int statements, differences;
+};
+Counts& counts = *static_cast<Counts*>(  // of all processes
+    mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 FILE* report;  // standard output, which the daemon's modules use, too
 
 // A statement of ctlmap, and what to say when it is not so.
 void hold(bool is_so, const std::string& difference) {
-    ++statements;
+    ++counts.statements;
     if (!is_so) {
-        ++differences;
+        ++counts.differences;
         fprintf(report, "configuration %d: %s\n", seed, difference.c_str());
+        fflush(report);
     }
 }
 
 // --- Random configurations ---
 
-class Random {
-  public:
-    explicit Random(int seed_of_it) : engine_(static_cast<unsigned>(seed_of_it)) {}
-    int below(int end) { return static_cast<int>(engine_() % static_cast<unsigned>(end)); }
-    bool once_in(int times) { return below(times) == 0; }
-    template <typename T>
-    const T& of(const std::vector<T>& all) {
-        return all[static_cast<size_t>(below(static_cast<int>(all.size())))];
-    }
+std::mt19937 dice;
 
-  private:
-    std::mt19937 engine_;
-};
+int below(int end) {
+    return static_cast<int>(dice() % static_cast<unsigned>(end));
+}
+
+template <typename T>
+const T& one_of(const std::vector<T>& all) {
+    return all[static_cast<size_t>(below(static_cast<int>(all.size())))];
+}
 
 Words parts(const std::string& text, char end) {
     Words all;
@@ -105,162 +102,124 @@ Words split(const std::string& line) {
     return {std::istream_iterator<std::string>(words), {}};
 }
 
-std::vector<size_t> data_lines(const Words& lines) {
-    std::vector<size_t> found;
-    for (size_t i = 0; i < lines.size(); ++i) {
-        if (!lines[i].empty() && lines[i][0] != '#' && lines[i][0] != ' ') {
-            found.push_back(i);
+std::string& data_line(Words* lines) {
+    for (;;) {
+        std::string& line = (*lines)[static_cast<size_t>(below(static_cast<int>(lines->size())))];
+        if (!line.empty() && line[0] != '#' && line[0] != ' ') {
+            return line;
         }
     }
-    return found;
 }
 
 // A number that fits, more often than not.
-std::string odd_number(Random& random) {
-    const std::vector<int> odd = {-1, -5, 0, 1, 2, 3, 4, 16, 48, 127, 128, 200, 255, 256, 258, 300};
-    const int any = random.below(128);
-    return std::to_string(random.once_in(2) ? any == TRAFFIC_LED ? 0 : any : random.of(odd));
+std::string odd_number() {
+    const int any = below(128);
+    return std::to_string(below(2) == 0 ? any == TRAFFIC_LED ? 0 : any
+                                        : one_of<int>({-1, -5, 0, 1, 2, 3, 4, 16, 48, 127, 128, 200,
+                                                       255, 256, 258, 300}));
 }
 
-void change_field(Random& random, std::string* line, const std::vector<int>& which) {
+void set_word(std::string* line, size_t at, const std::string& value) {
     Words words = split(*line);
-    const size_t at = static_cast<size_t>(random.of(which));
     if (at < words.size()) {
-        words[at] = odd_number(random);
-        *line = joined(words, random.once_in(20) ? "\t" : " ");
+        words[at] = value;
+        *line = joined(words, below(20) == 0 ? "\t" : " ");
     }
 }
 
-void change_mapping(Random& random, Words* lines) {
-    const std::vector<size_t> data = data_lines(*lines);
-    std::string& line = (*lines)[random.of(data)];
-    std::string& other = (*lines)[random.of(data)];
-    const int change = random.below(14);
+void change_mapping(Words* lines) {
+    std::string& line = data_line(lines);
+    const size_t at = one_of<size_t>({0, 1, 2, 2, 2, 2, 3, 4, 5, 6});
+    const std::string value = at == 3 || at == 4 ? std::to_string(below(6) - 1) : odd_number();
+    const int change = below(12);
     if (change < 2) {
         line = (change == 0 ? "# " : " ") + line;
     } else if (change == 2) {
         line.erase(std::min(line.find_last_of(' '), line.size()));
     } else if (change == 3) {
+        const Words other = split(data_line(lines));
+        set_word(&line, 1, other.size() > 1 ? other[1] : "");
+    } else if (change == 4) {
         lines->push_back(line);
-        change_field(random, &lines->back(), {1, 2, 3, 4, 5});
-    } else if (change == 5) {
-        Words a = split(line), b = split(other);
-        if (a.size() > 2 && b.size() > 2) {
-            std::swap(a[1], b[1]);
-            line = joined(a, " ");
-            other = joined(b, " ");
-        }
+        set_word(&lines->back(), std::max<size_t>(at, 1), value);
     } else {
-        change_field(random, &line,
-                     change == 4 ? std::vector{0} : std::vector{1, 2, 2, 2, 3, 4, 5, 6});
+        set_word(&line, at, value);
     }
 }
 
-void set(Words* settings, const std::string& key, const std::string& value) {
-    *std::find_if(settings->begin(), settings->end(),
-                  [&](const std::string& line) { return line.starts_with(key); }) = key + value;
+// The line must be there.
+void set(Words* lines, const std::string& line, const std::string& value) {
+    *std::find(lines->begin(), lines->end(), line) = line.substr(0, line.find('=') + 1) + value;
 }
 
-void change_preset(Random& random, std::string* preset, const Words& mapping, Words* settings) {
-    for (int i = random.below(6); i >= 0; --i) {
-        const Words words = split(mapping[random.of(data_lines(mapping))]);
-        std::string name = words.empty() ? "X" : words.back();
-        if (random.once_in(6)) {
-            name = name.substr(0, name.size() / 2 + 1);
-        }
-        *preset += name + " " + odd_number(random) + (random.once_in(20) ? " 3\n" : "\n");
-    }
-    set(settings, "midi_preset=", random.once_in(5) ? "7" : "0");
-}
-
-void change_labels(Random& random, Words* lines) {
-    std::string& line = (*lines)[random.of(data_lines(*lines))];
-    Words words = split(line);
-    const size_t at = static_cast<size_t>(random.below(5));
-    if (words.size() == 5) {
-        words[at] = at == 2 ? odd_number(random) : random.once_in(2) ? "NOWHERE" : "WHITE";
-        line = joined(words, " ");
-    }
-}
-
-const Words CHANNELS = {"3", "15", "16", "", "abc", "300", " 7", "9\r"};
-
-std::map<std::string, std::string> make_configuration(const fs::path& delivered) {
-    Random random(seed);
+void write_configuration(const fs::path& delivered) {
+    dice.seed(static_cast<unsigned>(seed));
     std::map<std::string, Words> files;
-    std::string preset;
     for (const char* name : FILES) {
         files[name] = parts(read_file(delivered / name), '\n');
     }
-    for (int i = random.below(random.once_in(4) ? 60 : 6); i > 0; --i) {
-        change_mapping(random, &files[MAPPING]);
+    for (int i = below(below(4) == 0 ? 60 : 6); i > 0; --i) {
+        change_mapping(&files[MAPPING]);
     }
-    if (random.once_in(3)) {
-        change_preset(random, &preset, files[MAPPING], &files[SETTINGS]);
+    if (below(3) == 0) {
+        for (files[PRESET] = {}; files[PRESET].empty() || below(4) > 0;) {
+            const Words words = split(data_line(&files[MAPPING]));
+            const std::string name = words.empty() ? "X" : words.back();
+            files[PRESET].push_back(
+                name.substr(0, below(6) == 0 ? name.size() / 2 + 1 : name.npos) + " " +
+                odd_number() + (below(20) == 0 ? " 3" : ""));
+        }
+        set(&files[SETTINGS], "midi_preset=", below(5) == 0 ? "7" : "0");
     }
-    if (random.once_in(3) && !random.once_in(3)) {
-        set(&files[SETTINGS], "midi_channel=", random.of(CHANNELS));
+    if (below(5) == 0) {
+        set(&files[SETTINGS], "midi_channel=0",
+            one_of<std::string>({"3", "15", "16", "", "abc", "300", " 7", "9\r"}));
     }
-    for (int i = random.below(4); i > 0; --i) {
-        change_labels(random, &files[LABELS]);
+    for (int i = below(4); i > 0; --i) {
+        const size_t at = one_of<size_t>({0, 1, 2, 3, 4});
+        set_word(&data_line(&files[LABELS]), at,
+                 at == 2 ? odd_number() : one_of<std::string>({"NOWHERE", "WHITE"}));
     }
-    if (random.once_in(6)) {
-        files[PLACES].erase(files[PLACES].end() - random.below(12), files[PLACES].end());
+    if (below(6) == 0) {
+        files[PLACES].erase(files[PLACES].end() - below(12), files[PLACES].end());
     }
-    std::map<std::string, std::string> texts;
     for (const auto& [name, lines] : files) {
-        texts[name] = joined(lines, random.once_in(12) ? "\r\n" : "\n") + "\n";
+        write_resource(name, joined(lines, below(12) == 0 ? "\r\n" : "\n") + "\n");
     }
-    texts[PRESET] = preset.empty() ? texts[PRESET] : preset;
-    return texts;
 }
 
 // --- What ctlmap says ---
 
 std::string output_of(const std::string& command) {
-    FILE* const pipe = popen(command.c_str(), "r");
-    std::string text;
-    char part[4096];
-    for (size_t size; (size = fread(part, 1, sizeof part, pipe)) > 0;) {
-        text.append(part, size);
-    }
-    pclose(pipe);
-    return text;
+    return system((command + " >said 2>/dev/null").c_str()) < 0 ? "" : read_file("said");
 }
 
 std::vector<Row> exported(const std::string& ctlmap) {
     std::vector<Row> rows;
-    Words names;
-    for (const std::string& line :
-         parts(output_of(ctlmap + " export ../resources --format csv 2>/dev/null"), '\n')) {
-        const Words cells = parts(line, ',');
-        if (names.empty()) {
-            names = cells;
-            continue;
-        }
+    const Words lines = parts(output_of(ctlmap + " export ../resources --format csv"), '\n');
+    const Words names = parts(lines.at(0), ',');
+    for (size_t i = 1; i < lines.size(); ++i) {
+        const Words cells = parts(lines[i], ',');
         rows.emplace_back();
-        for (size_t i = 0; i < cells.size(); ++i) {
-            rows.back()[names.at(i)] = cells[i];
+        for (size_t at = 0; at < cells.size(); ++at) {
+            rows.back()[names.at(at)] = cells[at];
         }
     }
     return rows;
 }
 
 struct Finding {
-    std::string severity, rule;
-    int control;
-    std::string file;
+    std::string file, rule;
+    int control;  // NONE: it is about no single one
 };
+constexpr int NONE = -1;
 
 std::vector<Finding> findings_of(const std::string& ctlmap) {
+    std::istringstream words(
+        output_of(ctlmap + " check --json ../resources | jq -r '.findings[] | "
+                           "select(.severity != \"note\") | .file, .rule, .control // -1'"));
     std::vector<Finding> found;
-    const std::string command = ctlmap +
-                                " check --json ../resources | jq -r '.findings[] | "
-                                "\"\\(.severity) \\(.rule) \\(.control // -1) \\(.file)\"'";
-    for (const std::string& line : parts(output_of(command), '\n')) {
-        std::istringstream words(line);
-        Finding one;
-        words >> one.severity >> one.rule >> one.control >> one.file;
+    for (Finding one; words >> one.file >> one.rule >> one.control;) {
         found.push_back(one);
     }
     return found;
@@ -268,162 +227,141 @@ std::vector<Finding> findings_of(const std::string& ctlmap) {
 
 int number_in(const Row& row, const std::string& key) {
     const std::string& text = row.at(key);
-    return text.empty() ? -1 : std::stoi(text);
+    return text.empty() ? NONE : std::stoi(text);
 }
 
 // --- What the daemon does ---
 
 constexpr int LONGEST_RATE = 256;  // passes between two messages of a control
 
-// Passes after which the control may send again.
-int passes_of(const Row& row) {
-    return row.at("passes").empty() ? 1 : number_in(row, "passes") + 1;
-}
+struct Message {
+    int status, number, value;  // NONE, in a form: it varies
 
-std::string send(const std::string& from_board, const std::string& from_host, int passes = 1) {
-    std::string told = pass(from_board, from_host);
-    for (; passes > 1; --passes) {
-        told += " " + pass("", "");
+    bool is_like(const Message& other) const {
+        return status == other.status && number == other.number;
     }
-    return told;
-}
+};
+using Messages = std::vector<Message>;
 
-std::string message(int status, int number, int value) {
+std::string bytes_of(int status, int number, int value) {
     return bench::hex({static_cast<u8>(status), static_cast<u8>(number), static_cast<u8>(value)});
 }
 
-// The three-byte messages that reach one end, "90 3c 7f" each.
-Words messages_to(const std::string& end, const std::string& told) {
-    Words found;
-    bool is_its = false;
-    int bytes = 0;
-    for (const std::string& word : split(told)) {
-        if (word.size() > 3) {  // an end or a ring
-            is_its = word == end;
-        } else if (is_its && bytes++ % 3 == 0) {
-            found.push_back(word);
-        } else if (is_its) {
-            found.back() += " " + word;
-        }
+std::string text_of(const Messages& all) {
+    Words words;
+    for (const Message& one : all) {
+        words.push_back(bytes_of(one.status, one.number, one.value));
+    }
+    return joined(words, ", ");
+}
+
+// Of "90 3C 7F; 80 3C vv", as well.
+Messages messages_in(const Words& words) {
+    const auto byte = [](const std::string& word) {
+        return word == "vv" ? NONE : std::stoi(word, nullptr, 16);
+    };
+    Messages found;
+    for (size_t i = 0; i + 2 < words.size(); i += 3) {
+        found.push_back({byte(words[i]), byte(words[i + 1]), byte(words[i + 2])});
     }
     return found;
 }
 
-Words host_gets(const std::string& from_board, int passes = 1) {
-    return messages_to("host", send(from_board, "", passes));
-}
-
-Words board_gets(const std::string& from_host, int passes = 1) {
-    return messages_to("board", send("", from_host, passes));
-}
-
-// "90 3C 7F; 80 3C vv" as forms in lower case.
-Words forms_in(const std::string& cell) {
-    Words forms;
-    for (std::string form : parts(cell, ';')) {
-        std::transform(form.begin(), form.end(), form.begin(), tolower);
-        forms.push_back(form.substr(form[0] == ' ' ? 1 : 0));
-    }
-    return forms;
-}
-
-// Every message is one that is claimed, and its last byte within the claimed range.
-void compare(const std::string& what, const Row& row, const std::string& way, const Words& got) {
-    const Words forms = forms_in(row.at(way + "_bytes"));
-    std::string wrong = got.empty() && !forms.empty() ? "nothing " : "";
-    for (const std::string& message : got) {
-        const int value = std::stoi(message.substr(6), nullptr, 16);
-        const auto fits = [&](const std::string& form) {
-            return message.substr(0, 5) == form.substr(0, 5) &&
-                   (form.ends_with("vv") || form.substr(6) == message.substr(6));
-        };
-        if (std::none_of(forms.begin(), forms.end(), fits) ||
-            value < number_in(row, way + "_min") || value > number_in(row, way + "_max")) {
-            wrong += message + " ";
+// What reaches one end of what the other one sends, until the control may send again.
+Messages gets(const std::string& end, const std::string& bytes, int passes) {
+    Words got;
+    for (int i = 0; i < passes; ++i) {
+        const std::string fed = i == 0 ? bytes : "";
+        bool is_its = false;
+        for (const std::string& word : split(end == "host" ? pass(fed, "") : pass("", fed))) {
+            if (word.size() > 3) {  // an end or a ring
+                is_its = word == end;
+            } else if (is_its) {
+                got.push_back(word);
+            }
         }
     }
-    hold(wrong.empty(), what + ": " + wrong + "instead of " + row.at(way + "_bytes"));
+    return messages_in(got);
 }
 
-int board_number(int idx) {
-    if (idx < POTS) {
-        return idx < 18 ? idx : 0x40 + idx - 18;
-    }
-    return idx < 65 ? idx - 20 : idx - 1;
-}
-
-bool gives_steps(int idx) {
-    return (idx >= 12 && idx <= 15) || idx == 18;
+int passes_of(const Row* row) {
+    return row == nullptr || row->at("passes").empty() ? 1 : number_in(*row, "passes") + 1;
 }
 
 std::string named(const Row& row) {
     return row.at("name") + " (" + row.at("index") + ")";
 }
 
-// What a button or pot makes the host get.
-std::map<int, Words> sent_to_host;
+// Every message is one that is claimed, and its last byte within the claimed range.
+void compare(const Row& row, const std::string& way, const Messages& got) {
+    const Messages forms = messages_in(split(row.at(way + "_bytes")));
+    const auto is_claimed = [&](const Message& one) {
+        const auto fits = [&](const Message& form) {
+            return form.is_like(one) && (form.value == NONE || form.value == one.value);
+        };
+        return std::any_of(forms.begin(), forms.end(), fits) &&
+               one.value >= number_in(row, way + "_min") &&
+               one.value <= number_in(row, way + "_max");
+    };
+    hold(got.empty() == forms.empty() && std::all_of(got.begin(), got.end(), is_claimed),
+         named(row) + " " + way + ": " + text_of(got) + " instead of " + row.at(way + "_bytes"));
+}
 
-void append(Words* all, const Words& more) {
+void append(Messages* all, const Messages& more) {
     all->insert(all->end(), more.begin(), more.end());
 }
 
-Words play_button(const Row& row, int idx) {
-    Words got = host_gets(message(0x90, board_number(idx), 0x40));
-    compare(named(row) + " pressed", row, "to_host", got);
-    const Words released = host_gets(message(0x80, board_number(idx), 0x11));
-    compare(named(row) + " released", row, "to_host", released);
-    append(&got, released);
-    return got;
-}
-
-Words play_pot(const Row& row, int idx) {
-    Words all;
-    for (const int position : {200, 3, 255, 0, 90}) {
-        const Words got = host_gets(
-            message(0xB0 | position >> 7, board_number(idx), position & 0x7F), passes_of(row));
-        hold(row.at("mode") != "absolute" ||
-                 (got.size() == 1 && std::stoi(got[0].substr(6), nullptr, 16) == position / 2),
-             named(row) + " at " + std::to_string(position) + ": " + joined(got, ", "));
+Messages play_button(const Row& row, int number) {
+    Messages all;
+    for (const int status : {0x90, 0x80}) {
+        const Messages got = gets("host", bytes_of(status, number, 0x40), 1);
+        compare(row, "to_host", got);
         append(&all, got);
     }
-    compare(named(row) + " moved", row, "to_host", all);
     return all;
 }
 
-Words play_steps(const Row& row, int idx) {
-    const int number = board_number(idx);
-    if (row.at("mode") == "absolute") {
-        compare(named(row) + " turned", row, "to_host",
-                host_gets(message(0xB0, number, 0x45), passes_of(row)));
-        return {};
+// One that sends steps may be silent at first.
+Messages play_pot(const Row& row, int number) {
+    Messages all;
+    for (const int position : {200, 3, 255, 0, 90}) {
+        const Messages got =
+            gets("host", bytes_of(0xB0 | position >> 7, number, position & 0x7F), passes_of(&row));
+        hold(row.at("mode") != "absolute" || (got.size() == 1 && got[0].value == position / 2),
+             named(row) + " at " + std::to_string(position) + ": " + text_of(got));
+        append(&all, got);
     }
-    const int units = number_in(row, "step");
+    compare(row, "to_host", all);
+    return all;
+}
+
+Messages play_steps(const Row& row, int number) {
     const auto turn = [&](int by) {
-        std::string reports;
+        std::string reports = by == 0 ? bytes_of(0xB0, number, 0x40) : "";  // at rest
         for (; by > 0; by -= 63) {
-            reports += message(0xB0, number, 0x40 + std::min(by, 63)) + " ";
+            reports += bytes_of(0xB0, number, 0x40 + std::min(by, 63)) + " ";
         }
-        return host_gets(reports, 2 * passes_of(row));
+        return gets("host", reports, 2 * passes_of(&row));
     };
-    const auto rest = [&] { return host_gets(message(0xB0, number, 0x40), 2 * passes_of(row)); };
-    rest();
-    hold(units <= 1 || turn(units - 1).empty(),
+    const bool is_absolute = row.at("mode") == "absolute";
+    const int units = is_absolute ? 5 : number_in(row, "step");
+    turn(0);
+    hold(is_absolute || units <= 1 || turn(units - 1).empty(),
          named(row) + ": a step of fewer units than " + row.at("step"));
-    rest();
-    const Words moved = turn(units);
-    hold(moved.size() == 1 && moved[0].ends_with("41"),
-         named(row) + ": " + row.at("step") + " units are not a step: " + joined(moved, ", "));
-    compare(named(row) + " turned", row, "to_host", moved);
-    hold((row.at("rests") == "true") != rest().empty(),
+    turn(0);
+    const Messages moved = turn(units);
+    compare(row, "to_host", moved);
+    hold(is_absolute || (moved.size() == 1 && moved[0].value == 0x41),
+         named(row) + ": " + row.at("step") + " units are not a step: " + text_of(moved));
+    hold(is_absolute || (row.at("rests") == "true") != turn(0).empty(),
          named(row) + ": rests is " + row.at("rests"));
     return moved;
 }
 
-std::string drawn_text() {
-    const std::string text = console_got();
-    std::ofstream("/dev/tty0", std::ios::trunc);
-    return text;
-}
+// What the daemon sends: for each control played, and for each note and controller of the host.
+struct Played {
+    Messages control[TOTAL_CTL_NUM], note[128], controller[128];
+};
 
 template <typename Condition>
 const Row* find_row(const std::vector<Row>& rows, const Condition& condition) {
@@ -431,49 +369,39 @@ const Row* find_row(const std::vector<Row>& rows, const Condition& condition) {
     return found == rows.end() ? nullptr : &*found;
 }
 
-// The control that the host's note or controller drives.
-const Row* driven_by(const std::string& type, int number, const std::vector<Row>& rows) {
-    return find_row(rows, [&](const Row& row) {
+// Sends a note or a controller. Returns the control that it is for, with what the board gets.
+const Row* play_host(const std::string& type, int status, int number, const std::vector<Row>& rows,
+                     Messages* got) {
+    const Row* const control = find_row(rows, [&](const Row& row) {
         return row.at("from_host_type") == type && number_in(row, "from_host_number") == number;
     });
+    *got = gets("board", bytes_of(status, number, 100), passes_of(control));
+    hold(control != nullptr || got->empty(),
+         type + " " + std::to_string(number) + " drives nothing: " + text_of(*got));
+    if (control != nullptr) {
+        compare(*control, "to_board", *got);
+    }
+    return control;
 }
 
-std::map<int, Words> board_got_for_note;
-
-void play_host_note(const std::vector<Row>& rows, int channel, int note) {
-    const Row* const control = driven_by("note", note, rows);
+void play_note(const std::vector<Row>& rows, int channel, int note, Messages* got) {
+    std::ofstream("/dev/tty0", std::ios::trunc);
+    const Row* const control = play_host("note", 0x90 | channel, note, rows, got);
+    const std::string what = "note " + std::to_string(note);
+    const std::string drawn = console_got();
     const Row* const label = find_row(rows, [&](const Row& row) {
         return row.at("label_drawn") == "true" && number_in(row, "label_note") == note;
     });
-    drawn_text();
-    Words all = board_got_for_note[note] = board_gets(message(0x90 | channel, note, 100));
-    const std::string drawn = drawn_text();
-    const Words off =
-        board_gets(message(0x80 | channel, note, 77), control != nullptr ? passes_of(*control) : 1);
-    append(&all, off);
-    const std::string what = "note " + std::to_string(note);
-    hold(control != nullptr || all.empty(), what + " drives no light: " + joined(all, ", "));
-    if (control != nullptr) {
-        compare(what + " for " + named(*control), *control, "to_board", all);
-        const bool darkened = off.size() == 1 && off[0].ends_with(" 00");
-        hold(darkened == (control->at("off_darkens") == "true"),
-             what + " for " + named(*control) + ": off_darkens, and a note-off made " +
-                 joined(off, ", "));
-    }
     hold(
         label != nullptr ? drawn.find(label->at("label_text")) != std::string::npos : drawn.empty(),
-        what + ": label " + (label != nullptr ? label->at("label_place") : "") + ", drawn " +
-            drawn);
-}
-
-void play_host_controller(const std::vector<Row>& rows, int channel, int number) {
-    const Row* const row = driven_by("controller", number, rows);
-    const Words got =
-        board_gets(message(0xB0 | channel, number, 100), row != nullptr ? passes_of(*row) : 1);
-    const std::string what = "controller " + std::to_string(number);
-    hold(row != nullptr || got.empty(), what + " drives nothing: " + joined(got, ", "));
-    if (row != nullptr) {
-        compare(what + " for " + named(*row), *row, "to_board", got);
+        what + " draws " + drawn + ", label " + (label != nullptr ? label->at("label_place") : ""));
+    const Messages off = gets("board", bytes_of(0x80 | channel, note, 77), passes_of(control));
+    if (control == nullptr) {
+        hold(off.empty(), what + " off drives nothing: " + text_of(off));
+    } else {
+        compare(*control, "to_board", off);
+        hold((off.size() == 1 && off[0].value == 0) == (control->at("off_darkens") == "true"),
+             named(*control) + ": off_darkens, and a note-off made " + text_of(off));
     }
 }
 
@@ -485,80 +413,73 @@ void start_daemon() {
     }
     cf_init();
     midi_init();
-    send("", "", LONGEST_RATE);
+    gets("board", "", LONGEST_RATE);
 }
 
 // --- What check says, and where it is silent ---
 
+const std::string SAME = "sends the same as ";
+
 bool is_light(const Row& delivered) {
-    return delivered.at("to_board_type") == "note" && delivered.at("index") != "84";
+    return delivered.at("kind") == "meter" || delivered.at("to_board_type") == "note";
 }
 
 // Works as delivered, under whatever number.
-std::string fault_of(const Row& delivered, const std::vector<Row>& rows, int channel) {
+std::string fault_of(const Row& delivered, const std::vector<Row>& rows, const Played& played) {
     const int idx = number_in(delivered, "index");
-    const Words& sent = sent_to_host[idx];
-    if (idx < BUTTONS_END && sent.empty()) {
-        return "sends nothing";
-    }
-    for (const std::string& message : sent) {
-        if (message[3] > '7') {
-            return "sends " + message;
+    const Row& row = rows[static_cast<size_t>(idx)];
+    int number = number_in(row, "from_host_number");
+    if (idx < TOTAL_CTL_NUM) {
+        const Messages& sent = played.control[idx];
+        if (sent.empty() || sent[0].number > 127) {
+            return "sends nothing, or " + text_of(sent);
         }
-    }
-    if (idx < POTS && delivered.at("mode") != rows[static_cast<size_t>(idx)].at("mode")) {
-        return "sends " + rows[static_cast<size_t>(idx)].at("mode") + " values";
-    }
-    for (int other = 0; other < BUTTONS_END && idx < BUTTONS_END; ++other) {
-        const bool partner = other - idx == 2 || idx - other == 2;
-        const Words& theirs = sent_to_host[other];
-        if (other != idx && !sent.empty() && !theirs.empty() && (other < POTS) == (idx < POTS) &&
-            !(gives_steps(idx) && gives_steps(other) && partner) &&
-            sent[0].substr(0, 5) == theirs[0].substr(0, 5)) {
-            return "sends the same as " + std::to_string(other);
+        if (delivered.at("mode") != row.at("mode")) {
+            return "sends " + row.at("mode") + " values";
         }
-    }
-    if (is_light(delivered) && channel >= 0) {
-        const Row& row = rows[static_cast<size_t>(idx)];
-        const int note = idx < BUTTONS_END ? std::stoi(sent[0].substr(3, 2), nullptr, 16)
-                                           : number_in(row, "from_host_number");
-        const std::string light = forms_in(delivered.at("to_board_bytes"))[0].substr(0, 5);
-        const Words& got = board_got_for_note[note];
-        if (note < 0 || got.size() != 1 || got[0].substr(0, 5) != light) {
-            return "is not lit by its note";
+        for (int other = 0; other < TOTAL_CTL_NUM; ++other) {
+            const bool is_partner =
+                pot_is_relative_in(idx) && pot_is_relative_in(other) && abs(other - idx) == 2;
+            const Messages& theirs = played.control[other];
+            if (other != idx && !is_partner && !theirs.empty() && theirs[0].is_like(sent[0])) {
+                return SAME + std::to_string(other);
+            }
         }
+        number = sent[0].number;
     }
-    return "";
+    const Message light = messages_in(split(delivered.at("to_board_bytes") + " 0 0 0"))[0];
+    const auto& driven = delivered.at("kind") == "meter" ? played.controller : played.note;
+    const bool is_lit =
+        !is_light(delivered) || rows[0].at("channel").empty() ||
+        (number >= 0 && driven[number].size() == 1 && driven[number][0].is_like(light));
+    return is_lit ? "" : "is not lit by its number";
 }
 
 const std::set<std::string> STAYS_DARK = {"shadowed", "type-dark", "no-line", "host-only",
                                           "board-number"};
 
 void judge(const std::vector<Finding>& found, const std::vector<Row>& delivered,
-           const std::vector<Row>& rows, int channel) {
-    std::set<int> named_controls;
-    bool whole = false;
+           const std::vector<Row>& rows, const Played& played) {
+    std::set<int> told;
+    bool in_mapping = false, whole = false;
     for (const Finding& one : found) {
-        if (one.severity == "note") {
-            continue;
-        }
-        named_controls.insert(one.control);
-        whole |= one.control < 0 && one.file.starts_with(MAPPING);
-        const size_t control = static_cast<size_t>(std::max(one.control, 0));
-        hold(STAYS_DARK.count(one.rule) == 0 || one.control < 0 || channel < 0 ||
-                 !is_light(delivered[control]) ||
-                 !fault_of(delivered[control], rows, channel).empty(),
-             "check says " + one.rule + " of " + std::to_string(control) + ", which works");
+        told.insert(one.control);
+        in_mapping |= one.file == MAPPING;  // which also tells of those without a line
+        whole |= one.control == NONE && one.file.starts_with(MAPPING) && one.rule != "no-line";
+        const Row& its = delivered[static_cast<size_t>(std::max(one.control, 0))];
+        hold(STAYS_DARK.count(one.rule) == 0 || one.control == NONE || !is_light(its) ||
+                 rows[0].at("channel").empty() || !fault_of(its, rows, played).empty(),
+             "check says " + one.rule + " of " + named(its) + ", which works");
     }
-    for (const Row& one : delivered) {
-        if (one.at("index").empty() || number_in(one, "index") >= LIGHTS_END || whole) {
-            continue;
-        }
-        const std::string fault = fault_of(one, rows, channel);
-        const std::string same = "sends the same as ";
-        const int other = fault.starts_with(same) ? std::stoi(fault.substr(same.size())) : -1;
-        hold(fault.empty() || named_controls.count(number_in(one, "index")) != 0 ||
-                 named_controls.count(other) != 0,
+    const auto is_told = [&](int idx) {
+        return told.count(idx) != 0 ||
+               (in_mapping && rows[static_cast<size_t>(idx)].at("line").empty());
+    };
+    for (int idx = 0; idx < TOTAL_CFG_ITEM - 1 && !whole; ++idx) {
+        const Row& one = delivered[static_cast<size_t>(idx)];
+        const std::string fault = fault_of(one, rows, played);
+        hold(fault.empty() || is_told(idx) ||
+                 (fault.starts_with(SAME) && is_told(std::stoi(fault.substr(SAME.size())))),
              "check is silent of " + named(one) + ", which " + fault);
     }
 }
@@ -567,49 +488,29 @@ void judge(const std::vector<Finding>& found, const std::vector<Row>& delivered,
 
 void compare_one(const std::string& ctlmap, const fs::path& resources,
                  const std::vector<Row>& delivered) {
-    for (const auto& [name, text] : make_configuration(resources)) {
-        write_resource(name, text);
-    }
+    write_configuration(resources);
     const std::vector<Row> rows = exported(ctlmap);
     const std::vector<Finding> found = findings_of(ctlmap);
-    hold(rows.size() >= CONTROLS, "too few rows are exported");
     start_daemon();
-    const int channel = rows.at(0).at("channel").empty() ? -1 : number_in(rows[0], "channel");
-    for (int idx = 0; idx < BUTTONS_END; ++idx) {
-        const auto play = idx >= POTS ? play_button : gives_steps(idx) ? play_steps : play_pot;
-        sent_to_host[idx] = play(rows.at(static_cast<size_t>(idx)), idx);
+    static Played played;
+    for (int idx = 0; idx < TOTAL_CTL_NUM; ++idx) {
+        const auto play = idx >= TOTAL_POT_NUM      ? play_button
+                          : pot_is_relative_in(idx) ? play_steps
+                                                    : play_pot;
+        played.control[idx] = play(rows.at(static_cast<size_t>(idx)), CONTROLS[idx].board);
     }
+    const int channel = std::max(number_in(rows[0], "channel"), 0);
     for (int number = 0; number < 128; ++number) {
-        play_host_note(rows, std::max(channel, 0), number);
-        play_host_controller(rows, std::max(channel, 0), number);
+        play_note(rows, channel, number, &played.note[number]);
+        play_host("controller", 0xB0 | channel, number, rows, &played.controller[number]);
     }
-    judge(found, delivered, rows, channel);
-}
-
-// In a process of its own. False: there are differences, or it has ended otherwise.
-bool compare_apart(const std::string& ctlmap, const fs::path& resources,
-                   const std::vector<Row>& delivered) {
-    constexpr int SAME = 77, DIFFERENT = 78;
-    fflush(report);
-    const pid_t child = fork();
-    if (child == 0) {
-        compare_one(ctlmap, resources, delivered);
-        fflush(report);
-        _exit(differences == 0 ? SAME : DIFFERENT);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (status != W_EXITCODE(SAME, 0) && status != W_EXITCODE(DIFFERENT, 0)) {
-        fprintf(report, "configuration %d: ended with %d\n", seed, status);
-    }
-    board_got();
-    host_got();
-    return status == W_EXITCODE(SAME, 0);
+    judge(found, delivered, rows, played);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    constexpr int DONE = 77;
     if (argc != 5) {
         fprintf(stderr, "usage: compare CTLMAP RESOURCES FIRST COUNT\n");
         return 2;
@@ -630,9 +531,19 @@ int main(int argc, char** argv) {
     const int first = std::stoi(argv[3]), count = std::stoi(argv[4]);
     int bad = 0;
     for (seed = first; seed < first + count; ++seed) {
-        bad += compare_apart(ctlmap, resources, delivered) ? 0 : 1;
+        const int before = counts.differences;
+        if (fork() == 0) {
+            compare_one(ctlmap, resources, delivered);
+            _exit(DONE);
+        }
+        int status = 0;
+        wait(&status);
+        hold(status == W_EXITCODE(DONE, 0), "ended with " + std::to_string(status));
+        board_got();
+        host_got();
+        bad += counts.differences > before ? 1 : 0;
     }
     fprintf(report, "%d configurations, %d statements, %d configurations with differences\n", count,
-            statements, bad);
+            counts.statements, bad);
     return bad == 0 ? 0 : 1;
 }
