@@ -219,6 +219,12 @@ void copy_color(byte lit, int entry, char (&name)[LABEL_TEXT_SIZE],
     snprintf(sequence, sizeof sequence, "%s", color(lit, entry));
 }
 
+// As the console takes a position: 0 for 1, what is beyond the edge for the last one. A sequence
+// with a negative number moves nothing.
+int on_screen(int entry, int position, int last) {
+    return std::min(x_pos(entry), y_pos(entry)) < 0 ? NONE : std::clamp(position, 1, last);
+}
+
 void collect_labels(const model& from, answers* to) {
     for (int entry = 0; entry < total_soft_label && total_valid_soft_label > 0; ++entry) {
         const t_soft_label& label = soft_label_array[entry];
@@ -231,7 +237,9 @@ void collect_labels(const model& from, answers* to) {
             continue;
         }
         shown_label& shown = to->labels[to->label_count];
-        shown = {entry, line, "", "", label.cc, x_pos(entry), y_pos(entry), false, "", "", "", ""};
+        shown = {entry, line, "", "", label.cc, NONE, NONE, false, "", "", "", ""};
+        shown.row = on_screen(entry, x_pos(entry), SCREEN_ROWS);
+        shown.column = on_screen(entry, y_pos(entry), SCREEN_COLUMNS);
         snprintf(shown.place, sizeof shown.place, "%s", label.key_name);
         snprintf(shown.text, sizeof shown.text, "%s", label_name(entry));
         for (size_t len = strlen(shown.text); len > 0 && shown.text[len - 1] == ' '; --len) {

@@ -8,6 +8,9 @@
 
 namespace engine {
 
+constexpr int SCREEN_ROWS = 17;
+constexpr int SCREEN_COLUMNS = 60;
+
 constexpr const char* KIND_NAMES[] = {"pot",    "platter", "touched platter", "encoder",
                                       "button", "LED",     "meter",           "spare"};
 
@@ -37,8 +40,9 @@ struct shown_label {
     int line;   // of the labels' file, that counts
     char place[LABEL_TEXT_SIZE];
     char text[LABEL_TEXT_SIZE];
-    int note, row, column;
-    bool is_drawn;  // some note of the host draws it
+    int note;
+    int row, column;  // where the screen has it, which has nothing beyond its edges; NONE: nowhere
+    bool is_drawn;    // some note of the host draws it
     char on_color[LABEL_TEXT_SIZE], on_sequence[LABEL_TEXT_SIZE];
     char off_color[LABEL_TEXT_SIZE], off_sequence[LABEL_TEXT_SIZE];
 };

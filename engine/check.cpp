@@ -10,10 +10,10 @@ void examine(examined* to) {
         ask(to->of, &to->does);
     }
     check_files(*to);
-    if (to->of.base.count > 0) {
+    if (to->of.base.count > 0 && has_lines(text_of(BASE_FILE))) {
         check_mapping(*to);
-        check_numbers(*to);
         check_preset(*to);
+        check_numbers(*to);
     }
     if (to->of.base_found) {
         check_settings(*to);

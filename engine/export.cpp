@@ -18,22 +18,34 @@ enum value_kind { NOTHING, NUMBER, WORD, TEXT, TRUTH, LIST };  // TEXT: the owne
 
 struct value {
     value_kind kind = NOTHING;
-    int number = 0;
-    const char* text = "";
-    char list[MAX_FORMS * 10 + 1] = "";
+    char plain[CFG_NAME_SIZE] = "";
+
+    bool operator==(const value& other) const {
+        return kind == other.kind && strcmp(plain, other.plain) == 0;
+    }
 };
 
+value make(value_kind kind, const char* words) {
+    value made{kind};
+    snprintf(made.plain, sizeof made.plain, "%s", words);
+    return made;
+}
 value number(int of) {
-    return {NUMBER, of};
+    value made{NUMBER};
+    snprintf(made.plain, sizeof made.plain, "%d", of);
+    return made;
 }
 value number_if(bool there, int of) {
     return there ? number(of) : value{};
 }
+value truth(bool of) {
+    return make(TRUTH, of ? "true" : "false");
+}
 value word(const char* of) {
-    return {WORD, 0, of};
+    return make(WORD, of);
 }
 value text(const char* of) {
-    return {TEXT, 0, of};
+    return make(TEXT, of);
 }
 
 // A field by its key and by its name in words; null: what it says another field tells as well.
@@ -79,14 +91,12 @@ constexpr field<mapped_control> CONTROL_FIELDS[] = {
     {"step", "units in a step",
      [](const mapped_control& c) { return number_if(c.relative, c.units_per_step); }},
     {"rests", "a message at rest",
-     [](const mapped_control& c) {
-         return c.relative ? value{TRUTH, c.rests} : value{};
-     }},
+     [](const mapped_control& c) { return c.relative ? truth(c.rests) : value{}; }},
     {"passes", "passes between two messages",
      [](const mapped_control& c) { return number_if(c.passes != NONE, c.passes); }},
     {"off_darkens", "a note-off turns it off",
      [](const mapped_control& c) {
-         return c.ways[FROM_HOST].are_notes() ? value{TRUTH, c.off_darkens} : value{};
+         return c.ways[FROM_HOST].are_notes() ? truth(c.off_darkens) : value{};
      }},
 };
 
@@ -111,7 +121,7 @@ value bytes_of(const messages& what) {
         if (one.value != NONE) {
             snprintf(last, sizeof last, "%02X", static_cast<u8>(one.value));
         }
-        len += static_cast<size_t>(snprintf(result.list + len, sizeof result.list - len,
+        len += static_cast<size_t>(snprintf(result.plain + len, sizeof result.plain - len,
                                             "%s%02X %02X %s", i == 0 ? "" : SEPARATOR, one.status,
                                             one.number, last));
     }
@@ -129,14 +139,12 @@ constexpr field<messages> MESSAGE_FIELDS[] = {
 constexpr field<shown_label> LABEL_FIELDS[] = {
     {"place", nullptr, [](const shown_label& l) { return text(l.place); }},
     {"line", nullptr, [](const shown_label& l) { return line(l.line); }},
-    {"drawn", "drawn by its note",
-     [](const shown_label& l) {
-         return value{TRUTH, l.is_drawn};
-     }},
+    {"drawn", "drawn by its note", [](const shown_label& l) { return truth(l.is_drawn); }},
     {"text", "text", [](const shown_label& l) { return text(l.text); }},
     {"note", "note", [](const shown_label& l) { return number(l.note); }},
-    {"row", "row", [](const shown_label& l) { return number(l.row); }},
-    {"column", "column", [](const shown_label& l) { return number(l.column); }},
+    {"row", "row", [](const shown_label& l) { return number_if(l.row != NONE, l.row); }},
+    {"column", "column",
+     [](const shown_label& l) { return number_if(l.column != NONE, l.column); }},
     {"on_color", "on colour", [](const shown_label& l) { return text(l.on_color); }},
     {"on_sequence", nullptr, [](const shown_label& l) { return text(l.on_sequence); }},
     {"off_color", "off colour", [](const shown_label& l) { return text(l.off_color); }},
@@ -161,7 +169,7 @@ class json_fields {
     void group(const char* key, const field<type> (&all)[count], const type* of) {
         json.key(key);
         if (of == nullptr) {
-            json.null();
+            json.plain("null");
             return;
         }
         json.begin_object();
@@ -173,23 +181,12 @@ class json_fields {
 
   private:
     void write(const value& what) {
-        switch (what.kind) {
-            case NOTHING:
-                json.null();
-                break;
-            case NUMBER:
-                json.value(what.number);
-                break;
-            case WORD:
-            case TEXT:
-                json.value(what.text);
-                break;
-            case TRUTH:
-                json.value(what.number != 0);
-                break;
-            case LIST:
-                write_list(what.list);
-                break;
+        if (what.kind == LIST) {
+            write_list(what.plain);
+        } else if (what.kind == WORD || what.kind == TEXT) {
+            json.value(what.plain);
+        } else {
+            json.plain(what.kind == NOTHING ? "null" : what.plain);
         }
     }
 
@@ -226,15 +223,18 @@ class csv_fields {
         }
     }
 
+    // A spreadsheet would take some texts for a formula: an apostrophe keeps it from that.
     void write(const value& what) {
+        const char* const words = what.plain;
+        const bool is_formula =
+            what.kind == TEXT && words[0] != '\0' && strchr("=+-@", words[0]) != nullptr;
+        const char* const quote = strpbrk(words, ",\"\r\n") != nullptr ? "\"" : "";
         separate();
-        if (what.kind == NUMBER) {
-            fprintf(out_, "%d", what.number);
-        } else if (what.kind == TRUTH) {
-            fputs(what.number != 0 ? "true" : "false", out_);
-        } else {
-            quote(what.kind == LIST ? what.list : what.text, what.kind == TEXT);
+        fprintf(out_, "%s%s", quote, is_formula ? "'" : "");
+        for (const char* c = words; *c != '\0'; c += write_character(c, out_)) {
+            fputs(*c == '"' ? "\"" : "", out_);
         }
+        fputs(quote, out_);
     }
 
     void end_line() { fputs("\r\n", out_); }
@@ -243,18 +243,6 @@ class csv_fields {
     void separate() {
         fputs(first_ ? "" : ",", out_);
         first_ = false;
-    }
-
-    // A spreadsheet would take some texts for a formula: an apostrophe keeps it from that.
-    void quote(const char* words, bool is_text) {
-        const bool is_formula = is_text && words[0] != '\0' && strchr("=+-@", words[0]) != nullptr;
-        const bool quoted = strpbrk(words, ",\"\r\n") != nullptr;
-        fputs(quoted ? "\"" : "", out_);
-        fputs(is_formula ? "'" : "", out_);
-        for (const char* c = words; *c != '\0'; c += write_character(c, out_)) {
-            fputs(*c == '"' ? "\"" : "", out_);
-        }
-        fputs(quoted ? "\"" : "", out_);
     }
 
     FILE* out_;
@@ -289,33 +277,16 @@ bool has_control(const answers& in, int label) {
 // --- Differences ---
 
 void print_value(const value& what, FILE* out) {
-    switch (what.kind) {
-        case NUMBER:
-            fprintf(out, "%d", what.number);
-            break;
-        case TRUTH:
-            fputs(what.number != 0 ? "yes" : "no", out);
-            break;
-        case NOTHING:
-            fputs("none", out);
-            break;
-        case WORD:
-            fputs(what.text, out);
-            break;
-        case TEXT:
-        case LIST:
-            fputc('"', out);
-            for (const char* c = what.kind == LIST ? what.list : what.text; *c != '\0';
-                 c += write_character(c, out)) {
-            }
-            fputc('"', out);
-            break;
+    const char* const quote = what.kind == TEXT || what.kind == LIST ? "\"" : "";
+    const char* c = what.kind == NOTHING   ? "none"
+                    : what == truth(true)  ? "yes"
+                    : what == truth(false) ? "no"
+                                           : what.plain;
+    fputs(quote, out);
+    while (*c != '\0') {
+        c += write_character(c, out);
     }
-}
-
-bool same(const value& one, const value& other) {
-    return one.kind == other.kind && one.number == other.number &&
-           strcmp(one.text, other.text) == 0 && strcmp(one.list, other.list) == 0;
+    fputs(quote, out);
 }
 
 struct differences {
@@ -324,7 +295,7 @@ struct differences {
     char subject[CFG_NAME_SIZE + 24] = "";  // of the line, with ": "
 
     void compare(const char* words, const value& before, const value& after) {
-        if (same(before, after)) {
+        if (before == after) {
             return;
         }
         fprintf(out, "%s%s ", subject, words);
@@ -342,6 +313,10 @@ struct differences {
                 compare(one.words, one.of(before), one.of(after));
             }
         }
+    }
+
+    void speak_of(const char* what, const char* name) {
+        snprintf(subject, sizeof subject, "%s %s: ", what, name);
     }
 
     void say(const char* words) {
@@ -363,11 +338,11 @@ void compare_controls(const mapped_control& before, const mapped_control& after,
         const messages& other = after.ways[way];
         const bool same_number = one.number() == before.ways[TO_HOST_WAY].number() &&
                                  other.number() == after.ways[TO_HOST_WAY].number();
-        char words[64];
+        char words[2 * CFG_NAME_SIZE];
         snprintf(words, sizeof words, "message %s", WAY_WORDS[way]);
         to->compare(words, type_of(one), type_of(other));
         if (one.count > 0 && other.count > 0 && !(way == FROM_HOST && same_number)) {
-            snprintf(words, sizeof words, "%s %s", type_of(other).text, WAY_WORDS[way]);
+            snprintf(words, sizeof words, "%s %s", type_of(other).plain, WAY_WORDS[way]);
             to->compare(words, number(one.number()), number(other.number()));
         }
         const bool odd = !other.are_notes() && !other.are_controllers();  // told by its bytes alone
@@ -413,27 +388,25 @@ void compare_colors(const answers& before, const answers& after, differences* to
                 continue;
             }
             compared[count++] = color;
-            snprintf(to->subject, sizeof to->subject, "colour %s: ", color);
+            to->speak_of("colour", color);
             to->compare("sequence", text(sequence_of(before, color)), text(sequence));
         }
     }
 }
 
 void compare_labels(const answers& before, const answers& after, differences* to) {
-    for (int i = 0; i < before.label_count; ++i) {
-        const shown_label& label = before.labels[i];
+    for (const auto& label : std::span(before.labels).first(before.label_count)) {
         const shown_label* const other = label_at(after, label.place);
-        snprintf(to->subject, sizeof to->subject, "label %s: ", label.place);
+        to->speak_of("label", label.place);
         if (other == nullptr) {
             to->say("is gone");
         } else {
             to->compare_fields(LABEL_FIELDS, label, *other);
         }
     }
-    for (int i = 0; i < after.label_count; ++i) {
-        const shown_label& label = after.labels[i];
+    for (const auto& label : std::span(after.labels).first(after.label_count)) {
         if (label_at(before, label.place) == nullptr) {
-            snprintf(to->subject, sizeof to->subject, "label %s: ", label.place);
+            to->speak_of("label", label.place);
             to->say("is new");
         }
     }
@@ -510,7 +483,7 @@ void findings_json(const char* dir, FILE* out) {
         json.key("file").value(item.file);
         json.key("line").value(item.line);
         json.key("control");
-        item.control == NONE ? json.null() : json.value(item.control);
+        item.control == NONE ? json.plain("null") : json.value(item.control);
         json.key("severity").value(SEVERITY_NAMES[item.level]);
         json.key("rule").value(item.rule);
         json.key("text").value(item.text);

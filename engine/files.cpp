@@ -135,6 +135,22 @@ bool has_lines(std::string_view text) {
     return !has('\0') && (has('\n') || !has('\r'));
 }
 
+bool is_comment(std::string_view line) {
+    return line.starts_with('#') || line.starts_with(' ');
+}
+
+int split(std::string_view line, word* words, int most) {
+    int count = 0;
+    for (size_t at = line.find_first_not_of(WHITE); at != line.npos; ++count) {
+        const size_t end = std::min(line.find_first_of(WHITE, at), line.size());
+        if (count < most) {
+            words[count] = line.substr(at, end - at);
+        }
+        at = line.find_first_not_of(WHITE, end);
+    }
+    return count;
+}
+
 std::string_view line_of(std::string_view text, int number) {
     for (lines in(text); in.next();) {
         if (in.number() == number) {

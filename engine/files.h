@@ -76,4 +76,15 @@ bool has_lines(std::string_view text);
 // The line with this number, from 1; empty if there is none.
 std::string_view line_of(std::string_view text, int number);
 
+// True for a line that the daemon takes for a comment.
+bool is_comment(std::string_view line);
+
+using word = std::string_view;
+
+// Splits a line at white space. Returns how many words it has; the first `most` are in `words`.
+int split(std::string_view line, word* words, int most);
+
+constexpr const char* WHITE = " \t\v\f\r";
+constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+
 }  // namespace engine

@@ -24,13 +24,23 @@ struct finding {
 // All of them, in the order of files and lines once sort_findings() was called.
 std::span<const finding> findings();
 
+// True when one is about the control, or the file: by this rule, if one is given, and no less
+// grave.
+bool is_reported(int control, std::string_view rule = {}, severity least = NOTE);
+bool is_reported(std::string_view file, std::string_view rule = {});
+
+// True when one names a line of the file that is no comment, or the line in front of it, and the
+// line has this word, as a key: what is lost with the line is no mistake of its own.
+bool is_lost(std::string_view file, std::string_view key);
+
 // How many there are beyond those that are kept.
 int dropped_findings();
 
 int count_findings(severity level);
 
-// Adds a finding; one that is there already, in file, line and text, is not added again. Control
-// characters in it become question marks.
+// Adds a finding, with control characters as question marks. Left out are: one that is there
+// already; one about a line that has one no less grave, as it mostly follows from that, unless it
+// is a note; one about a line of what has no lines.
 [[gnu::format(printf, 5, 6)]] void report(rule_ref by, std::string_view file, int line, int control,
                                           const char* format, ...);
 

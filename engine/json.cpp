@@ -21,14 +21,9 @@ void json_writer::value(int number) {
     fprintf(out_, "%d", number);
 }
 
-void json_writer::value(bool truth) {
+void json_writer::plain(const char* text) {
     separate();
-    fputs(truth ? "true" : "false", out_);
-}
-
-void json_writer::null() {
-    separate();
-    fputs("null", out_);
+    fputs(text, out_);
 }
 
 json_writer& json_writer::open(char bracket) {

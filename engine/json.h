@@ -21,8 +21,7 @@ class json_writer {
     void value(std::string_view text);
     void value(const char* text) { value(std::string_view(text)); }
     void value(int number);
-    void value(bool truth);
-    void null();
+    void plain(const char* text);  // as it is, such as null
 
   private:
     json_writer& open(char bracket);

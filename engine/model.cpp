@@ -120,10 +120,10 @@ void load(model* to) {
     }
 }
 
-const lined<cfg_base_record>* record_of(const model& from, int idx) {
+const lined<cfg_base_record>* record_of(const model& from, int idx, bool full) {
     const lined<cfg_base_record>* found = nullptr;
     for (const auto& record : from.base) {
-        found = record.idx == idx ? &record : found;
+        found = record.idx == idx && (!full || record.cf_cc != NONE) ? &record : found;
     }
     return found;
 }

@@ -70,8 +70,9 @@ struct model {
 // is false and nothing else is loaded.
 void load(model* to);
 
-// The last line of the base mapping that a control has, or null.
-const lined<cfg_base_record>* record_of(const model& from, int idx);
+// The last line of the base mapping that a control has, with more than the host's number if it is
+// to be `full`; or null.
+const lined<cfg_base_record>* record_of(const model& from, int idx, bool full = false);
 
 // Where the host's number of a control stands: in the preset if that moves it, else in its line;
 // line 0: it has none.

@@ -85,7 +85,7 @@ constexpr refusal REFUSALS[] = {
     {"refused", "rename the control here and in orvik.midictl.cfg, with such a name"},
     {"refused", "give the colour the next free index"},
     {"refused", "write one such as \\033[1;31m"},
-    {"refused", "remove a place that no label uses"},
+    {"label-place", nullptr},
     {"refused", "save the file as plain text with LF line ends"},
     {"missing", nullptr},
     {"refused", "write the channel, one less than most programs count"},
@@ -104,6 +104,9 @@ void dbg_about_line(const char* path, int line, const char* end, int id, ...) {
     const std::string_view name = std::string_view(path).substr(strlen(CFG_RESOURCES));
     if (!engine::hears || what.cure == nullptr || !engine::has_lines(engine::text_of(name))) {
         return;  // a rule says it better
+    }
+    if (id == TEXT_NONE_APPLIED && engine::is_reported(name)) {
+        return;  // each line has its own
     }
     char text[engine::FINDING_LEN];
     va_list args;

@@ -8,10 +8,6 @@
 namespace engine {
 namespace {
 
-bool exists(std::string_view name) {
-    return find_file(name) != nullptr;
-}
-
 // --- There at all ---
 
 struct needed_file {
@@ -20,33 +16,37 @@ struct needed_file {
     const char* so;
 };
 
+struct bad_state {
+    file_state state;
+    rule_ref rule;
+    const char* so;
+};
+constexpr bad_state BAD_STATES[] = {
+    {NOT_A_FILE, "missing", "not a regular file: taken as missing; put the file itself there"},
+    {UNREADABLE, "unreadable", "cannot be read, and counts as missing; run chmod a+r on it"},
+    {TOO_LARGE, "too-large", "larger than 1 MB: not looked at; put the file itself there"},
+};
+
 void check_there(const needed_file& one) {
     const file* const there = find_file(one.name);
-    if (there == nullptr) {
-        if (one.is_needed) {
-            report("missing", one.name, 0, NONE, "missing: %s; put the file back", one.so);
+    if (there == nullptr && one.is_needed) {
+        report("missing", one.name, 0, NONE, "missing: %s; put the file back", one.so);
+    }
+    for (const bad_state& bad : BAD_STATES) {
+        if (there != nullptr && there->state == bad.state) {
+            report(bad.rule, one.name, 0, NONE, "%s", bad.so);
         }
-    } else if (there->state == NOT_A_FILE) {
-        report("missing", one.name, 0, NONE,
-               "not a regular file: taken as missing; put the file itself there");
-    } else if (there->state == UNREADABLE) {
-        report("unreadable", one.name, 0, NONE,
-               "cannot be read, and counts as missing; run chmod a+r on it");
-    } else if (there->state == TOO_LARGE) {
-        report("too-large", one.name, 0, NONE,
-               "larger than 1 MB: not looked at; put the file itself there");
     }
 }
 
 void check_all_there(const examined& what) {
-    const bool labels = exists(LABELS_FILE);
-    const bool places = exists(COLORS_FILE) || exists(POSITIONS_FILE);
-    const bool copies = labels || exists(PRESET_0_FILE);
+    const bool labels = find_file(LABELS_FILE) != nullptr;
+    const bool places = find_file(COLORS_FILE) != nullptr || find_file(POSITIONS_FILE) != nullptr;
+    const bool copies = labels || find_file(PRESET_0_FILE) != nullptr;
     const bool shows = what.does.label_count > 0;
     const needed_file files[] = {
         {BASE_FILE, true, "the daemon does not start without it"},
         {what.of.preset_file, false, ""},
-        {PRESET_0_FILE, false, ""},
         {SETTINGS_FILE, true, "channel 0, no preset, and no USB identity: the host sees nothing"},
         {COLORS_FILE, labels, "labels have no colours"},
         {POSITIONS_FILE, labels, "no label has a place"},
@@ -83,13 +83,27 @@ struct form {
     const char* name;
     int fields;
     int number_at;     // a field that must be a number
+    int key_at;        // the field that names what the line is about
     bool ends_matter;  // words after the last field are ignored, not refused
 };
 
-// A record after a blank is a comment for the daemon.
+// True when a line that counts is about this, too.
+bool is_elsewhere(const form& of, word key) {
+    word words[BASE_FIELDS];
+    for (lines in(text_of(of.name)); in.next();) {
+        if (!is_comment(in.text()) && split(in.text(), words, of.fields) >= of.fields &&
+            words[of.key_at] == key) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A record after a blank is a comment for the daemon, which may be meant of an old line.
 void check_indented(const form& of, const lines& at) {
     word words[BASE_FIELDS];
-    if (split(at.text(), words, of.fields) == of.fields && is_number(words[of.number_at])) {
+    if (split(at.text(), words, of.fields) == of.fields && is_number(words[of.number_at]) &&
+        !is_elsewhere(of, words[of.key_at])) {
         const bool is_base = word(BASE_FILE) == of.name;
         report("indented", of.name, at.number(), is_base ? atoi(words[0].data()) : NONE,
                "the line begins with a blank, so it is a comment and has no effect; remove "
@@ -115,11 +129,24 @@ void check_end(const form& of, const lines& at) {
     }
 }
 
+// A number takes what it can of its word, and leaves the rest to the next field.
+void check_number(const form& of, const lines& at) {
+    word words[BASE_FIELDS];
+    const word number =
+        split(at.text(), words, of.fields) < of.fields ? word() : words[of.number_at];
+    const size_t end = number.find_first_not_of("0123456789", number.find_first_not_of("+-"));
+    if (end != number.npos && end > 0 && isdigit(static_cast<u8>(number[end - 1])) != 0) {
+        report("not-a-number", of.name, at.number(), NONE,
+               "%.*s is read as %.*s, and the rest of it as the next field; write a whole number",
+               static_cast<int>(std::min<size_t>(number.size(), 60)), number.data(),
+               static_cast<int>(std::min<size_t>(end, 60)), number.data());
+    }
+}
+
 void check_records(const form& of) {
     for (lines in(text_of(of.name)); in.next();) {
         const std::string_view text = in.text();
-        const bool is_comment = text.starts_with('#') || text.starts_with(' ');
-        if (text.starts_with('\xFF') || (is_comment && text.find('\xFF') != text.npos)) {
+        if (text.starts_with('\xFF') || (is_comment(text) && text.find('\xFF') != text.npos)) {
             report("ends-early", of.name, in.number(), NONE,
                    "a byte 0xFF ends the file here for the daemon; remove it, or save the file as "
                    "UTF-8");
@@ -127,21 +154,26 @@ void check_records(const form& of) {
         }
         if (text.starts_with(' ')) {
             check_indented(of, in);
-        } else if (!is_comment) {
+        } else if (!is_comment(text)) {
             check_end(of, in);
+            check_number(of, in);
         }
     }
 }
 
 void check_text(const form& of) {
-    if (has_lines(text_of(of.name))) {
+    const std::string_view text = text_of(of.name);
+    const size_t nul = text.find('\0');
+    if (has_lines(text)) {
         if (of.fields > 0) {
             check_records(of);
         }
-    } else if (text_of(of.name).find('\0') != std::string_view::npos) {
-        report("not-text", of.name, 0, NONE,
-               "has NUL bytes, as in UTF-16, so nothing in it is found; save it as UTF-8 "
-               "without a byte order mark");
+    } else if (nul != text.npos) {
+        report(
+            "not-text", of.name, 0, NONE,
+            "has a NUL byte in line %d, as in UTF-16, so not all that stands there is found; save "
+            "it as UTF-8 without a byte order mark",
+            static_cast<int>(std::count(text.begin(), text.begin() + nul, '\n')) + 1);
     } else {
         report("cr-only", of.name, 0, NONE,
                "its lines end in CR alone, so all of it is one line; save it with LF line "
@@ -199,9 +231,10 @@ void check_image(const char* name) {
 void check_files(const examined& what) {
     check_all_there(what);
     check_script();
-    const form forms[] = {{BASE_FILE, BASE_FIELDS, 0, true}, {what.of.preset_file, 2, 1, false},
-                          {COLORS_FILE, 3, 0, true},         {POSITIONS_FILE, 3, 0, true},
-                          {LABELS_FILE, 5, 2, false},        {SETTINGS_FILE, 0, 0, false}};
+    const form forms[] = {
+        {BASE_FILE, BASE_FIELDS, 0, 0, true}, {what.of.preset_file, 2, 1, 0, false},
+        {COLORS_FILE, 3, 0, 2, true},         {POSITIONS_FILE, 3, 0, 2, true},
+        {LABELS_FILE, 5, 2, 0, false},        {SETTINGS_FILE, 0, 0, 0, false}};
     for (const form& one : forms) {
         check_text(one);
     }

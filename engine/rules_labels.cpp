@@ -13,8 +13,6 @@ using label_record = lined<sl_customization>;
 using color_record = lined<t_labellist>;
 using place_record = lined<t_soft_label>;
 
-constexpr int ROWS = 17;
-constexpr int COLUMNS = 60;
 constexpr char ESCAPE = '\x1B';
 
 bool same_text(word a, word b) {
@@ -33,6 +31,10 @@ const lined<type>* with_key(const records<type>& list, word key, bool (*same)(wo
 
 // --- Colours ---
 
+bool has_color(const label_record& label, word name) {
+    return label.on_color == name || label.off_color == name;
+}
+
 void check_slot(const model& of, const color_record& color) {
     for (const color_record* earlier = of.colors.begin(); earlier != &color; ++earlier) {
         if (earlier->idx == color.idx || same_text(earlier->key_name, color.key_name)) {
@@ -42,7 +44,8 @@ void check_slot(const model& of, const color_record& color) {
                    earlier->line, earlier->idx == color.idx ? "index" : "name");
         }
     }
-    if (color.idx >= total_color_list) {
+    const auto uses = [&](const label_record& label) { return has_color(label, color.key_name); };
+    if (color.idx >= total_color_list && std::any_of(of.labels.begin(), of.labels.end(), uses)) {
         report("color-gap", COLORS_FILE, color.line, NONE,
                "%s is not found: of %d colours, indices 0 to %d are looked at; number the colours "
                "without a gap",
@@ -58,12 +61,28 @@ struct echoed {
     explicit echoed(word sequence) : text(bytes, echo_bytes(sequence, bytes, sizeof bytes)) {}
 };
 
+// True for what the console takes for a colour or a style: "1;31".
+bool is_style(word numbers) {
+    constexpr int KNOWN[][2] = {{0, 5}, {7, 7}, {10, 12}, {21, 25}, {27, 27}, {30, 49}, {90, 107}};
+    const word first = numbers.substr(0, numbers.find(';'));
+    const int number = first.size() > 3 ? NONE : atoi(first.data());
+    const auto has_it = [&](const int(&range)[2]) {
+        return number >= range[0] && number <= range[1];
+    };
+    if (!std::any_of(std::begin(KNOWN), std::end(KNOWN), has_it)) {
+        return false;
+    }
+    const bool is_extended = number == 38 || number == 48;  // what follows belongs to it
+    return is_extended || first.size() == numbers.size() ||
+           is_style(numbers.substr(first.size() + 1));
+}
+
 // True for escape sequences that set colours and nothing else.
 bool sets_color(word text) {
     do {
         const size_t end = text.find_first_not_of("0123456789;", 2);
         if (!text.starts_with(ESCAPE) || text.substr(1, 1) != "[" || end == text.npos ||
-            text[end] != 'm') {
+            text[end] != 'm' || !is_style(text.substr(2, end - 2))) {
             return false;
         }
         text.remove_prefix(end + 1);
@@ -82,14 +101,11 @@ void check_sequence(const color_record& color) {
     }
 }
 
-bool has_color(const label_record& label, word name) {
-    return label.on_color == name || label.off_color == name;
-}
-
 // Reported at the first label that uses it.
 void check_color(const model& of, const char* name) {
     if (of.colors.count == 0 || idx_colorname_in_color_list(name) >= 0 ||
-        with_key(of.colors, name, same_text) != nullptr) {
+        with_key(of.colors, name, same_text) != nullptr || is_lost(COLORS_FILE, name) ||
+        !is_sound(COLORS_FILE)) {
         return;  // there, or reported at its own line
     }
     const auto has = [&](const label_record& label) { return has_color(label, name); };
@@ -132,12 +148,12 @@ void check_colors(const model& of, const label_record& label, const shown_label&
 // --- Places ---
 
 void check_place(const model& of, const place_record& one) {
-    const int last_column = COLUMNS - MAX_LABEL_LEN + 1;
-    if (one.x_pos < 1 || one.x_pos > ROWS || one.y_pos < 1 || one.y_pos > last_column) {
+    const int last_column = SCREEN_COLUMNS - MAX_LABEL_LEN + 1;
+    if (one.x_pos < 1 || one.x_pos > SCREEN_ROWS || one.y_pos < 1 || one.y_pos > last_column) {
         report("place-range", POSITIONS_FILE, one.line, NONE,
                "%s in row %d, column %d does not fit the screen; use rows 1 to %d and columns 1 "
                "to %d",
-               one.key_name, one.x_pos, one.y_pos, ROWS, last_column);
+               one.key_name, one.x_pos, one.y_pos, SCREEN_ROWS, last_column);
     }
     const bool has_label = with_key(of.labels, one.key_name, same_text) != nullptr;
     for (const place_record* earlier = of.positions.begin(); earlier != &one; ++earlier) {
@@ -153,14 +169,27 @@ void check_place(const model& of, const place_record& one) {
                    "%s covers %s in line %d, %d columns apart in row %d; leave %d between them",
                    one.key_name, earlier->key_name, earlier->line, distance, one.x_pos,
                    MAX_LABEL_LEN);
+            break;
         }
     }
 }
 
-// A label that is not shown: it has no place, or another one has it.
+// Reported where the keys are not all different, which is what it then comes from.
+void check_place_count(const model& of) {
+    if (of.positions.count > MAX_TOTAL_SOFT_LABELS && !is_reported(POSITIONS_FILE, "label-twice")) {
+        report(
+            "label-place", POSITIONS_FILE, of.positions.items[MAX_TOTAL_SOFT_LABELS].line, NONE,
+            "there are %d places already, so none from here on is used; remove one that no label "
+            "has",
+            MAX_TOTAL_SOFT_LABELS);
+    }
+}
+
+// A label that is not shown: another one has its place, or it has none. One that has lost it is
+// reported there.
 void check_key(const model& of, const label_record& label) {
     const place_record* const alike = with_key(of.positions, label.key_name, same_letters);
-    if (with_key(of.positions, label.key_name, same_text) != nullptr) {
+    if (idx_keyname_in_soft_label_array(label.key_name) >= 0) {
         const label_record* later = of.labels.end() - 1;
         while (!same_text(later->key_name, label.key_name)) {
             --later;
@@ -168,7 +197,9 @@ void check_key(const model& of, const label_record& label) {
         report("label-twice", LABELS_FILE, label.line, NONE,
                "%s has another label in line %d, which counts; remove one of them", label.key_name,
                later->line);
-    } else if (of.positions.count > 0 || &label == of.labels.begin()) {
+    } else if (of.positions.count > 0 && !is_lost(POSITIONS_FILE, label.key_name) &&
+               !is_reported(POSITIONS_FILE, "label-twice") &&
+               with_key(of.positions, label.key_name, same_text) == nullptr) {
         report("label-place", LABELS_FILE, label.line, NONE,
                "there is no place %s, so this label is not drawn; %s%s", label.key_name,
                alike != nullptr ? "keys are case-sensitive: write " : "write a key of ",
@@ -191,34 +222,16 @@ void check_text(const label_record& label) {
     }
 }
 
-template <typename type, typename read_record>
-void read_delivered(const char* name, records<type>* to, read_record read) {
-    const std::string_view text = delivered(name);
-    FILE* const fp = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
-    cfg_reader reader = cfg_read_from(fp, name);
-    for (byte line = fp == nullptr ? CFG_LINE_END : CFG_LINE_DATA; line != CFG_LINE_END;) {
-        line = cfg_invalid_line(&reader);
-        if (line == CFG_LINE_DATA && read(&reader, &to->items[to->count])) {
-            ++to->count;
-        }
-    }
-    if (fp != nullptr) {
-        fclose(fp);
-    }
-}
-
 // The control that a label of this key and text is delivered for, or NONE.
 int delivered_control(const label_record& label) {
-    static records<cfg_base_record> base;
     static records<sl_customization> labels;
-    if (base.count == 0) {
-        read_delivered(BASE_FILE, &base, cfg_read_base_record);
+    if (labels.count == 0) {
         read_delivered(LABELS_FILE, &labels, [](cfg_reader* reader, sl_customization* record) {
             return sl_read_customization(reader, record) == CUSTOMIZATION_FIELDS;
         });
     }
     const label_record* const same = with_key(labels, label.key_name, same_text);
-    for (const auto& record : base) {
+    for (const auto& record : delivered_base()) {
         if (same != nullptr && same_letters(same->text, label.text) &&
             record.app_cc == same->note && record.idx >= HOST_CFG_BASE) {
             return record.idx;
@@ -227,64 +240,98 @@ int delivered_control(const label_record& label) {
     return NONE;
 }
 
-// A control that has no line, or whose own note goes elsewhere, is reported for that.
-void check_follows(const examined& what, const label_record& label, int note) {
+// The control that a label is made for if it does not follow it, else null. A control without a
+// line or with another mistake, or whose own note goes elsewhere, is reported for that.
+const mapped_control* left_control(const examined& what, const label_record& label) {
     const auto& follows = what.does.control_of_note;
     const int idx = delivered_control(label);
-    const mapped_control* const own = idx != NONE ? &what.does.controls[idx] : nullptr;
-    const char* const file = LABELS_FILE;
-    if (follows[note] == NONE && own == nullptr) {
-        report("label-left", file, label.line, NONE,
+    if (idx == NONE || !is_midi(label.note) || follows[label.note] == idx) {
+        return nullptr;
+    }
+    const mapped_control& own = what.does.controls[idx];
+    const bool is_well = own.line > 0 && is_midi(own.number) && follows[own.number] == idx &&
+                         !is_reported(idx, {}, ERROR);
+    return is_well ? &own : nullptr;
+}
+
+void check_follows(const examined& what, const label_record& label) {
+    const int follows = what.does.control_of_note[label.note];
+    const mapped_control* const own = left_control(what, label);
+    if (own != nullptr) {
+        const mention moved(what.of, *own, LABELS_FILE);
+        report("label-left", LABELS_FILE, label.line, own->idx,
+               "note %d belongs to %s, but this is the label of %s, which has %d; write that, or "
+               "another text",
+               label.note, follows == NONE ? "no control" : title(what.does.controls[follows]).text,
+               moved.text, own->number);
+    } else if (follows == NONE && delivered_control(label) == NONE) {
+        report("label-left", LABELS_FILE, label.line, NONE,
                "no control or LED has note %d, so only a host that knows this label draws it; "
                "write the note of its control",
-               note);
-        return;
+               label.note);
     }
-    if (own == nullptr || follows[note] == idx || own->line == 0 || !is_midi(own->number) ||
-        follows[own->number] != idx) {
-        return;
-    }
-    const mention moved(what.of, *own, file);
-    const bool is_free = follows[note] == NONE;
-    report("label-left", file, label.line, idx,
-           "note %d belongs to %s, but this is the label of %s, which has %d; write that, or "
-           "another text",
-           note, is_free ? "no control" : title(what.does.controls[follows[note]]).text, moved.text,
-           own->number);
 }
 
 void check_note(const examined& what, const label_record& label, const shown_label& shown) {
     const place at = {LABELS_FILE, label.line};
     check_range(what, at, NONE, "note", label.note, "the label", true);
-    if (!is_midi(shown.note) || what.does.channel == NONE) {
+    if (!is_midi(label.note) || what.does.channel == NONE) {
         return;
     }
-    const int drawn = what.does.label_of_note[shown.note];
-    if (drawn != NONE && &what.does.labels[drawn] != &shown) {
+    const int drawn = what.does.label_of_note[label.note];
+    if (drawn == NONE || &what.does.labels[drawn] == &shown) {
+        if (what.of.base.count > 0 && (what.of.preset_no == NONE || is_preset_meant(what.of))) {
+            check_follows(what, label);
+        }
+        return;
+    }
+    const shown_label& other = what.does.labels[drawn];
+    const label_record* holder = what.of.labels.begin();
+    while (holder->line != other.line) {
+        ++holder;
+    }
+    if (left_control(what, *holder) == nullptr) {  // else that is what is wrong
         report("label-note", LABELS_FILE, label.line, NONE,
                "note %d draws %s in line %d, whose place comes first, and never this label; give "
                "it the note of its own control",
-               shown.note, what.does.labels[drawn].place, what.does.labels[drawn].line);
-    } else if (what.of.base.count > 0 && (what.of.preset_no == NONE || is_preset_meant(what.of))) {
-        check_follows(what, label, shown.note);
+               label.note, other.place, other.line);
+    }
+}
+
+// A file without a record, which nothing else tells of.
+void check_empty(const model& of) {
+    const struct {
+        rule_ref rule;
+        const char* name;
+        bool is_so;
+        const char* so;
+    } files[] = {
+        {"label-color", COLORS_FILE, of.labels.count > 0 && of.colors.count == 0,
+         "has no colours, so labels are drawn in none; write those that they name"},
+        {"label-place", POSITIONS_FILE, of.labels.count > 0 && of.positions.count == 0,
+         "has no places, so no label is drawn; write those that they name"},
+        {"missing", LABELS_FILE, trim(text_of(LABELS_FILE)).empty(),
+         "empty: no label is drawn; put the file back"},
+    };
+    for (const auto& one : files) {
+        if (one.is_so && is_sound(one.name) && !is_reported(one.name)) {
+            report(one.rule, one.name, 0, NONE, "%s", one.so);
+        }
     }
 }
 
 }  // namespace
 
 void check_labels(const examined& what) {
+    check_empty(what.of);
     for (const color_record& color : what.of.colors) {
         check_slot(what.of, color);
         check_sequence(color);
     }
-    if (what.of.colors.count == 0 && what.of.labels.count > 0 && is_read(COLORS_FILE) &&
-        has_lines(text_of(COLORS_FILE))) {
-        report("label-color", COLORS_FILE, 0, NONE,
-               "has no colours, so labels are drawn in none; write those that they name");
-    }
     for (const place_record& one : what.of.positions) {
         check_place(what.of, one);
     }
+    check_place_count(what.of);
     const std::span<const shown_label> all(what.does.labels,
                                            static_cast<size_t>(what.does.label_count));
     for (const label_record& label : what.of.labels) {

@@ -25,21 +25,44 @@ void check_index_twice(const model& of) {
 
 // --- Controls without a line ---
 
-bool is_reported(int idx, word rule) {
-    const auto is_its = [&](const finding& item) {
-        return item.control == idx && (rule.empty() || rule == item.rule);
+// A line that the daemon refuses, takes for a comment or for part of another one, or that has the
+// index of another control, is reported for that.
+bool is_missing(const mapped_control& one) {
+    const auto is_lost_here = [&](const cfg_base_record& record) {
+        return record.idx == one.idx && is_lost(BASE_FILE, record.name);
     };
-    return std::any_of(findings().begin(), findings().end(), is_its);
+    return one.info().kind != CTL_SPARE && one.line == 0 && !is_reported(one.idx) &&
+           std::none_of(delivered_base().begin(), delivered_base().end(), is_lost_here);
 }
 
-// A line that the daemon refuses, or takes for a comment, is reported for that.
-void check_no_line(const mapped_control& one) {
-    if (!is_reported(one.idx, "")) {
-        report("no-line", BASE_FILE, 0, one.idx,
-               "index %d (%s) has no line that counts: it keeps its built-in number %d%s; give it "
+void check_no_line(const answers& does) {
+    constexpr int MOST_LISTED = 20;
+    const mapped_control* missing[TOTAL_CFG_ITEM];
+    int count = 0;
+    bool is_dark = false;
+    for (const mapped_control& one : does.controls) {
+        if (is_missing(one)) {
+            missing[count++] = &one;
+            is_dark |= one.info().light != NONE;
+        }
+    }
+    char list[8 * MOST_LISTED] = "";
+    for (int i = 0, len = 0; i < std::min(count, MOST_LISTED); ++i) {
+        len += snprintf(list + len, sizeof list - static_cast<size_t>(len), "%s%d",
+                        i == 0 ? "" : ", ", missing[i]->idx);
+    }
+    if (count == 1) {
+        report("no-line", BASE_FILE, 0, missing[0]->idx,
+               "index %s (%s) has no line that counts: it keeps its built-in number %d%s; give it "
                "one",
-               one.idx, KIND_NAMES[one.info().kind], one.number,
-               one.info().light != NONE ? ", and its light stays dark" : "");
+               list, KIND_NAMES[missing[0]->info().kind], missing[0]->number,
+               is_dark ? ", and its light stays dark" : "");
+    } else if (count > 1) {
+        report("no-line", BASE_FILE, 0, NONE,
+               "%d indices have no line that counts, %s%s: they keep built-in numbers%s; give each "
+               "one",
+               count, list, count > MOST_LISTED ? " and more" : "",
+               is_dark ? ", and their lights stay dark" : "");
     }
 }
 
@@ -148,7 +171,10 @@ void check_rate(const mapped_control& one, const base_record& record) {
 }
 
 void check_control(const examined& what, const mapped_control& one) {
-    const base_record* const record = full_record(what.of, one.idx);
+    const base_record* const record = record_of(what.of, one.idx, true);
+    if (is_reported(one.idx)) {
+        return;  // what else its line does follows from that
+    }
     if (record == nullptr) {
         report("host-only", BASE_FILE, one.line, one.idx,
                "cf_cc -1 sets the host's number and nothing else, and %s has no other line: all "
@@ -167,20 +193,16 @@ void check_control(const examined& what, const mapped_control& one) {
 
 void check_mapping(const examined& what) {
     check_index_twice(what.of);
+    check_no_line(what.does);
     for (const mapped_control& one : what.does.controls) {
-        if (one.info().kind == CTL_SPARE || is_reported(one.idx, "index-twice")) {
-            continue;
-        }
-        if (one.line == 0) {
-            check_no_line(one);
-        } else {
+        if (one.info().kind != CTL_SPARE && one.line > 0) {
             check_control(what, one);
         }
     }
     for (const base_record& record : what.of.base) {
         if (has_other_letters(record.name)) {
             report("not-ascii", BASE_FILE, record.line, record.idx,
-                   "the name %s has accented letters or the like, so no preset can move it; write "
+                   "the name %s has accented letters or the like, so no preset can name it; write "
                    "letters, digits and underscores",
                    record.name);
         }

@@ -52,7 +52,7 @@ void check_sent(const examined& what) {
         const mapped_control& upper = what.does.controls[idx];
         for (int i = 0; i < idx; ++i) {
             const mapped_control& lower = what.does.controls[i];
-            if (send_the_same(lower, upper) && (lower.line > 0 || upper.line > 0) &&
+            if (send_the_same(lower, upper) && lower.line > 0 && upper.line > 0 &&
                 !is_same_platter(lower, upper)) {
                 report_same(what, lower, upper);
                 break;

@@ -6,24 +6,6 @@
 #include <cstring>
 
 namespace engine {
-namespace {
-
-constexpr const char* WHITE = " \t\v\f\r";
-
-}  // namespace
-
-int split(std::string_view text, word* words, int most) {
-    int count = 0;
-    for (size_t at = text.find_first_not_of(WHITE); at != text.npos; ++count) {
-        const size_t end = std::min(text.find_first_of(WHITE, at), text.size());
-        if (count < most) {
-            words[count] = text.substr(at, end - at);
-        }
-        at = text.find_first_not_of(WHITE, end);
-    }
-    return count;
-}
-
 bool is_number(word text) {
     const bool has_sign = text.starts_with('-') || text.starts_with('+');
     return is_digits(text.substr(has_sign ? 1 : 0));
@@ -47,21 +29,25 @@ bool is_read(const char* name) {
     return one != nullptr && one->state == READ;
 }
 
+bool is_sound(const char* name) {
+    return is_read(name) && has_lines(text_of(name));
+}
+
 word trim(word text) {
     text = text.substr(0, text.find_last_not_of(WHITE) + 1);
     return text.substr(std::min(text.find_first_not_of(WHITE), text.size()));
 }
 
-bool is_preset_meant(const model& of) {
-    return is_digits(trim(of.of(PRESET).value));
+const records<cfg_base_record>& delivered_base() {
+    static records<cfg_base_record> base;
+    if (base.count == 0) {
+        read_delivered(BASE_FILE, &base, cfg_read_base_record);
+    }
+    return base;
 }
 
-const lined<cfg_base_record>* full_record(const model& from, int idx) {
-    const lined<cfg_base_record>* found = nullptr;
-    for (const auto& record : from.base) {
-        found = record.idx == idx && record.cf_cc != NONE ? &record : found;
-    }
-    return found;
+bool is_preset_meant(const model& of) {
+    return is_digits(trim(of.of(PRESET).value));
 }
 
 int delivered_number(const ctl_info& of) {

@@ -16,11 +16,6 @@ void check_labels(const examined& what);
 
 // --- Text ---
 
-using word = std::string_view;
-
-// Splits a text at white space. Returns how many words it has; the first `most` are in `words`.
-int split(std::string_view text, word* words, int most);
-
 // True for a word that the daemon reads as a number.
 bool is_number(word text);
 
@@ -35,8 +30,28 @@ bool has_other_letters(word text);
 // True for a file that is there and can be read.
 bool is_read(const char* name);
 
+// True for one that is text with lines, too.
+bool is_sound(const char* name);
+
 // The text without blanks, tabs and carriage returns at its ends.
 word trim(word text);
+
+// Reads the records of a delivered file.
+template <typename type, typename read_record>
+void read_delivered(const char* name, records<type>* to, read_record read) {
+    const std::string_view text = delivered(name);
+    FILE* const fp = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
+    cfg_reader reader = cfg_read_from(fp, name);
+    for (byte line = fp == nullptr ? CFG_LINE_END : CFG_LINE_DATA; line != CFG_LINE_END;) {
+        line = cfg_invalid_line(&reader);
+        if (line == CFG_LINE_DATA && read(&reader, &to->items[to->count])) {
+            ++to->count;
+        }
+    }
+    if (fp != nullptr) {
+        fclose(fp);
+    }
+}
 
 // --- Controls ---
 
@@ -48,11 +63,11 @@ constexpr bool is_midi(int number) {
     return number >= 0 && number < MIDI_NUMBERS;
 }
 
+// The base mapping as it is delivered.
+const records<cfg_base_record>& delivered_base();
+
 // False when a preset is selected by a value that is no number, such as a blank.
 bool is_preset_meant(const model& of);
-
-// The last line of the base mapping from which a control has more than the host's number, or null.
-const lined<cfg_base_record>* full_record(const model& from, int idx);
 
 // The control's number of the board as it is delivered.
 int delivered_number(const ctl_info& of);

@@ -16,20 +16,19 @@ constexpr int MOST_PRESETS = 100;  // that are looked for when they are not sele
 void check_selected(const model& of) {
     const int line = of.of(PRESET).line;
     const file* const source = find_file(of.preset_file);
-    const bool is_named = source != nullptr && (of.preset_no == 0 || source->state != READ);
-    if (of.preset_found || is_named) {
-        return;  // what keeps it from being used is reported
+    if (of.preset.count > 0 || is_reported(of.preset_file)) {
+        return;  // or what keeps it from being used is reported
     }
-    if (source != nullptr) {
+    if (source != nullptr && !of.preset_found && of.preset_no != 0) {
         report("preset-missing", SETTINGS_FILE, line, NONE,
                "preset %d is selected, but %s has no checked copy: nothing moves; in this "
                "directory run ./%s %s 2",
                of.preset_no, of.preset_file, SCRIPT_FILE, of.preset_file);
-    } else {
+    } else if (of.preset_found || source == nullptr) {
         report("preset-missing", SETTINGS_FILE, line, NONE,
-               "preset %d is selected, but there is no %s: nothing moves; write it, or leave "
+               "preset %d is selected, but there is no %s%s: nothing moves; write it, or leave "
                "midi_preset= empty",
-               of.preset_no, of.preset_file);
+               of.preset_no, of.preset_found ? "line in " : "", of.preset_file);
     }
 }
 
@@ -90,6 +89,14 @@ bool check_name(const examined& what, const target& one) {
     const auto* const own = find_record(what.of, has_name);
     const bool moves_found = found != nullptr && found->idx == one.idx;
     if (moves_found && has_name(*found)) {
+        const auto* const other = find_record(
+            what.of, [&](const auto& record) { return has_name(record) && record.idx != one.idx; });
+        if (other != nullptr) {
+            report("preset-other", what.of.preset_file, one.line, one.idx,
+                   "%s is the name of two controls: the one in line %d of %s moves, that in line "
+                   "%d does not; give each its own",
+                   one.name, found->line, BASE_FILE, other->line);
+        }
         return true;
     }
     if (!moves_found || own != nullptr) {
@@ -127,7 +134,7 @@ void check_preset(const examined& what) {
         check_selected(what.of);
         check_stale(what.of);
     }
-    if (is_read(SETTINGS_FILE) && has_lines(text_of(SETTINGS_FILE))) {
+    if (is_sound(SETTINGS_FILE)) {
         check_unused(what.of);
     }
     for (const target& one : what.of.preset) {

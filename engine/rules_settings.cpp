@@ -11,10 +11,9 @@
 namespace engine {
 namespace {
 
-constexpr size_t VALUE_LEN = 15;                         // that the daemon keeps
-constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";  // harmless to a lookup
+constexpr size_t VALUE_LEN = 15;  // that the daemon keeps
 
-// What happens without a value; null: that is as it is delivered.
+// What happens without a value; null: that is told of otherwise, or as it is delivered.
 struct key_default {
     const char* without_line;
     const char* without_value;
@@ -35,7 +34,7 @@ struct key_line {
     word key, value;
 
     explicit key_line(word text) {
-        text.remove_prefix(text.starts_with(BYTE_ORDER_MARK) ? strlen(BYTE_ORDER_MARK) : 0);
+        text.remove_prefix(text.starts_with(BYTE_ORDER_MARK) ? BYTE_ORDER_MARK.size() : 0);
         const size_t equals = text.find('=');
         if (equals != text.npos && !text.starts_with('#')) {
             key = trim(text.substr(0, equals));
@@ -55,8 +54,8 @@ int setting_line(const char* key, int after) {
     return 0;
 }
 
-// True if the line that counts is the one that sets the key.
-bool check_line(const setting& one) {
+// Which line counts.
+void check_line(const setting& one) {
     const int own = setting_line(one.key, 0);
     const int second = own > 0 ? setting_line(one.key, own) : 0;
     if (own != one.line) {
@@ -69,7 +68,6 @@ bool check_line(const setting& one) {
                "line %d already sets %s, and only that line counts; remove one of them", own,
                one.key);
     }
-    return own == one.line;
 }
 
 // --- Lines that set nothing, keys that no line sets ---
@@ -105,46 +103,81 @@ void check_unknown(const model& of, bool (&is_named)[SETTINGS]) {
             of.settings, std::end(of.settings), [&](const setting& one, const setting& other) {
                 return distance(line.key, one.key) < distance(line.key, other.key);
             });
-        const ptrdiff_t id = nearest - of.settings;
-        is_named[id] = true;
-        char so[96];
-        snprintf(so, sizeof so, nearest->line == 0 ? "no line sets, so %s" : "another line sets",
-                 DEFAULTS[id].without_line);
-        report("key-unknown", SETTINGS_FILE, in.number(), NONE,
-               "there is no key %.*s; write %s, which %s, or remove the line",
-               static_cast<int>(std::min<size_t>(line.key.size(), 60)), line.key.data(),
-               nearest->key, so);
+        const int id = static_cast<int>(nearest - of.settings);
+        const bool is_near = distance(line.key, nearest->key) <= strlen(nearest->key) / 2;
+        is_named[id] |= is_near;
+        char cure[128] = "remove the line";
+        if (is_near) {
+            const bool is_set = nearest->line > 0;
+            snprintf(cure, sizeof cure, "write %s, which %s%s, or remove the line", nearest->key,
+                     is_set ? "another line sets" : "no line sets, so ",
+                     is_set ? "" : DEFAULTS[id].without_line);
+        }
+        report("key-unknown", SETTINGS_FILE, in.number(), NONE, "there is no key %.*s; %s",
+               static_cast<int>(std::min<size_t>(line.key.size(), 60)), line.key.data(), cure);
     }
 }
 
-void check_missing(const setting& one, const key_default& then) {
-    if (one.line == 0) {
-        report("key-missing", SETTINGS_FILE, 0, NONE, "no line sets %s: %s; write %s=VALUE",
-               one.key, then.without_line, one.key);
-    } else if (one.value[0] == '\0' && then.without_value != nullptr) {
-        report("key-missing", SETTINGS_FILE, one.line, NONE, "%s has no value: %s; write one",
-               one.key, then.without_value);
+// One finding for all of them.
+void check_missing(const model& of, const bool (&is_named)[SETTINGS]) {
+    char keys[128] = "", then[256] = "";
+    bool is_identity = false;
+    for (int i = 0; i < SETTINGS; ++i) {
+        if (of.settings[i].line > 0 || is_named[i]) {
+            continue;
+        }
+        const auto add = [](auto& list, const char* separator, const char* text) {
+            const size_t len = strlen(list);
+            snprintf(list + len, sizeof list - len, "%s%s", len > 0 ? separator : "", text);
+        };
+        add(keys, ", ", of.settings[i].key);
+        if (strstr(then, DEFAULTS[i].without_line) == nullptr) {
+            add(then, ", ", DEFAULTS[i].without_line);
+        }
+        is_identity |= i == VENDOR || i == PRODUCT;
+    }
+    if (keys[0] != '\0') {
+        report(is_identity ? rule_ref("identity") : rule_ref("key-missing"), SETTINGS_FILE, 0, NONE,
+               "no line sets %s: %s; write key=value", keys, then);
     }
 }
 
 // --- Values ---
 
+void check_empty(const setting& one, const key_default& then) {
+    if (one.value[0] == '\0' && then.without_value != nullptr) {
+        report("key-missing", SETTINGS_FILE, one.line, NONE, "%s has no value: %s; write one",
+               one.key, then.without_value);
+    }
+}
+
 void check_written(const setting& one) {
     const word text = line_of(text_of(SETTINGS_FILE), one.line);
     const key_line line(text);
     const word written = line.value.substr(0, line.value.find('='));
+    const word before = text.substr(0, text.find('='));
+    const size_t comment = written.find(" # ");
+    if (trim(before).size() < before.size() || comment != word::npos || written.starts_with(' ') ||
+        written.starts_with('\t')) {
+        const word value = trim(written.substr(0, comment));
+        report("setting-blank", SETTINGS_FILE, one.line, NONE,
+               "blanks make no comment and no empty value here: \"%s\" counts; write %s=%.*s",
+               one.value, one.key, static_cast<int>(value.size()), value.data());
+    }
     if (written.size() > VALUE_LEN || written.size() < line.value.size()) {
         report("setting-cut", SETTINGS_FILE, one.line, NONE,
                "%s is cut, to \"%s\"; use at most 15 characters and no equals sign", one.key,
                one.value);
     }
-    const word before = text.substr(0, text.find('='));
-    const word value = trim(written);
-    if (trim(before).size() < before.size() || written.starts_with(' ') ||
-        written.starts_with('\t')) {
-        report("setting-blank", SETTINGS_FILE, one.line, NONE,
-               "blanks make no comment and no empty value here: \"%s\" counts; write %s=%.*s",
-               one.value, one.key, static_cast<int>(value.size()), value.data());
+}
+
+// The daemon has refused it.
+void check_refused(const setting& one) {
+    if (strchr(one.value, '\r') == nullptr) {  // else that is reported
+        report("refused", SETTINGS_FILE, one.line, NONE,
+               "value \"%s\" of %s refused: a character that is not allowed there; write a number "
+               "such as 0x1209, or a name without double quotes",
+               one.value, one.key);
     }
 }
 
@@ -155,23 +188,24 @@ void check_number(const model& of, const setting& one, const char*) {
     if (value.empty() || (is_channel && of.channel == NONE)) {
         return;  // or refused by the daemon
     }
-    if (!is_digits(value)) {
+    if (!is_digits(value) || strtol(one.value, nullptr, 10) != number) {
         report("setting-number", SETTINGS_FILE, one.line, NONE,
-               "%s \"%.*s\" is not a number: %d counts; write one%s", one.key,
-               static_cast<int>(value.size()), value.data(), number,
+               "%s \"%.*s\" is %s: %d counts; write one%s", one.key, static_cast<int>(value.size()),
+               value.data(), is_digits(value) ? "no possible number" : "not a number", number,
                is_channel ? " from 0 to 15" : ", or nothing for no preset");
-    } else if (is_channel && atoi(one.value) != number) {
-        report("setting-number", SETTINGS_FILE, one.line, NONE,
-               "midi_channel %d counts as %d, its low eight bits; write 0 to 15", atoi(one.value),
-               number);
     }
 }
 
-// As the kernel reads module parameters of 16 bits.
+// As the kernel reads module parameters of 16 bits, and takes 0 for none.
 void check_identity(const model&, const setting& one, const char* taken) {
     char* end;
     const unsigned long number = strtoul(taken, &end, 0);
-    if (taken[0] == '\0' || *end != '\0' || number > UINT16_MAX) {
+    if (taken[0] != '\0' && *end == '\0' && number == 0) {
+        report("identity", SETTINGS_FILE, one.line, NONE,
+               "%s %s stands for none: the host sees that of the USB gadget itself; write one such "
+               "as 0x1209",
+               one.key, taken);
+    } else if (taken[0] == '\0' || *end != '\0' || number > UINT16_MAX) {
         report("identity", SETTINGS_FILE, one.line, NONE,
                "%s \"%s\" is not a 16-bit number: the USB gadget does not load, and the host "
                "sees no controller; write one such as 0x1209",
@@ -193,16 +227,6 @@ void check_usb_name(const model&, const setting& one, const char* taken) {
     }
 }
 
-// The daemon has refused it.
-void check_refused(const setting& one) {
-    if (strchr(one.value, '\r') == nullptr) {  // else that is reported
-        report("refused", SETTINGS_FILE, one.line, NONE,
-               "value \"%s\" of %s refused: a character that is not allowed there; write a number "
-               "such as 0x1209, or a name without double quotes",
-               one.value, one.key);
-    }
-}
-
 void check_line_ends() {
     for (lines in(text_of(SETTINGS_FILE)); in.next();) {
         if (in.text().ends_with('\r')) {
@@ -217,7 +241,7 @@ void check_line_ends() {
 }  // namespace
 
 void check_settings(const examined& what) {
-    if (!is_read(SETTINGS_FILE) || !has_lines(text_of(SETTINGS_FILE))) {
+    if (!is_sound(SETTINGS_FILE)) {
         return;
     }
     const gadget_values& usb = what.of.gadget;
@@ -230,22 +254,21 @@ void check_settings(const examined& what) {
         {check_usb_name, usb.buf_manufacturer},    {check_usb_name, usb.buf_product_name}};
     bool is_named[SETTINGS] = {};
     check_unknown(what.of, is_named);
+    check_missing(what.of, is_named);
     for (int i = 0; i < SETTINGS; ++i) {
         const setting& one = what.of.settings[i];
-        if (one.line == 0 ? is_named[i] : !check_line(one)) {
+        const auto& [check, taken] = values[i];
+        if (one.line == 0) {
             continue;
         }
-        if (one.value[0] != '\0' && values[i].taken[0] == '\0') {
+        check_line(one);
+        if (one.value[0] != '\0' && taken[0] == '\0') {
             check_refused(one);
             continue;
         }
-        if (one.line > 0) {
-            check_written(one);
-        }
-        if (values[i].check != check_identity) {
-            check_missing(one, DEFAULTS[i]);
-        }
-        values[i].check(what.of, one, values[i].taken);
+        check_written(one);
+        check_empty(one, DEFAULTS[i]);
+        check(what.of, one, taken);
     }
     check_line_ends();
 }

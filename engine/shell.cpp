@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "files.h"
 #include "findings.h"
@@ -13,49 +14,23 @@
 namespace engine {
 namespace {
 
-constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 constexpr char END_OF_FILE_BYTE = '\xFF';
 
 std::string_view until(std::string_view text, char c) {
     return text.substr(0, text.find(c));
 }
 
-bool starts_with_word(std::string_view text, std::string_view word) {
-    if (text.size() < word.size()) {
+bool starts_with_key(std::string_view text, std::string_view key) {
+    if (text.size() < key.size()) {
         return false;
     }
     const auto same = [](unsigned char w, unsigned char c) {
         return w == '.' || tolower(c) == tolower(w);
     };
-    return std::equal(word.begin(), word.end(), text.begin(), same);
+    return std::equal(key.begin(), key.end(), text.begin(), same);
 }
 
 // --- The check script ---
-
-struct checked_line {
-    std::string_view text;
-    int fields;
-    bool has_comment;  // a field but the first begins with a number sign
-};
-
-bool is_separator(char c) {
-    return strchr(" \t\v\f", c) != nullptr && c != '\0';
-}
-
-checked_line split_fields(std::string_view text) {
-    checked_line line = {text, 0, false};
-    for (size_t at = 0; at < text.size(); ++at) {
-        if (!is_separator(text[at]) && (at == 0 || is_separator(text[at - 1]))) {
-            line.has_comment |= line.fields > 0 && text[at] == '#';
-            ++line.fields;
-        }
-    }
-    return line;
-}
-
-bool is_comment(std::string_view text) {
-    return text.starts_with('#') || text.starts_with(' ');
-}
 
 // A copy that grows with the lines put into it; never larger than its source and a newline.
 struct copy {
@@ -81,7 +56,7 @@ std::string_view clean(std::string_view text, char* room) {
 bool copy_lines(std::string_view name, int wanted, std::string_view source, copy* to) {
     bool good = true;
     if (source.starts_with(BYTE_ORDER_MARK)) {
-        source.remove_prefix(strlen(BYTE_ORDER_MARK));
+        source.remove_prefix(BYTE_ORDER_MARK.size());
     }
     for (lines in(source); in.next();) {
         const std::string_view text = clean(in.text(), to->bytes + to->size);
@@ -89,17 +64,22 @@ bool copy_lines(std::string_view name, int wanted, std::string_view source, copy
             (is_comment(text) && text.find(END_OF_FILE_BYTE) != text.npos)) {
             break;
         }
-        const checked_line line = split_fields(text);
+        word words[16];
+        const int fields = split(text, words, std::size(words));
         if (text.empty() || is_comment(text)) {
             to->add("");
-        } else if (line.fields == wanted) {
+        } else if (fields == wanted) {
             to->add(text);
         } else {
             good = false;
+            const int known = std::clamp<int>(fields, 1, std::size(words));
+            const bool has_comment = std::any_of(words + 1, words + known,
+                                                 [](word one) { return one.starts_with('#'); });
             report("fields", name, in.number(), NONE,
-                   "fields found: %d, wanted: %d%s; write exactly that many, texts as one word",
-                   line.fields, wanted,
-                   line.has_comment ? " (a comment needs a line of its own, above)" : "");
+                   "fields found: %d, wanted: %d%s, so nothing of this file is used; write exactly "
+                   "that many, texts as one word",
+                   fields, wanted,
+                   has_comment ? " (a comment needs a line of its own, above)" : "");
         }
     }
     return good;
@@ -143,11 +123,11 @@ int take_escape(std::string_view* text) {
 
 }  // namespace
 
-found_line look_up(std::string_view text, std::string_view word) {
+found_line look_up(std::string_view text, std::string_view key) {
     for (lines in(text); in.next();) {
         const std::string_view line = in.text();
-        for (size_t at = 0; at + word.size() <= line.size(); ++at) {
-            if (starts_with_word(line.substr(at), word)) {
+        for (size_t at = 0; at + key.size() <= line.size(); ++at) {
+            if (starts_with_key(line.substr(at), key)) {
                 return {in.number(), until(line, '\0')};
             }
         }
@@ -183,9 +163,6 @@ void make_checked_copy(std::string_view name, int fields) {
         put_file(copy_name, {made.bytes, made.size});
     } else {
         free(made.bytes);
-        report("not-used", name, 0, NONE,
-               "not used, there is no %s; correct what is named, until then it counts as missing",
-               copy_name);
     }
 }
 

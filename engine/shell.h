@@ -8,13 +8,13 @@
 namespace engine {
 
 struct found_line {
-    int number;  // 0: no line has the word
+    int number;  // 0: no line has the key
     std::string_view text;
 };
 
-// The first line that contains the word, as grep -i finds it, where a dot is any character. Of a
+// The first line that contains the key, as grep -i finds it, where a dot is any character. Of a
 // line with a byte 0, what stands in front of it: cut takes the rest for another line.
-found_line look_up(std::string_view text, std::string_view word);
+found_line look_up(std::string_view text, std::string_view key);
 
 // The field with this number, from 1, as cut gives it; all of a line without the separator.
 std::string_view cut_field(std::string_view line, char separator, int number);

@@ -32,19 +32,6 @@ size_t utf8_length(std::string_view text) {
 
 }  // namespace
 
-int first_character(std::string_view text, size_t* len) {
-    *len = utf8_length(text);
-    const int lead = static_cast<unsigned char>(text[0]);
-    if (*len == 1) {
-        return lead;
-    }
-    int character = lead & (0x7F >> *len);
-    for (size_t i = 1; i < *len; ++i) {
-        character = character << 6 | (text[i] & 0x3F);
-    }
-    return character;
-}
-
 bool is_utf8(std::string_view text) {
     while (!text.empty()) {
         const size_t len = utf8_length(text);
@@ -56,24 +43,17 @@ bool is_utf8(std::string_view text) {
     return true;
 }
 
-void put_utf8(int character, FILE* out) {
-    if (character < 0xA0) {
-        const bool is_control = character < ' ' || character >= 0x7F;
-        fputc(is_control ? '?' : character, out);  // a terminal might obey it
-        return;
-    }
-    int shift = character < 0x800 ? 6 : character < 0x10000 ? 12 : 18;
-    constexpr int LEADS[] = {0xC0, 0xE0, 0xF0};
-    fputc(LEADS[shift / 6 - 1] | character >> shift, out);
-    while (shift > 0) {
-        shift -= 6;
-        fputc(0x80 | (character >> shift & 0x3F), out);
-    }
-}
-
+// A terminal might obey a control character, of which Unicode has some more.
 size_t write_character(std::string_view text, FILE* out) {
-    size_t len = 0;
-    put_utf8(first_character(text, &len), out);
+    const size_t len = utf8_length(text);
+    const int first = static_cast<unsigned char>(text[0]);
+    if (len > 1 && (first != 0xC2 || static_cast<unsigned char>(text[1]) >= 0xA0)) {
+        fwrite(text.data(), 1, len, out);
+    } else if (len == 1 && first >= 0xA0) {
+        fprintf(out, "%c%c", 0xC0 | first >> 6, 0x80 | (first & 0x3F));
+    } else {
+        fputc(first < ' ' || first >= 0x7F ? '?' : first, out);
+    }
     return len;
 }
 

@@ -6,17 +6,11 @@
 
 namespace engine {
 
-// The character that a text begins with; `len` gets how many bytes it takes. A byte that is not
-// UTF-8 is taken for Latin-1.
-int first_character(std::string_view text, size_t* len);
-
-// True for text that needs no such guess.
+// True for text that is UTF-8.
 bool is_utf8(std::string_view text);
 
-// Writes a character as UTF-8; for a control character, a question mark.
-void put_utf8(int character, FILE* out);
-
-// Writes the character that a text begins with and returns how many bytes of it that was.
+// Writes the character that a text begins with as UTF-8 and returns how many bytes of it that was.
+// A byte that is not UTF-8 is taken for Latin-1; a control character becomes a question mark.
 size_t write_character(std::string_view text, FILE* out);
 
 }  // namespace engine

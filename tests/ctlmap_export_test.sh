@@ -19,7 +19,7 @@ sed -i 's/^midi_channel=.*/midi_channel=4/; s/^midi_preset=.*/midi_preset=3/; s/
     s/^product_name=.*/product_name=À°, \xFC\xE0/; s/^vendor_id=.*/vendor_id=0x1d50/' "$edited/orvik.sys.cfg"
 sed -i 's/^DECK_A_1 .*/DECK_A_1 one,"two" 62 GREEN GREY/; /^DECK_A_2 /d; s/^\(DECK_A_3 .*\) 67 /\1 127 /
     s/^DECK_A_4 \(.*\) 68 /DECK_A_40 \1 1 /' "$edited/orvik.miditxt.cfg0.txt"
-sed -i 's/^5 2 /6 3 /; s/^14 12 .*/14 12 DECK_A_40/' "$edited/orvik.softlabelpos.cfg"
+sed -i 's/^5 2 /6 3 /; s/^7 2 /-1 2 /; s/^7 12 /0 99 /; s/^14 12 .*/14 12 DECK_A_40/' "$edited/orvik.softlabelpos.cfg"
 sed -i 's/^2 .*/2 \\033[32m GREEN/; s/^10 .*/10 \\033[2;32m DARK_GREEN/; s/^8 .*/8 =30 GREY/' "$edited/orvik.color.cfg"
 echo VOLUME_A 99 >"$edited/orvik.midictl.cfg3.txt.ok"
 ls -lR --time-style=full-iso "$edited" >"$dir/before"
@@ -30,16 +30,9 @@ cat >"$dir/wanted" <<'END'
 ["ctlmap-2",4,3,"0x1d50","","À°, üà"]
 [[10,"LED"],[51,"button"],[1,"encoder"],[2,"meter"],[2,"platter"],[16,"pot"],[1,"spare"],[2,"touched platter"]]
 {"type":"controller","number":0,"bytes":["B0 00 vv","B1 00 vv"],"min":0,"max":255}
-{"type":"controller","number":99,"bytes":["B4 63 vv"],"min":0,"max":127}
 ["relative",16,9,["B0 0C vv"],127,1,127]
 ["absolute",null,8,null,null,null,null]
-["90 01 vv","80 01 vv"]
-["94 32 7F","84 32 vv"]
-["94 32 vv","84 32 vv"]
-["90 01 vv"]
-[false,true,null]
-["controller",70,["B0 46 vv"],0,127]
-["",0,false]
+[["90 01 vv","80 01 vv"],["94 32 7F","84 32 vv"],["94 32 vv","84 32 vv"],["90 01 vv"],false]
 ["controller",80,["B0 50 vv"],48,55,200]
 [null,null,null,null]
 {"place":"DECK_A_1","line":19,"drawn":true,"text":"ONE,\"TWO\"","note":62,"row":3,"column":2,"on_color":"GREEN","on_sequence":"\\033[32m","off_color":"GREY","off_sequence":"=30"}
@@ -47,13 +40,10 @@ cat >"$dir/wanted" <<'END'
 END
 jq -c '[.schema, .channel, .preset, .vendor_id, .manufacturer, .product_name],
     ([.controls[].kind] | group_by(.) | map([length, .[0]])),
-    .controls[0].from_board, .controls[0].to_host,
+    .controls[0].from_board,
     (.controls[12] | [.mode, .step, .passes, .from_board.bytes, .from_board.max, .to_host.min, .to_host.max]),
     (.controls[20] | [.mode, .step, .passes, .from_host, .to_board, .off_darkens, .label]),
-    .controls[21].from_board.bytes, .controls[21].to_host.bytes, .controls[21].from_host.bytes, .controls[21].to_board.bytes,
-    [.controls[21, 22, 82].off_darkens],
-    (.controls[78].to_board | [.type, .number, .bytes, .min, .max]),
-    (.controls[79] | [.name, .from_host.number, .off_darkens]),
+    (.controls[21] | [.from_board.bytes, .to_host.bytes, .from_host.bytes, .to_board.bytes, .off_darkens]),
     (.controls[82] | .to_board + {passes} | [.type, .number, .bytes, .min, .max, .passes]),
     (.controls[84] | [.from_board, .to_host, .from_host, .to_board]),
     .controls[23].label,
@@ -120,6 +110,10 @@ label DECK_A_3: note 67 -> 127
 label DECK_A_3: row 5 -> 6
 label DECK_A_3: column 2 -> 3
 label DECK_A_4: is gone
+label DECK_A_5: row 7 -> none
+label DECK_A_5: column 2 -> none
+label DECK_A_6: row 7 -> 1
+label DECK_A_6: column 12 -> 60
 label DECK_A_12: is gone
 label DECK_A_40: is new
 colour GREY: sequence "\033[1;30m" -> "=30"
