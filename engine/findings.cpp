@@ -36,8 +36,7 @@ int control_in(std::string_view file, int line) {
     text.copy(number, sizeof number - 1);
     char* end;
     const long idx = strtol(number, &end, 10);
-    const bool is_data = end != number && number[0] != ' ';
-    return is_data && idx >= 0 && idx < TOTAL_CFG_ITEM ? static_cast<int>(idx) : NONE;
+    return end != number && idx >= 0 && idx < TOTAL_CFG_ITEM ? static_cast<int>(idx) : NONE;
 }
 
 bool has_word(std::string_view file, int line, std::string_view wanted) {

@@ -104,8 +104,7 @@ void check_indented(const form& of, const lines& at) {
     word words[BASE_FIELDS];
     if (split(at.text(), words, of.fields) == of.fields && is_number(words[of.number_at]) &&
         !is_elsewhere(of, words[of.key_at])) {
-        const bool is_base = word(BASE_FILE) == of.name;
-        report("indented", of.name, at.number(), is_base ? atoi(words[0].data()) : NONE,
+        report("indented", of.name, at.number(), NONE,
                "the line begins with a blank, so it is a comment and has no effect; remove "
                "the blank, or write a # first");
     }
