@@ -140,15 +140,15 @@ bool is_comment(std::string_view line) {
 }
 
 int split(std::string_view line, word* words, int most) {
-    int count = 0;
-    for (size_t at = line.find_first_not_of(WHITE); at != line.npos; ++count) {
+    int found = 0;
+    for (size_t at = line.find_first_not_of(WHITE); at != line.npos; ++found) {
         const size_t end = std::min(line.find_first_of(WHITE, at), line.size());
-        if (count < most) {
-            words[count] = line.substr(at, end - at);
+        if (found < most) {
+            words[found] = line.substr(at, end - at);
         }
         at = line.find_first_not_of(WHITE, end);
     }
-    return count;
+    return found;
 }
 
 std::string_view line_of(std::string_view text, int number) {
