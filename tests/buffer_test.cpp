@@ -66,17 +66,6 @@ TEST(Dispatch, EveryFirstByteHasItsRoute) {
     }
 }
 
-TEST(Dispatch, LongBoardSystemExclusiveArrivesWholeAfterWhatWasQueued) {
-    start(MAPPING, 2);
-    for (const int size : {64, 65, 128, 129, 256}) {
-        const std::string message = "f0 " + repeat("11 ", size - 2) + "f7";
-        if (size > 64) {
-            midi_push_buf("\x01\x02", 2);
-        }
-        play("board " + message + " > host " + (size > 64 ? "01 02 " : "") + message);
-    }
-}
-
 // What comes of bytes that arrive in pieces of any size.
 template <typename Send, typename Pass, typename Got>
 std::string told(std::string bytes, Send send, Pass pass, Got got) {
@@ -109,7 +98,8 @@ TEST(Dispatch, SystemExclusiveOfAnyLengthAndContentKeepsToItself) {
         }
         message += "f7 ";
         const std::string value = hex(++velocity) + " ";
-        EXPECT_EQ(told(message, board_sends, uart_pass, host_got), message) << size;
+        midi_push_byte(1);  // is queued before
+        EXPECT_EQ(told(message, board_sends, uart_pass, host_got), "01 " + message) << size;
         EXPECT_EQ(told("80 01 " + value, board_sends, uart_pass, host_got), "82 3c " + value);
         if (size > 64) {  // up to there, one fills the output of a pass
             EXPECT_EQ(told(message + "80 01 7f", board_sends, uart_pass, host_got),

@@ -101,14 +101,6 @@ TEST(Options, ComplaintsAreThoseOfTheManual) {
         << "the usage text does";
 }
 
-TEST(Options, WithoutMappingTheProgramEndsWithStatusZero) {
-    const Ended ended = run("");
-    EXPECT_EQ(ended.status, 0);
-    EXPECT_NE(ended.said.find("error in open ../resources/orvik.midictl.cfg\n"), std::string::npos);
-    write_resource("orvik.sys.cfg", "");
-    EXPECT_EQ(run("-c").said.substr(0, 20), " ctl-bridge compiled") << "no product_name";
-}
-
 // A daemon that runs until the end of the scope, or of the test.
 class Daemon {
   public:

@@ -50,12 +50,9 @@ TEST(Engine, MappingLinesReachTheSidesTheyAddress) {
                             pot.ctl_type, pot.add_data, pot.tick_sent_min};
         EXPECT_TRUE(std::equal(fields.begin(), fields.end(), held)) << side << ' ' << index;
     };
-    pot_set_para(25, 5, 48, 3, 0, 1, 7);
-    is(BOARD, 25, {5, 48, 0, 0, 3, 1, 7});
-    is(HOST, 4, {48, 5, 0, 0, 3, 1, 7});
-    pot_set_para(25, -1, 49, 0, 1, 9, 9);
-    is(BOARD, 25, {5, 49, 0, 0, 3, 1, 7});
-    is(HOST, 4, {49, 5, 0, 0, 3, 1, 7});
+    pot_set_para(25, -1, 49, 0, 1, 9, 9);  // the numbers of the host alone
+    is(BOARD, 25, {5, 49, 0, 0, 0, 0, 2});
+    is(HOST, 4, {49, 5, 0, 0, 0, 0, 2});
     pot_set_para(5, 0, 300, 0, 1, 0, 300);
     is(BOARD, 5, {0, 44, 0, 1, 0, 0, 44});
     EXPECT_EQ(pots[BOARD][5].vv, RELATIVE_MID_VALUE);
@@ -97,14 +94,6 @@ TEST(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
     EXPECT_EQ(pots[BOARD][9].tick_sent, MAX_TICK_SENT);
     EXPECT_EQ(pots[BOARD][21].tick_sent, 0) << "a button has no rate";
     play("board b0 09 08 > host b0 09 04\nboard b1 09 7e > host b0 09 7f");
-    for (const int value : {0, 0x7F, 0x7E, 1, 0x80, 0x100}) {
-        for (const int index : {5, 12}) {
-            pots[BOARD][index].vv = pots[HOST][index].vv = static_cast<u16>(value);
-            EXPECT_EQ(pot_absolute_0_7f_vv(index, BOARD),
-                      index == 5 && value % 0x7F == 0 && value < 0x80);
-            EXPECT_FALSE(pot_absolute_0_7f_vv(index, HOST));
-        }
-    }
 }
 
 TEST(Engine, ResetForgetsRatesAndMovements) {
@@ -152,15 +141,6 @@ TEST(Engine, EveryZoomHasItsStepAndItsLimit) {
         pot_reset_vv(BOARD);
         play(units(part) + "\nboard b0 40 40 >\n>\n" + units(part) + "\n" + units(1) + sent +
              "41\n");
-    }
-}
-
-TEST(Engine, ARecordOfTheHostSendsTheLowByteOfItsValue) {
-    start("", 0);
-    for (const int value : {0x40C5, 0x4080, 0x017F}) {
-        pots[HOST][62].vv = static_cast<u16>(value);
-        idle_scans(HOST, POT_RPT_INTERVAL);
-        EXPECT_EQ(board_got(), "b0 00 " + hex(value));
     }
 }
 

@@ -1,9 +1,6 @@
 // Soft labels: the lists, the screen take-over, drawing, and the host notes that draw.
 #include "softlabel.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -37,22 +34,6 @@ std::string load(const std::string& colors, const std::string& positions,
     return testing::internal::GetCapturedStderr();
 }
 
-TEST(LabelLists, LabelTextsTakeTheirShownForm) {
-    struct {
-        const char* text;
-        const char* shown;
-    } const cases[] = {
-        {"NA", "         "},        {"loop_in", "LOOP IN  "}, {"Filter_Cutoff", "FILTER CU"},
-        {"123456789", "123456789"}, {"a\rb", "A        "},    {"", "         "},
-        {"NAN", "NAN      "}};
-    for (const auto& c : cases) {
-        char name[LABEL_TEXT_SIZE];
-        strcpy(name, c.text);
-        reformat_label(name);
-        EXPECT_STREQ(name, c.shown) << c.text;
-    }
-}
-
 TEST(LabelLists, GoodFilesFillTheTables) {
     EXPECT_EQ(
         load("# colours\r\n" + COLORS + "5 \\033[1;33m LOST\n", POSITIONS + "7 2 ONE\n9 9 IDLE\n",
@@ -81,18 +62,6 @@ TEST(LabelLists, ARefusedColourCountsAndThoseBehindItAreFound) {
     EXPECT_EQ(soft_label_array[0].on_color_idx, 3);
     EXPECT_EQ(total_color_list, 5);
     EXPECT_STREQ(colorList[2].key_name, "");
-}
-
-TEST(LabelLists, MissingFilesLeaveThemEmpty) {
-    load("", "", "");
-    for (const char* file : {COLOR_FILE, POSITION_FILE, CUSTOM_FILE}) {
-        unlink(file);
-    }
-    list_init(TYPE_COLOR_LIST);
-    list_init(TYPE_SOFT_LABEL);
-    apply_preset();
-    EXPECT_EQ(total_color_list + total_soft_label + total_valid_soft_label, 0);
-    EXPECT_EQ(open_list_cfg(99), nullptr);
 }
 
 TEST(LabelLists, FormsOfARecordAndWhatIsSaid) {
@@ -130,11 +99,20 @@ TEST(LabelDrawing, ShowsExactlyTheCharactersThatWereWritten) {
     struct {
         const char* written;
         const char* shown;
-    } const cases[] = {{"$(touch", "$(TOUCH  "},      {"`id`", "`ID`     "},
-                       {"a\"b", "A\"B      "},        {"\\\\\"$`x\\n", "\\\\\"$`X\\N "},
-                       {"back\\slash", "BACK\\SLAS"}, {"100%", "100%     "},
-                       {"\\033[0m", "\\033[0M  "},    {"\";ls;\"", "\";LS;\"   "},
-                       {"'!'*?~", "'!'*?~   "},       {"-n", "-N       "}};
+    } const cases[] = {{"NA", "         "},
+                       {"NAN", "NAN      "},
+                       {"Filter_Cutoff", "FILTER CU"},
+                       {"123456789", "123456789"},
+                       {"az{`", "AZ{`     "},
+                       {"$(touch", "$(TOUCH  "},
+                       {"a\"b", "A\"B      "},
+                       {"\\\\\"$`x\\n", "\\\\\"$`X\\N "},
+                       {"back\\slash", "BACK\\SLAS"},
+                       {"100%", "100%     "},
+                       {"\\033[0m", "\\033[0M  "},
+                       {"\";ls;\"", "\";LS;\"   "},
+                       {"'!'*?~", "'!'*?~   "},
+                       {"-n", "-N       "}};
     for (const auto& c : cases) {
         load(COLORS, POSITIONS, "ONE " + std::string(c.written) + " 1 RED WHITE\n");
         show_label(0, 1);
@@ -193,19 +171,6 @@ TEST(LabelDrawing, FixedSequences) {
         EXPECT_EQ(color_code(static_cast<byte>(code)), std::string("\\033[") + sequences[code + 1]);
     }
     EXPECT_STREQ(color_code(6), color_code(COLOR_OFF));
-}
-
-TEST(LabelDrawing, TheCommandIsLoggedBeforeAMissingShellEndsTheProgram) {
-    load(COLORS, POSITIONS, "ONE a 1 RED WHITE\n");
-    ASSERT_EXIT(
-        {
-            rlimit none;
-            none.rlim_cur = none.rlim_max = 3;
-            setrlimit(RLIMIT_NOFILE, &none);
-            dbg_set_msg_level(DBG_RED);
-            show_label(0, 1);
-        },
-        testing::KilledBySignal(SIGABRT), "cmd echo -ne .*tty0 \ncannot start the shell for ");
 }
 
 // `ps` prints these lines, one a call.
