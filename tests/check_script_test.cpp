@@ -6,37 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <string>
+
+#include "table.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-struct Source {
-    const char* what;
-    std::string content;
-    std::optional<std::string> copy;
-    std::string message;
-};
-
-// Two fields are wanted.
-const Source SOURCES[] = {
-    {"comments and empty lines", "# A\n\n B 2\nC 3\n\n", "\n\n\nC 3\n", ""},
-    {"a byte order mark", "\xEF\xBB\xBF# A\nB 2\n\xEF\xBB\xBFX 3\n", "\nB 2\n\xEF\xBB\xBFX 3\n",
-     ""},
-    {"CR LF, no last newline", "# A\r\n\r\nB 2\r\nC 3", "\n\nB 2\nC 3\n", ""},
-    {"classed after carriage returns", "\r# A\n\r\rB 2\n", "\nB 2\n", ""},
-    {"a tab begins a data line", "\tA\t\t1\n", "\tA\t\t1\n", ""},
-    {"no data lines", "# only\n", "", ""},
-    {"end byte where a line begins", "A 1\n\xff\nB\n", "A 1\n", ""},
-    {"end byte in a comment", "A 1\n# \xff\nB\n", "A 1\n", ""},
-    {"end byte in a field", "A \xff\nB 2\n", "A \xff\nB 2\n", ""},
-    {"shell characters stay", "`id` $(id)\n\\033\\n \"'*\n", "`id` $(id)\n\\033\\n \"'*\n", ""},
-    {"bad lines", "#\nA\n\nB 2 3\n", {}, ":2: fields found: 1, wanted: 2\na.txt:4: fields"},
-    {"comment after fields", "A 1 # b\n", {}, ":1: fields found: 4, wanted: 2 (a comment"},
-    {"line of a tab", "A 1\r\n\t\r\n", {}, ":2: fields found: 0, wanted: 2\na.txt: not used"},
-};
 
 std::string content_of(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
@@ -75,15 +51,16 @@ class CheckScript : public testing::Test {
 };
 
 TEST_F(CheckScript, CopiesASourceOrNamesItsBadLines) {
-    for (const Source& source : SOURCES) {
-        SCOPED_TRACE(source.what);
+    for (const auto& row : table("sources.txt")) {
+        SCOPED_TRACE(row[0]);
+        const bool good = row[1] != "-";
         fs::remove(work_ / "a.txt.ok");
-        write("a.txt", source.content);
-        EXPECT_EQ(run("a.txt 2"), source.copy ? 0 : 1);
-        EXPECT_EQ(fs::exists(work_ / "a.txt.ok"), source.copy.has_value());
-        EXPECT_EQ(content_of(work_ / "a.txt.ok"), source.copy.value_or(""));
-        EXPECT_EQ(messages_.empty(), source.copy.has_value()) << messages_;
-        EXPECT_NE(messages_.find(source.message), std::string::npos) << messages_;
+        write("a.txt", row[0]);
+        EXPECT_EQ(run("a.txt 2"), good ? 0 : 1);
+        EXPECT_EQ(fs::exists(work_ / "a.txt.ok"), good);
+        EXPECT_EQ(content_of(work_ / "a.txt.ok"), good ? row[1] : "");
+        EXPECT_EQ(messages_.empty(), good) << messages_;
+        EXPECT_NE(messages_.find(row[2]), std::string::npos) << messages_;
     }
 }
 

@@ -4,54 +4,31 @@
 
 #include "controller/board.h"
 #include "controller/host.h"
+#include "table.h"
 
 namespace bench {
 namespace {
 
-// The messages cut out of a stream, joined by " | "; what is pending comes after "...".
+// The messages cut out of a stream, joined by ", "; what is pending comes after "...".
 std::string cut(const std::string& stream) {
     Splitter splitter;
     std::string text;
     const Bytes bytes = parse_hex(stream).value();
     for (const std::uint8_t byte : bytes) {
         for (const Bytes& message : splitter.feed(&byte, 1)) {
-            text += (text.empty() ? "" : " | ") + hex(message);
+            text += (text.empty() ? "" : ", ") + hex(message);
         }
     }
     return splitter.pending().empty() ? text : text + " ... " + hex(splitter.pending());
 }
 
-TEST(Splitter, CutsMessages) {
-    const struct {
-        const char *stream, *messages;
-    } cases[] = {
-        {"90 3c 7f c0 05 b0 07 40", "90 3c 7f | c0 05 | b0 07 40"},
-        {"90 3c 7f 3d 7f", "90 3c 7f | 3d | 7f"},  // no running status
-        {"90 3c 80 3c 00", "90 3c | 80 3c 00"},
-        {"90 f8 3c 7f", "f8 | 90 3c 7f"},
-        {"f0 7e fe 06 f7 90 01 02", "fe | f0 7e 06 f7 | 90 01 02"},
-        {"f0 01 02 90 03 04", "f0 01 02 | 90 03 04"},
-        {"f7 f2 01 02 f6 f1 03", "f7 | f2 01 02 | f6 | f1 03"},
-        {"f0 f7 90 3c", "f0 f7 ... 90 3c"},
-    };
-    for (const auto& [stream, messages] : cases) {
-        EXPECT_EQ(cut(stream), messages);
-    }
-}
-
-TEST(Wire, SaysWhatAMessageIs) {
-    const struct {
-        const char *message, *words;
-    } cases[] = {
-        {"90 3c 7f", "note-on   ch 1  note 60  velocity 127"},
-        {"b2 07 40", "control change  ch 3  controller 7  value 64"},
-        {"f0 7e 7f 06 01 f7", "Identity Request"},
-        {"f0 7e 00 06 02 7d 01 00 01 00 01 00 00 00 f7", "Identity Reply"},
-        {"f0 7e 7f 06 01 00 f7", "system exclusive, 7 bytes"},
-        {"f0 01 02", "system exclusive, 3 bytes, unfinished"},
-    };
-    for (const auto& [message, words] : cases) {
-        EXPECT_EQ(describe(parse_hex(message).value()), words) << message;
+TEST(Wire, CutsAndShowsMessages) {
+    for (const auto& row : table("wire.txt")) {
+        if (row[0] == "messages") {
+            EXPECT_EQ(cut(row[1]), row[2]);
+        } else if (row[0] == "words") {
+            EXPECT_EQ(describe(parse_hex(row[1]).value()), row[2]);
+        }
     }
 }
 

@@ -1,4 +1,4 @@
-// Scripts and tables for the module tests. A script: what the two ends send, and what a pass of
+// Scripts for the module tests: a script: what the two ends send, and what a pass of
 // both workers then tells.
 #pragma once
 
@@ -7,17 +7,16 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "buffer.h"
 #include "config.h"
 #include "midi.h"
 #include "modules/ptys.h"
 #include "pot.h"
+#include "table.h"
 #include "uart_cf.h"
 
 extern std::int64_t processor_time;   // of the process, in microseconds
@@ -49,45 +48,6 @@ inline std::string hex(int value) {
     char digits[4];
     snprintf(digits, sizeof digits, "%02x", value & 0xFF);
     return digits;
-}
-
-// The bytes that a text stands for.
-inline std::string unescaped(const std::string& text) {
-    std::string bytes;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\') {
-            bytes += text[i];
-        } else if (text[++i] == 'x') {
-            bytes += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else if (text[i] == '*') {
-            const size_t open = text.find('{', i);
-            bytes.append(std::stoul(text.substr(i + 1)), text[open + 1]);
-            i = open + 2;
-        } else {
-            bytes += "\n\r\t\x04\\"[std::string("nrte\\").find(text[i])];
-        }
-    }
-    return bytes;
-}
-
-// The fields of a table's lines, which " | " parts; lines without are passed over.
-inline std::vector<std::vector<std::string>> table(const std::string& file) {
-    std::vector<std::vector<std::string>> rows;
-    std::ifstream lines(TESTS "/" + file);
-    for (std::string line; std::getline(lines, line);) {
-        std::vector<std::string> row;
-        line += " ";
-        for (size_t bar; (bar = line.find(" | ")) != std::string::npos; line.erase(0, bar + 3)) {
-            row.push_back(unescaped(line.substr(0, bar)));
-        }
-        if (!row.empty()) {
-            row.push_back(unescaped(line.substr(0, line.find_last_not_of(' ') + 1)));
-            rows.push_back(row);
-        }
-    }
-    EXPECT_FALSE(rows.empty()) << file;
-    return rows;
 }
 
 // No values, and nothing waiting.

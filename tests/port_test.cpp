@@ -9,6 +9,7 @@
 #include "port/heard.h"
 #include "port/ports.h"
 #include "port/whole.h"
+#include "table.h"
 #include "world/handles.h"
 
 namespace bench {
@@ -17,24 +18,13 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(WholeMessages, AreThoseOfAUsbHost) {
-    const struct {
-        const char *bytes, *messages;
-        int dropped;
-    } cases[] = {
-        {"90 3c 7f 3d 7f 3e 00", "90 3c 7f, 90 3d 7f, 90 3e 00", 0},
-        {"90 3c f8 7f 3d f8 01", "f8, 90 3c 7f, f8, 90 3d 01", 0},
-        {"c5 01 02 d0 03", "c5 01, c5 02, d0 03", 0},
-        {"f0 01 fe 02 f7 90 3c 7f", "fe, f0 01 02 f7, 90 3c 7f", 0},
-        {"90 3c 7f f0 f7 3c 7f", "90 3c 7f, f0 f7", 2},
-        {"90 3c 7f f1 05 3c", "90 3c 7f, f1 05", 1},
-        {"90 3c b0 07 40 08 41", "b0 07 40, b0 08 41", 1},
-        {"f0 01 02 90 3c 7f 3d 01", "90 3c 7f, 90 3d 01", 1},
-        {"f7 12 13 f6 90 3c 7f", "f6, 90 3c 7f", 3},
-    };
-    for (const auto& [bytes, messages, dropped] : cases) {
+    for (const auto& row : table("wire.txt")) {
         for (const std::size_t piece : {1, 2, 100}) {
+            if (row[0] != "usb") {
+                break;
+            }
             WholeMessages whole;
-            const Bytes all = *parse_hex(bytes);
+            const Bytes all = *parse_hex(row[1]);
             std::string came;
             for (std::size_t i = 0; i < all.size(); i += piece) {
                 const std::size_t end = std::min(all.size(), i + piece);
@@ -42,8 +32,8 @@ TEST(WholeMessages, AreThoseOfAUsbHost) {
                     came += (came.empty() ? "" : ", ") + hex(message);
                 }
             }
-            EXPECT_EQ(came, messages) << bytes;
-            EXPECT_EQ(whole.dropped(), dropped) << bytes;
+            EXPECT_EQ(came, row[2]) << row[1];
+            EXPECT_EQ(std::to_string(whole.dropped()), row[3]) << row[1];
         }
     }
 }
@@ -58,32 +48,13 @@ TEST(WholeMessages, WithoutAnEndAreCut) {
 }
 
 TEST(Heard, NamesWhatTheWireDoesNotKnow) {
-    const struct {
-        const char* bytes;
-        int spoken;
-        const char* unknown;
-    } cases[] = {
-        {"90 01 7f 80 01 00 90 2c 7f 90 46 00", 3, ""},
-        {"90 60 7f 80 60 00 f0 7e 00 06 02 f7 f0 f7", 0, ""},
-        {"b0 05 7f b1 05 00 b0 0c 41 b0 0e 3f b0 40 41 b0 40 41", 4, ""},
-        {"90 00 7f 90 2d 7f 90 3f 7f 90 47 7f 80 47 00", 0,
-         "1 × note 0x00, 1 × note 0x2D, 1 × note 0x3F, 2 × note 0x47"},
-        {"b0 12 00 b0 3f 00 b1 43 7f", 0,
-         "1 × controller 0x12, 1 × controller 0x3F, 1 × controller 0x43"},
-        {"91 01 7f 83 01 00 83 02 00", 0, "1 × notes on channel 1, 2 × notes on channel 3"},
-        {"b2 05 00 b1 0c 41 b1 40 41", 0,
-         "2 × controllers on channel 1, 1 × controllers on channel 2"},
-        {"f8 c1 05 c1 06 01 90 01 b0 05 41 f7", 1,
-         "1 × data byte without a status byte, 2 × message cut short, 2 × status byte 0xC1, "
-         "1 × status byte 0xF8"},
-        {"b0 05 41 b0 05 41 b0 05 40 b0 05 40 b0 05 3f b0 05 3f", 1,
-         "2 × steps from unmapped_5, a position"},
-        {"b0 05 7f b0 05 41 b0 05 41 b1 00 41 b1 00 41", 2, ""},
-    };
     const Mapping mapping;
-    for (const auto& [bytes, spoken, unknown] : cases) {
+    for (const auto& row : table("wire.txt")) {
+        if (row[0] != "heard") {
+            continue;
+        }
         Heard heard;
-        const Bytes all = *parse_hex(bytes);
+        const Bytes all = *parse_hex(row[1]);
         for (const Bytes& message : Splitter().feed(all.data(), all.size())) {
             heard.take(message, mapping);
         }
@@ -93,8 +64,8 @@ TEST(Heard, NamesWhatTheWireDoesNotKnow) {
             const std::size_t prefix = std::string(Heard::UNKNOWN).size();
             kinds += line.starts_with(Heard::UNKNOWN) ? ", " + line.substr(prefix) : "";
         }
-        EXPECT_EQ(kinds.substr(std::min<std::size_t>(kinds.size(), 2)), unknown) << bytes;
-        EXPECT_EQ(lines.front(), std::to_string(spoken) + " of 72 controls have spoken") << bytes;
+        EXPECT_EQ(kinds.substr(std::min<std::size_t>(kinds.size(), 2)), row[3]) << row[1];
+        EXPECT_EQ(lines.front(), row[2] + " of 72 controls have spoken") << row[1];
     }
 }
 

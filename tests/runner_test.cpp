@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "table.h"
 #include "world/platform.h"
 
 namespace bench {
@@ -38,38 +39,10 @@ class RunnerTest : public testing::Test {
 };
 
 TEST_F(RunnerTest, FailsWhereItShould) {
-    const struct {
-        const char *daemon, *steps, *failure;
-    } cases[] = {
-        {"printf '\\220\\001\\100' >/dev/snd/midiC1D0",
-         "host expect 90 01 .. \nexit expect 0 within 100", ":2: exit expect 0"},
-        {"printf '\\220\\001\\100' >/dev/snd/midiC1D0", "host expect 90 01 41",
-         "came      90 01 40"},
-        {"modprobe a; printf '\\220\\001\\100' >/dev/snd/midiC1D0", "host silent 500",
-         "came      90 01 40"},
-        {"printf '\\220\\001\\100' >/dev/snd/midiC1D0", "wait 200", "left over at the host"},
-        {":", "host expect 90 01 41 within 100", "came      nothing within 100 ms"},
-        {"modprobe a; : >/dev/snd/midiC1D0", "board send 90", "there is no line to the board"},
-        {"modprobe a; exec >/dev/snd/midiC1D0; sleep 1; printf '\\220\\001\\100'",
-         "host stops reading\nhost expect 90 01 40 within 1500",
-         "came      nothing within 1500 ms"},
-        {"modprobe a; : >/dev/snd/midiC1D0", "host expect fill", "no step has filled the line"},
-        {"echo one two", "log expect \"one\" within 100", "expected  one"},
-        {"modprobe a; modprobe b", "call until modprobe b\ncall refuse modprobe a", "refused"},
-        {"modprobe a; modprobe b", "call expect modprobe b", "came      modprobe a"},
-        {"modprobe a; sleep 1; modprobe b", "call refuse modprobe b\nwait 1500",
-         "came      modprobe b"},
-        {"echo one; echo two", "log expect two\nlog expect one within 100", "expected  one"},
-        {"echo 'x.cpp:1: runtime error: y'", "wait 500", "a sanitizer reports"},
-        {"kill -9 $$", "wait 500", "exit status 137"},
-        {"exit 3", "exit expect 4", "came      exit status 3"},
-        {"modprobe a; printf '\\220\\001\\100' >/dev/snd/midiC1D0; modprobe b",
-         "watch order\ncall until modprobe b\nhost expect 90 01 40", "came before"},
-    };
-    for (const auto& [daemon, steps, failure] : cases) {
-        const Outcome outcome = play(daemon, steps);
-        EXPECT_FALSE(outcome.good) << steps;
-        EXPECT_NE(outcome.failure.find(failure), std::string::npos) << outcome.failure;
+    for (const auto& row : table("failures.txt")) {
+        const Outcome outcome = play(row[0], row[1]);
+        EXPECT_FALSE(outcome.good) << row[1];
+        EXPECT_NE(outcome.failure.find(row[2]), std::string::npos) << outcome.failure;
     }
 }
 
