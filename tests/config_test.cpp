@@ -15,10 +15,6 @@
 namespace {
 
 const std::string BASE = "../resources/orvik.midictl.cfg";
-const std::string NOTHING =
-    ": no line applied: expected lines of idx cf_cc app_cc ctl_type data_type add_data add_data2 "
-    "name, found ";
-
 // Loads the configuration and returns what it says on standard error.
 std::string load(const std::string& mapping, const std::string& settings = "",
                  const std::string& preset_name = "", const std::string& preset = "") {
@@ -49,27 +45,12 @@ TEST(Mapping, FormsOfARecordAndWhatIsSaid) {
 }
 
 TEST(Mapping, AFileOfWhichNothingIsAppliedIsDescribed) {
-    struct {
-        std::string text;
-        std::string said;
-    } const cases[] = {
-        {"", NOTHING + "an empty file\n"},
-        {"# nothing\n\n 5 5 5 0 0 0 2 A\n",
-         NOTHING + "only comments, empty lines and lines that were skipped\n"},
-        {std::string("\xFF\xFE"
-                     "5\0 \0\n\0",
-                     8),
-         NOTHING + "bytes 0, as in UTF-16\n"},
-        {"\xFF\n5 5 5 0 0 0 2 A\n", NOTHING + "a byte 0xFF, which ends the file, at its start\n"},
-        {"#" + std::string(510, 'x') + "\r", NOTHING + "line ends of CR alone\n"},
-        {"#" + std::string(511, 'x') + "\r",
-         NOTHING + "only comments, empty lines and lines that were skipped\n"},
-        {"# a\r5 5 5 0 0 0 2 A\r", NOTHING + "line ends of CR alone\n"},
-        {"x\n", ":1: idx \"x\" is not a number; line skipped\n" + BASE + NOTHING +
-                    "only comments, empty lines and lines that were skipped\n"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(load(c.text), BASE + c.said);
+    for (const auto& row : table("nothing.txt")) {
+        EXPECT_EQ(load(row[0]),
+                  (row[1].empty() ? "" : BASE + ":" + row[1] + "\n") + BASE +
+                      ": no line applied: expected lines of idx cf_cc app_cc ctl_type "
+                      "data_type add_data add_data2 name, found " +
+                      row[2] + "\n");
         EXPECT_EQ(board_number(5), 5) << "the defaults stand";
         EXPECT_EQ(board_number(21), 1);
     }

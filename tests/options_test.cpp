@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include "play.h"
@@ -48,36 +49,15 @@ TEST(Options, ThoseThatEndTheProgram) {
         "    -v\t\t\tverbose mode - print what is happening at each step\n"
         "    -c\t\t\tcheck ctl-bridge version, then exit\n"
         "    -s\t\t\tsupport soft label\n\ncompiled ";
-    const std::string version = "A Controller ctl-bridge compiled ";
-    const std::string started = "rm: ";
-    struct {
-        const char* arguments;
-        std::string said;
-    } const cases[] = {
-        {"-c", version},
-        {"-d 5 -c -x", " set level to 5 \n" + version},
-        {"-v -t 9 word -m 3 -s -c", " set level to 100 \n" + version},
-        {"now then -d 5 - more -c -x", " set level to 5 \n" + version},
-        {"now -vd5 -c", " set level to 100 \n set level to 5 \n" + version},
-        {"-t -- now -c", version},
-        {"-d 5 now -- -c -x", " set level to 5 \n" + started},
-        {"-- now -x", started},
-        {"now -", started},
-        {"now -h", usage},
-        {"-c now -x", version},
-        {"-t", usage},
-        {"-x", usage},
-        {"-m 15 -m 271 -x", usage},
-        {"-m 16 -c", "midi channel 16 refused: expected 0 to 15\n" + version},
-        {"-m -1 -c", "midi channel -1 refused: expected 0 to 15\n" + version},
-        {"-d", usage},
-    };
-    for (const auto& c : cases) {
-        const Ended ended = run(c.arguments);
-        EXPECT_EQ(ended.status, c.said.ends_with(started) ? 0 : 1) << c.arguments;
+    const std::map<std::string, std::string> ends = {
+        {"usage", usage}, {"version", "A Controller ctl-bridge compiled "}, {"starts", "rm: "}};
+    for (const auto& row : table("options.txt")) {
+        const Ended ended = run(row[0]);
+        EXPECT_EQ(ended.status, row[2] == "starts" ? 0 : 1) << row[0];
         // getopt's complaint stands before the usage text.
-        const size_t start = c.said == usage ? ended.said.find('\n') + 1 : 0;
-        EXPECT_TRUE(ended.said.substr(start).starts_with(c.said)) << c.arguments << ended.said;
+        const size_t start = row[2] == "usage" ? ended.said.find('\n') + 1 : 0;
+        EXPECT_TRUE(ended.said.substr(start).starts_with(row[1] + ends.at(row[2])))
+            << row[0] << ended.said;
     }
     EXPECT_EQ(commands_called(), "") << "the gadget was loaded";
 }

@@ -1,6 +1,7 @@
 #include "modules/ptys.h"
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -35,14 +36,12 @@ void check(bool ok, const std::string& what) {
 }
 
 Pty open_raw_pty() {
+    termios raw{};
+    cfmakeraw(&raw);
     Pty pty;
-    pty.master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
-    check(pty.master >= 0 && grantpt(pty.master) == 0 && unlockpt(pty.master) == 0, "pty");
-    pty.slave = open(ptsname(pty.master), O_RDWR | O_NOCTTY);
-    termios settings;
-    check(tcgetattr(pty.slave, &settings) == 0, "pty settings");
-    cfmakeraw(&settings);
-    tcsetattr(pty.slave, TCSANOW, &settings);
+    check(openpty(&pty.master, &pty.slave, nullptr, &raw, nullptr) == 0 &&
+              fcntl(pty.master, F_SETFL, O_NONBLOCK) == 0,
+          "pty");
     return pty;
 }
 
