@@ -69,45 +69,39 @@ TEST(Mapping, FieldsOfTheBaseMapping) {
     EXPECT_EQ(mapping.find("LAST")->units_per_step(), 80);
 }
 
-Setup setup_of(const std::map<std::string, std::string>& files,
-               const std::vector<std::string>& options = {}) {
-    return read_setup(
-        [&](const std::string& name) {
-            const auto file = files.find(name);
-            return file == files.end() ? std::nullopt : std::optional(file->second);
-        },
-        options);
-}
-
 TEST(Setup, PresetAndChannel) {
-    const std::map<std::string, std::string> files = {
-        {"orvik.midictl.cfg",
-         "# no name here but HIDDEN\n30 1 30 1 0 0 2 PLAY_AB\n21 1 60 1 0 0 2 PLAY_A\n"
-         "22 2 61 1 0 0 2 HIDDEN\n23 3 62 1 0 0 2 SYNC\n"},
-        {"orvik.sys.cfg", "MIDI_CHANNEL=259=4\r\nmidi_preset=0\n"},
-        {"orvik.midictl.cfg0.txt", "\xef\xbb\xbfplay_a 99\nHIDDEN 98\nNOWHERE 97\nSYNC 96\r\n"},
-        {"orvik.midictl.cfg2.txt.ok", "PLAY_AB 95\nSYNC sync\nHIDDEN 94"},
-        {"orvik.midictl.cfg-1.txt.ok", "23 3 93 1 0 0 2 SYNC"}};
-    const auto setup = setup_of(files);
-    EXPECT_EQ(setup.channel, 3);
-    EXPECT_EQ(setup.mapping.at(30).host_sees, 99);  // the first line that holds the name
-    EXPECT_EQ(setup.mapping.at(21).host_sees, 60);
-    EXPECT_EQ(setup.mapping.at(0).host_sees, 98);  // a comment's line has no index
-    EXPECT_EQ(setup.mapping.at(23).host_sends, 96);
-    std::map<std::string, std::string> refused = files;
-    refused["orvik.midictl.cfg0.txt"] = "SYNC 96\nSYNC 97 98\n";
-    EXPECT_EQ(setup_of(refused).mapping.at(23).host_sees, 62);
-    std::map<std::string, std::string> other = files;
-    other["orvik.sys.cfg"] = "midi_preset=2\n";
-    EXPECT_EQ(setup_of(other).mapping.at(30).host_sees, 95);
-    EXPECT_EQ(setup_of(other).mapping.at(23).host_sees, 62);
-    EXPECT_EQ(setup_of(other).mapping.at(0).host_sees, 94);
-    other["orvik.sys.cfg"] = "midi_preset=-1\n";
-    EXPECT_EQ(setup_of(other).mapping.at(23).host_sees, 93);
-    EXPECT_EQ(setup_of(files, {"-m", "16"}).channel, 3);
-    EXPECT_EQ(setup_of(files, {"-d", "20", "-m5"}).channel, 5);
-    EXPECT_EQ(setup_of({{"orvik.sys.cfg", "midi_channel=20\n"}}).channel, -1);
-    EXPECT_EQ(setup_of({}).channel, 0);
+    const struct {
+        const char* settings;
+        std::vector<std::string> options;
+        int channel, ab, a, comment, sync;  // the host's numbers of four controls
+    } cases[] = {
+        {"", {}, 0, 30, 60, 0, 62},
+        {"MIDI_CHANNEL=259=4\r\nmidi_preset=0\n", {}, 3, 99, 60, 98, 62},
+        {"midi_channel=20\nmidi_preset=2\n", {}, -1, 95, 60, 94, 62},
+        {"midi_preset=-1\n", {"-m", "16"}, 0, 30, 60, 0, 93},
+        {"midi_channel=3\n", {"-d", "20", "-m5"}, 5, 30, 60, 0, 62},
+    };
+    for (const auto& c : cases) {
+        const std::map<std::string, std::string> files = {
+            {"orvik.midictl.cfg",
+             "# no name here but HIDDEN\n30 1 30 1 0 0 2 PLAY_AB\n21 1 60 1 0 0 2 PLAY_A\n"
+             "22 2 61 1 0 0 2 HIDDEN\n23 3 62 1 0 0 2 SYNC\n"},
+            {"orvik.sys.cfg", c.settings},
+            {"orvik.midictl.cfg0.txt", "\xef\xbb\xbfplay_a 99\nHIDDEN 98\nNOWHERE 97\n"},
+            {"orvik.midictl.cfg2.txt.ok", "PLAY_AB 95\nSYNC sync\nHIDDEN 94"},
+            {"orvik.midictl.cfg-1.txt.ok", "23 3 93 1 0 0 2 SYNC"}};
+        const auto setup = read_setup(
+            [&](const std::string& name) {
+                const auto file = files.find(name);
+                return file == files.end() ? std::nullopt : std::optional(file->second);
+            },
+            c.options);
+        EXPECT_EQ(setup.channel, c.channel) << c.settings;
+        EXPECT_EQ(setup.mapping.at(30).host_sees, c.ab) << c.settings;
+        EXPECT_EQ(setup.mapping.at(21).host_sees, c.a) << c.settings;
+        EXPECT_EQ(setup.mapping.at(0).host_sees, c.comment) << c.settings;
+        EXPECT_EQ(setup.mapping.at(23).host_sees, c.sync) << c.settings;
+    }
 }
 
 }  // namespace

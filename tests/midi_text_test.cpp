@@ -41,50 +41,30 @@ TEST(Wire, ReadsHexadecimal) {
     EXPECT_EQ(make_sysex(1000, false).size(), 1000U);
 }
 
-class BoardTest : public testing::Test {
-  protected:
-    std::string all(const std::vector<Bytes>& messages) {
-        std::string text;
-        for (const Bytes& message : messages) {
-            board_.sent(message);
-            text += (text.empty() ? "" : " | ") + hex(message);
-        }
-        return text;
+std::string all(const std::vector<Bytes>& messages) {
+    std::string text;
+    for (const Bytes& message : messages) {
+        text += (text.empty() ? "" : ", ") + hex(message);
     }
-    std::string answer(const std::string& message) {
-        return all(board_.receive(parse_hex(message).value()));
-    }
-
-    Mapping mapping_;
-    Board board_{mapping_};
-};
-
-TEST_F(BoardTest, GesturesMakeBytes) {
-    const auto at = [&](int index) { return mapping_.at(index); };
-    EXPECT_EQ(all(board_.press(at(21), 51)), "90 01 33");
-    EXPECT_TRUE(board_.pressed(21));
-    EXPECT_EQ(all(board_.release(at(65), 16)), "80 40 10");
-    EXPECT_EQ(all(board_.turn(at(5), 127)), "b1 05 7f");
-    EXPECT_EQ(all(board_.turn(at(5), 63)), "b0 05 7e");
-    EXPECT_EQ(all(board_.turn(at(20), 0)), "b0 42 00");
-    EXPECT_EQ(all(board_.spin(at(12), 100)), "b0 0c 7f | b0 0c 65");
-    EXPECT_EQ(all(board_.spin(at(18), -1)), "b0 40 3f");
-    EXPECT_EQ(all(board_.rest(at(15))), "b0 0f 40");
-    EXPECT_EQ(all(board_.press(at(5))) + all(board_.turn(at(12), 1)) + all(board_.spin(at(5), 1)),
-              "");
-    for (int position = 0; position < 128; ++position) {
-        EXPECT_EQ(position_in(board_.turn(at(0), position).front()), position);
-    }
+    return text;
 }
 
-TEST_F(BoardTest, AnswersTheDaemon) {
-    EXPECT_EQ(answer("f0 7e 7f 06 01 f7"), "f0 7e 00 06 02 7d 01 00 01 00 01 00 00 00 f7");
-    EXPECT_EQ(answer("90 00 05"), "");
-    EXPECT_EQ(answer("90 00 00"), "");  // the screen has changed hands
-    all(board_.turn(mapping_.at(11), 127));
-    const std::string report = answer("90 00 00");
-    EXPECT_TRUE(report.starts_with("b0 00 00 | b0 01 00")) << report;
-    EXPECT_TRUE(report.ends_with("b1 0b 7f | b0 10 00 | b0 11 00 | b0 41 00 | b0 42 00")) << report;
+TEST(Board, MakesBytesOfGestures) {
+    const Mapping mapping;
+    Board board(mapping);
+    EXPECT_EQ(all(board.turn(mapping.at(5), 127)), "b1 05 7f");
+    EXPECT_EQ(all(board.turn(mapping.at(5), 63)), "b0 05 7e");
+    EXPECT_EQ(all(board.spin(mapping.at(12), 100)), "b0 0c 7f, b0 0c 65");
+    EXPECT_EQ(all(board.spin(mapping.at(18), -1)), "b0 40 3f");
+    EXPECT_EQ(all(board.press(mapping.at(5))) + all(board.turn(mapping.at(12), 1)) +
+                  all(board.spin(mapping.at(5), 1)),
+              "");
+    board.sent(board.turn(mapping.at(11), 127).front());
+    board.receive({0x90, 0x00, 0x05});
+    EXPECT_EQ(all(board.receive({0x90, 0x00, 0x00})), "") << "the screen has changed hands";
+    const std::string report = all(board.receive({0x90, 0x00, 0x00}));
+    EXPECT_TRUE(report.starts_with("b0 00 00, b0 01 00")) << report;
+    EXPECT_TRUE(report.ends_with("b1 0b 7f, b0 10 00, b0 11 00, b0 41 00, b0 42 00")) << report;
 }
 
 }  // namespace

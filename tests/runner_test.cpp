@@ -46,39 +46,6 @@ TEST_F(RunnerTest, FailsWhereItShould) {
     }
 }
 
-TEST_F(RunnerTest, HoldsWhatComes) {
-    const Outcome outcome = play(
-        "modprobe a 'b c'; printf '\\220\\001\\100' >/dev/snd/midiC1D0; echo text; sleep 1; exit 3",
-        "watch order\ncall expect modprobe a b c\nhost expect 90 01 40\nlog expect ex\n"
-        "call refuse poweroff\nexit expect 3");
-    EXPECT_TRUE(outcome.good) << outcome.failure;
-    EXPECT_EQ(outcome.expectations, 5);
-}
-
-TEST_F(RunnerTest, KeepsWhatIsNotRead) {
-    const Outcome outcome = play(
-        "modprobe a; exec 3>/dev/snd/midiC1D0; sleep 1; printf '\\220\\001\\100' >&3; echo sent",
-        "host stops reading\nlog expect sent\nhost silent 100\nhost reads again\n"
-        "host expect 90 01 40");
-    EXPECT_TRUE(outcome.good) << outcome.failure;
-}
-
-TEST_F(RunnerTest, MakesTheWorldFaulty) {
-    const Outcome outcome = play(
-        "cd /opt/ctlbridge/resources; for name in *; do ls_=$ls_$name,; done; echo $ls_\n"
-        "cat a d; wc -c <b; wc -c <c; wc -c <e; modprobe; touch f",
-        "file a\n    x\nmode a 000\nfile b cut\n    x\n    y\nfile c crlf\n    # x\n    \n    y\n"
-        "directory d\nfile e hex\n    78 00\n    ff\nmode . 555\n"
-        "without command modprobe\n"
-        "log expect \"a,b,c,d,e,\"\n"
-        "log expect cat: can't open 'a': Permission denied\n"
-        "log expect cat: read error: Is a directory\n"
-        "log expect \"3\"\nlog expect \"10\"\nlog expect \"3\"\n"
-        "log expect modprobe: not found\n"
-        "log expect touch: f: Permission denied\n");
-    EXPECT_TRUE(outcome.good) << outcome.failure;
-}
-
 TEST(Filling, IsAccountedFor) {
     const Filling filling{.messages = {{0x90, 1, 1}, {0x90, 2, 2}, {0x90, 3, 3}, {0x90, 4, 4}},
                           .fitting = 2};

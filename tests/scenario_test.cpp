@@ -94,11 +94,6 @@ TEST(Scenario, NeedsAWorldThatHasItAll) {
     }
 }
 
-TEST(Scenario, ChangesOneSetting) {
-    const Scenario scenario = parse("setting midi_preset=1\nsetting midi_channel=7");
-    EXPECT_EQ(scenario.world.files.at("orvik.sys.cfg"), "midi_channel=7\nmidi_preset=1\n");
-}
-
 TEST(Scenario, LinesAreListed) {
     std::ifstream file(SCENARIOS_DIR "/README.md");
     const std::string text(std::istreambuf_iterator<char>(file), {});
