@@ -21,30 +21,6 @@ TEST(Scripts, Play) {
     EXPECT_GT(played, 0);
 }
 
-TEST(Ring, WrapsRefusesWhenFullAndKeepsTheSidesApart) {
-    EXPECT_EQ(com_free(BOARD), 256);
-    const std::string bytes(250, 'x');
-    com_put_buf(bytes.data(), 250, BOARD);
-    for (int i = 0; i < 250; ++i) {
-        ChangeBufIndx(READ_INDX, BOARD);
-    }
-    com_put_buf("0123456789", 10, BOARD);
-    EXPECT_EQ(com_rx_buf[BOARD][255], '5');
-    EXPECT_EQ(com_rx_buf[BOARD][1], '7');
-    EXPECT_EQ(GetDataInRxBuf(7, BOARD), '7');
-    EXPECT_EQ(com_rx_len[BOARD], 10) << "a look consumes nothing";
-    EXPECT_EQ(com_free(BOARD), 246);
-    EXPECT_EQ(com_rx_len[HOST], 0);
-
-    const std::string more(300, 'y');
-    com_put_buf(more.data(), 300, BOARD);
-    EXPECT_EQ(com_rx_len[BOARD], 256);
-    EXPECT_EQ(com_free(BOARD), 0);
-    EXPECT_EQ(com_rx_buf_r[BOARD], com_rx_buf_w[BOARD]);
-    EXPECT_EQ(GetDataInRxBuf(0, BOARD), '0') << "the oldest byte was overwritten";
-    EXPECT_EQ(GetDataInRxBuf(255, BOARD), 'y');
-}
-
 TEST(Dispatch, EveryFirstByteHasItsRoute) {
     start(MAPPING, 15);
     for (int first = 0; first < 256; ++first) {

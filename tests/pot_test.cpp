@@ -96,19 +96,6 @@ TEST(Engine, PotsAreRateLimitedButTheEndsOfTravelAreNot) {
     play("board b0 09 08 > host b0 09 04\nboard b1 09 7e > host b0 09 7f");
 }
 
-TEST(Engine, ResetForgetsRatesAndMovements) {
-    start("", 0);
-    for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
-        pots[BOARD][i].tick_sent = 7;
-        pots[BOARD][i].pot_status = STATUS_POT_MOVE;
-    }
-    pot_reset_vv(BOARD);
-    for (int i = 0; i < TOTAL_CTL_NUM; ++i) {
-        EXPECT_EQ(pots[BOARD][i].tick_sent, pot_is_relative_in(i) ? 7 : 0);
-        EXPECT_TRUE(pot_status_stop(i, BOARD));
-    }
-}
-
 std::string units(int count) {
     std::string reports = "board ";
     for (; count != 0; count -= std::clamp(count, -64, 63)) {
@@ -142,22 +129,6 @@ TEST(Engine, EveryZoomHasItsStepAndItsLimit) {
         play(units(part) + "\nboard b0 40 40 >\n>\n" + units(part) + "\n" + units(1) + sent +
              "41\n");
     }
-}
-
-TEST(Engine, StepsAndPositionsStayWithinSevenBits) {
-    start("5 5 30 0 1 16 0 WITHOUT_REFERENCE\n18 64 31 0 0 0 0 STEPS_AS_POSITION\n", 0);
-    pots[BOARD][5].vv = 0x4001;
-    play(">");
-    for (const int position :
-         {0x4002, 0x4000 + 2 * 63 + 1, 0x4000 + 2 * 64, 0x3FFE, 0x3F81, 0x3F80, 0xC002}) {
-        pots[BOARD][5].vv_sent = NO_VALUE;
-        pots[BOARD][5].vv = static_cast<u16>(position);
-        const int steps = std::clamp(((position & 0x7FFF) - 0x4000) / 2, -63, 63);
-        play("> host b0 1e " + hex(0x40 + steps));
-        EXPECT_EQ(pots[BOARD][5].vv, pots[BOARD][5].vv_sent);
-        EXPECT_EQ(pots[BOARD][5].vv, 0x4000 + (position & 0x7FFF) % 2 * (steps < 0 ? -1 : 1));
-    }
-    play("board b0 40 3f > host b0 1f 7f");  // position 0x3FFF
 }
 
 TEST(Engine, ThePowerSwitchActsOnReleaseAfterAPress) {

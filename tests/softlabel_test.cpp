@@ -118,7 +118,7 @@ TEST(LabelDrawing, NotesChooseTheColour) {
         {0x90, 1, 127, red, 0, 0},  {0x90, 1, 0, green, 0, 0},  {0x80, 1, 63, red, 0, 0},
         {0x80, 1, 0, green, 0, 0},  {0x90, 1, 0x45, red, 5, 0}, {0x80, 1, 0x40, red, 0, 5},
         {0x90, 1, 126, red, 62, 0}, {0x90, 2, 1, white, 0, 0},  {0x90, 2, 0x41, green, 1, 0},
-        {0x90, 9, 127, "", 0, 0},
+        {0x90, 9, 127, "", 0, 0},   {0x90, 0, 127, "", 0, 0},
     };
     for (const auto& c : cases) {
         const std::string before = console_got();

@@ -4,7 +4,6 @@
 // usage: stand_in_test CHECK_SCRIPT COUNT
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -50,52 +49,6 @@ std::string read(const std::string& name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// With bytes 0 as @.
-std::string shown(std::string text) {
-    std::replace(text.begin(), text.end(), char(0), char(64));
-    return text;
-}
-
-// Cases that one shell runs, each with what engine/ makes of it.
-class Cases {
-  public:
-    // The command reads the file in$N and writes out$N.
-    void add(const std::string& text, const std::string& command, const std::string& ours) {
-        const std::string number = std::to_string(all_.size());
-        write("in" + number, text);
-        script_ << "N=" << number << "\n" << command << "\n";
-        all_.push_back({text, command, ours});
-    }
-
-    // Prints those that differ and returns how many do.
-    int run(const char* what) {
-        script_.close();
-        if (system("PATH=$PWD/bin LC_ALL=C bin/sh cases.sh 2>said") == -1) {
-            abort();
-        }
-        int differences = 0;
-        for (size_t i = 0; i < all_.size(); ++i) {
-            const std::string real = read("out" + std::to_string(i));
-            if (real != all_[i].ours && ++differences <= 5) {
-                printf("%s: %s\n  of \"%s\"\n  BusyBox \"%s\"\n  here \"%s\"\n", what,
-                       all_[i].command.c_str(), shown(all_[i].text).c_str(), real.c_str(),
-                       all_[i].ours.c_str());
-            }
-            fs::remove("in" + std::to_string(i));
-            fs::remove("out" + std::to_string(i));
-        }
-        printf("%s: %zu cases, %d differences\n", what, all_.size(), differences);
-        return differences;
-    }
-
-  private:
-    struct Case {
-        std::string text, command, ours;
-    };
-    std::ofstream script_{"cases.sh", std::ios::binary};
-    std::vector<Case> all_;
-};
-
 std::string random_file(const std::string& pieces) {
     std::string text;
     for (size_t i = below(8); i > 0; --i) {
@@ -104,60 +57,79 @@ std::string random_file(const std::string& pieces) {
     return text;
 }
 
-int compare_look_ups(size_t count) {
-    Cases cases;
+// A command that reads the file in$N and writes out$N, and what engine/ makes of it.
+struct Case {
+    std::string text, command, ours;
+};
+
+// Runs all in one shell, prints those that differ and returns how many do.
+int compare(const char* what, size_t count, Case (*make)()) {
+    std::vector<Case> cases;
+    std::ofstream script("cases.sh", std::ios::binary);
     for (size_t i = 0; i < count; ++i) {
-        const std::string text = random_file(
-            "a b A PLAY play_a PLAY_AB = = SP SP \t . + - 21 60 # \xE4 \xC4 \xFF NUL \r");
-        const std::string word = "P" + random_text("L A Y _ a . + - 1", 2);
-        const char separator = below(2) == 0 ? ' ' : '=';
-        const int field = separator == ' ' ? 1 : 2;
-        const engine::found_line line = engine::look_up(text, word);
-        std::string ours(line.number == 0 ? "" : engine::cut_field(line.text, separator, field));
-        ours += line.number == 0 ? "" : "\n";
-        cases.add(text,
-                  "grep -i " + word + " in$N | cut -d'" + separator + "' -f" +
-                      std::to_string(field) + " | head -n 1 >out$N",
-                  ours);
+        cases.push_back(make());
+        write("in" + std::to_string(i), cases[i].text);
+        script << "N=" << i << "\n" << cases[i].command << "\n";
     }
-    return cases.run("look-ups");
+    script.close();
+    if (system("PATH=$PWD/bin LC_ALL=C bin/sh cases.sh 2>said") == -1) {
+        abort();
+    }
+    int differences = 0;
+    for (size_t i = 0; i < count; ++i) {
+        const std::string real = read("out" + std::to_string(i));
+        if (real != cases[i].ours && ++differences <= 5) {
+            printf("%s: %s\n  of \"%s\"\n  BusyBox \"%s\"\n  here \"%s\"\n", what,
+                   cases[i].command.c_str(), cases[i].text.c_str(), real.c_str(),
+                   cases[i].ours.c_str());
+        }
+        fs::remove("out" + std::to_string(i));
+    }
+    printf("%s: %zu cases, %d differences\n", what, count, differences);
+    return differences;
 }
 
-int compare_check_script(size_t count) {
-    Cases cases;
-    for (size_t i = 0; i < count; ++i) {
-        std::string text = below(9) == 0 ? "\xEF\xBB\xBF" : "";
-        text += random_file(below(3) == 0 ? "A B 12 # SP SP \t \r \v \f \xFF \xE4 - $(id) \\n ' \""
-                                          : "A SP 12");
-        const int fields = below(2) == 0 ? 2 : 5;
-        engine::put_file("source", text);
-        engine::put_file("check_field_num.sh", "#!/bin/sh");
-        engine::remove_file("source.ok");
-        engine::make_checked_copy("source", fields);
-        const bool made = engine::find_file("source.ok") != nullptr;
-        std::string ours(made ? "made\n" : "not made\n");
-        ours += engine::text_of("source.ok");
-        cases.add(text,
-                  "sh script in$N " + std::to_string(fields) +
-                      "; if [ -e in$N.ok ]; then echo made; cat in$N.ok; "
-                      "else echo not made; fi >out$N; rm -f in$N.ok",
-                  ours);
-    }
-    return cases.run("check script");
+Case look_up() {
+    const std::string text =
+        random_file("a b A PLAY play_a PLAY_AB = = SP SP \t . + - 21 60 # \xE4 \xC4 \xFF NUL \r");
+    const std::string word = "P" + random_text("L A Y _ a . + - 1", 2);
+    const char separator = below(2) == 0 ? ' ' : '=';
+    const int field = separator == ' ' ? 1 : 2;
+    const engine::found_line line = engine::look_up(text, word);
+    std::string ours(line.number == 0 ? "" : engine::cut_field(line.text, separator, field));
+    ours += line.number == 0 ? "" : "\n";
+    return {text,
+            "grep -i " + word + " in$N | cut -d'" + separator + "' -f" + std::to_string(field) +
+                " | head -n 1 >out$N",
+            ours};
 }
 
-int compare_echo(size_t count) {
-    Cases cases;
-    for (size_t i = 0; i < count; ++i) {
-        const std::string quoted = random_text(
-            "\\033[1;31m \\e \\x1b \\x1B[0m \\0101 \\7 \\n \\\\ \\\" \\$ \\` \\q \\x \\8 \\c "
-            "A b SP 1 ; [ m # \xE4",
-            9);
-        char bytes[256];
-        const size_t size = engine::echo_bytes(quoted + "A", bytes, sizeof bytes);
-        cases.add("", "echo -ne \"" + quoted + "A\" >out$N", {bytes, size});
-    }
-    return cases.run("echo");
+Case check_script() {
+    std::string text = below(9) == 0 ? "\xEF\xBB\xBF" : "";
+    text += random_file(below(3) == 0 ? "A B 12 # SP SP \t \r \v \f \xFF \xE4 - $(id) \\n ' \""
+                                      : "A SP 12");
+    const int fields = below(2) == 0 ? 2 : 5;
+    engine::put_file("source", text);
+    engine::put_file("check_field_num.sh", "#!/bin/sh");
+    engine::remove_file("source.ok");
+    engine::make_checked_copy("source", fields);
+    std::string ours(engine::find_file("source.ok") != nullptr ? "made\n" : "not made\n");
+    ours += engine::text_of("source.ok");
+    return {text,
+            "sh script in$N " + std::to_string(fields) +
+                "; if [ -e in$N.ok ]; then echo made; cat in$N.ok; "
+                "else echo not made; fi >out$N; rm -f in$N.ok",
+            ours};
+}
+
+Case echo() {
+    const std::string quoted = random_text(
+        "\\033[1;31m \\e \\x1b \\x1B[0m \\0101 \\7 \\n \\\\ \\\" \\$ \\` \\q \\x \\8 \\c "
+        "A b SP 1 ; [ m # \xE4",
+        9);
+    char bytes[256];
+    const size_t size = engine::echo_bytes(quoted + "A", bytes, sizeof bytes);
+    return {"", "echo -ne \"" + quoted + "A\" >out$N", {bytes, size}};
 }
 
 }  // namespace
@@ -179,8 +151,9 @@ int main(int argc, char** argv) {
     for (const char* applet : {"awk", "cat", "cut", "grep", "head", "mv", "rm", "sh"}) {
         fs::create_symlink("/bin/busybox", std::string("bin/") + applet);
     }
-    const int differences =
-        compare_look_ups(count) + compare_check_script(count / 10) + compare_echo(count);
+    const int differences = compare("look-ups", count, look_up) +
+                            compare("check script", count / 10, check_script) +
+                            compare("echo", count, echo);
     fs::remove_all(home);
     return differences == 0 ? 0 : 1;
 }
