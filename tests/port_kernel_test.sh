@@ -213,18 +213,6 @@ wait $playing
 check "it plays" [ $? -eq 0 ]
 
 stty -F /dev/ttyS2 raw -echo 115200
-cat /dev/ttyS2 >"$dir/sent" &
-far=$!
-printf 'board press PLAY_A\nhost until PLAY_A 127\nhost light PLAY_A 5\nwait 1000\n' >"$dir/board.scn"
-play --no-traffic --board /dev/ttyS1 "$dir/board.scn"
-check "a board at a serial port is there" said 'board open'
-until_so grep -q '^» let the board' "$dir/play.log"
-printf '\220\120\177\260\005\101\220\001\177' >/dev/ttyS2
-wait $playing
-check "it plays, too" [ $? -eq 0 ]
-check "it gets what the daemon sends" sh -c "od -An -v -tx1 '$dir/sent' | tr -d '\n' | grep -q '90 01 05'"
-stop $far
-check "what it has said is told" grep -q '2 of 72 controls have spoken' "$dir/play.log"
 ln -s ttyS1 /dev/ttyUSB0
 in_terminal "$(grep -x './run --board /dev/ttyUSB0' docs/port.md)"
 shows '^ ctlbridge  ch [0-9]*  board open'

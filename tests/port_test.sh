@@ -41,7 +41,7 @@ cut() {
 was_sent() { # BYTES
     until_so has_sent "$1"
 }
-has_sent() { [ "$(od -An -v -tx1 "$dir/sent" | tr -d '\n')" = " $1" ]; }
+has_sent() { od -An -v -tx1 "$dir/sent" | tr -d '\n' | grep -qx " $1"; }
 line
 cat >"$dir/device.scn" <<EOT
 host light PLAY_A 127
@@ -79,5 +79,6 @@ printf '\300\005\220\001\177' >&3
 wait $playing
 check "a board at a serial line plays" [ $? -eq 0 ]
 playing=
+check "it gets what the daemon sends" was_sent '.* f0 7e 7f 06 01 f7.*'
 check "what it has said is told" [ "$(sed -n '/^The board/,$p' "$dir/play.log" | sed -n '2,3p' | tr -d '\n')" = \
     '  1 of 72 controls have spoken  unknown: 1 × status byte 0xC0' ]
