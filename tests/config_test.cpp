@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "play.h"
@@ -122,32 +120,6 @@ TEST(Preset, SelectionByTheSettingsFile) {
     load("5 5 50 0 0 0 2 VOLUME\n", "midi_preset=-1\n", "orvik.midictl.cfg-1.txt.ok",
          "5 5 52 0 0 0 2 WHOLE_LINE\n");
     EXPECT_EQ(board_number(5), 52) << "preset -1 is read in the base form";
-}
-
-TEST(Settings, ValuesAreFoundAsGrepAndCutFindThem) {
-    write_resource(
-        "orvik.sys.cfg",
-        "# about the key first\nMANUFACTURER=Maker=Two\nproduct_name=a name with blanks\n"
-        "vendor_id=0x1234\r\nkey second=yes\nlong=" +
-            std::string(60, 'x') + "\n");
-    struct {
-        const char* key;
-        int len;
-        std::string value;
-    } const cases[] = {{"manufacturer", 16, "Maker"},
-                       {"product_name", 16, "a name with bla"},
-                       {"product_name", 32, "a name with blanks"},
-                       {"vendor_id", 16, "0x1234\r"},
-                       {"long", 16, std::string(15, 'x')},
-                       {"first", 16, "# about the key"},
-                       {"nothing", 16, ""}};
-    for (const auto& c : cases) {
-        char value[32];
-        memset(value, '#', sizeof value);
-        cfg_get_value_from_file(sys_cfg, c.key, value, c.len);
-        EXPECT_EQ(value, c.value) << c.key;
-    }
-    strchomp(nullptr);
 }
 
 TEST(Channel, OptionFirstThenTheSettingsFile) {

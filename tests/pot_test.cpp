@@ -1,7 +1,7 @@
 // The control engine: table, handlers, scan, value computation and platters.
 #include "pot.h"
 
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
 #include <string>
 

@@ -2,7 +2,6 @@
 #include "softlabel.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <sstream>
 #include <string>

@@ -4,7 +4,6 @@
 #include <pty.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
