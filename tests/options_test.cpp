@@ -20,14 +20,15 @@ namespace {
 // library.
 const char* const PACKAGED = getenv("CTLBRIDGE");
 const std::string PROGRAM = PACKAGED != nullptr ? PACKAGED : CTLBRIDGE;
+const bool EMULATED = PROGRAM[0] != ' ';
 
 struct Ended {
     int status;
     std::string said;
 };
 
-Ended run(const std::string& arguments) {
-    FILE* const output = popen((PROGRAM + " " + arguments + " 2>&1").c_str(), "r");
+Ended run(const std::string& arguments, const std::string& before = "") {
+    FILE* const output = popen((before + PROGRAM + " " + arguments + " 2>&1").c_str(), "r");
     Ended ended;
     for (int c = fgetc(output); c != EOF; c = fgetc(output)) {
         ended.said += static_cast<char>(c);
@@ -79,6 +80,17 @@ TEST(Options, ComplaintsAreThoseOfTheManual) {
     }
     EXPECT_NE(manual.find("where it differs, this page"), std::string::npos)
         << "the usage text does";
+}
+
+TEST(Workers, ThatCannotBeStartedAreNamed) {
+    if (EMULATED) {
+        return;  // the emulator makes their stacks
+    }
+    write_resource("orvik.midictl.cfg", "");
+    const std::string said = run("", "ulimit -s 200000000000; ").said;  // kB, for each stack
+    for (const std::string name : {"board", "host"}) {
+        EXPECT_NE(said.find("cannot start the " + name + " worker: "), std::string::npos) << said;
+    }
 }
 
 // A daemon that runs until the end of the scope, or of the test.
@@ -144,8 +156,7 @@ TEST(Streams, ThatAreClosedOrBrokenCostNothing) {
     write_resource("orvik.midictl.cfg", "22 2 61 1 0 0 2 CUE\n");
     write_resource("orvik.sys.cfg", "");
     for (const char* streams : {"<&- >&- 2>&-", ">&-", "2>&-", ">&9 2>&9"}) {
-        const bool emulated = PROGRAM[0] != ' ';
-        if (emulated && strchr(streams, '-') != nullptr) {
+        if (EMULATED && strchr(streams, '-') != nullptr) {
             continue;  // the emulator takes closed descriptors for itself
         }
         board_got();
