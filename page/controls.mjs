@@ -1,5 +1,5 @@
 // What is known of controls from the engine's export: who has a number, what a message is about.
-import {BASE, LABELS, PLACES, fieldsOf, linesOf, presetFile, recordsOf} from './files.mjs';
+import {BASE, LABELS, PLACES, fieldOf, presetFile, recordsOf} from './files.mjs';
 
 const FIRST_CHANNEL_MODE = 120;  // controllers from here on are not for controls
 
@@ -13,24 +13,30 @@ export function shortName(control) {
 }
 
 // Where it stands: by the end of its name, and without a name where it was built in.
+export const SIDES = {A: 'Deck A', M: 'Mixer', B: 'Deck B'};
 const BUILT_IN = {'deck A': 'A', mixer: 'M', 'deck B': 'B'};
-export function sideOf({name, side}) {
-    return name === '' ? BUILT_IN[side] : /_([AB])$/.exec(name)?.[1] ?? 'M';
-}
+export const sideOf = ({name, side}) => (name === '' ? BUILT_IN[side] : /_([AB])$/.exec(name)?.[1] ?? 'M');
 
 export const isNote = control => ['button', 'LED', 'spare'].includes(control.kind);
+export const turns = control => ['platter', 'touched platter', 'encoder'].includes(control.kind);
+export const slides = control => turns(control) || ['pot', 'meter'].includes(control.kind);
+export const hasLight = control => control.to_board?.type === 'note' && control.from_host;
 
-// Adds what the files tell: the lines of places, and each control's number, that of a control which has
-// no message as well, because another one or no channel leaves it none.
-export function withNumbers(data, files) {
-    const fieldOf = (file, line, at) => Number(fieldsOf(linesOf(files.text(file))[line - 1] ?? '')[at]);
-    data.places = recordsOf(files.text(PLACES));
+// Adds what the files tell: each control's number, also of one that has no message because another
+// one or no channel leaves it none; and every label once, with its control if it has one, in the order
+// of the places' lines: in that one notes find them.
+export function completed(data, files) {
     for (const one of data.controls) {
-        const written = one.preset_line ? fieldOf(presetFile(data.preset), one.preset_line, 1)
-            : one.line ? fieldOf(BASE, one.line, 2) : NaN;
-        const known = (one.to_host ?? one.from_host)?.number ?? (Number.isInteger(written) ? written : null);
-        one.number = one.kind === 'spare' ? null : known;
+        const written = one.preset_line ? fieldOf(files.text(presetFile(data.preset)), one.preset_line, 1)
+            : fieldOf(files.text(BASE), one.line, 2);
+        one.number = one.kind === 'spare' ? null
+            : (one.to_host ?? one.from_host)?.number ?? (/^-?\d+$/.test(written) ? Number(written) : null);
     }
+    const places = recordsOf(files.text(PLACES));
+    const lineOf = ({place}) => places.find(({fields}) => fields[2] === place)?.line ?? 0;
+    const labels = data.controls.filter(one => one.label).map(one => ({...one.label, control: one}));
+    data.labels = [...labels, ...data.other_labels].map(label => ({...label, placeLine: lineOf(label)}))
+        .sort((a, b) => a.placeLine - b.placeLine);
     return data;
 }
 
@@ -44,41 +50,22 @@ export function numberText(control) {
     return to && from && from.number !== to.number ? `${text} \u2190 ${from.number}` : text;
 }
 
-// Every label once, with its control if it has one, in the order of their places: in that one notes
-// find them.
-export function labelsOf({controls, other_labels: others, places = []}) {
-    const lineOf = ({place}) => places.find(record => record.fields[2] === place)?.line ?? 0;
-    const labels = controls.filter(one => one.label).map(one => ({...one.label, control: one.index}));
-    return [...labels, ...others.map(label => ({...label, control: null}))]
-        .map(label => ({...label, placeLine: lineOf(label)}))
-        .sort((a, b) => a.placeLine - b.placeLine);
+// The titles of all others that have a number of the control's sort.
+export function holders(data, control, number) {
+    const others = data.controls.filter(one => one !== control && isNote(one) === isNote(control) &&
+        one.number !== null && [one.number, one.from_host?.number].includes(number)).map(titleOf);
+    const labels = data.labels.filter(label => isNote(control) && !label.control && label.note === number);
+    return [...others, ...labels.map(label => `the label \u201c${label.text.trim()}\u201d`)];
 }
-
-// Who else has which number of notes or controllers: a map of numbers and titles.
-function taken(data, control, type) {
-    const all = new Map(), add = (number, name) => all.set(number, [...all.get(number) ?? [], name]);
-    for (const one of data.controls) {
-        const isOther = one !== control && one.number !== null && isNote(one) === (type === 'note');
-        if (isOther)
-            new Set([one.number, one.from_host?.number ?? one.number]).forEach(number => add(number, titleOf(one)));
-    }
-    if (type === 'note')
-        labelsOf(data).filter(label => label.control === null)
-            .forEach(label => add(label.note, `the label \u201c${label.text.trim()}\u201d`));
-    return all;
-}
-
-export const holders = (data, control, type, number) => taken(data, control, type).get(number) ?? [];
 
 // Up to `count` numbers that nobody has, the nearest to a number first.
-export function freeNumbers(data, control, type, number, count) {
-    const others = taken(data, control, type), end = type === 'note' ? 128 : FIRST_CHANNEL_MODE;
-    return [...Array(end).keys()].filter(one => one !== number && !others.has(one))
+export function freeNumbers(data, control, number, count) {
+    return [...Array(isNote(control) ? 128 : FIRST_CHANNEL_MODE).keys()]
+        .filter(one => one !== number && holders(data, control, one).length === 0)
         .sort((a, b) => Math.abs(a - number) - Math.abs(b - number) || a - b).slice(0, count);
 }
 
-export const hex = bytes =>
-    [...bytes].map(byte => byte.toString(16).toUpperCase().padStart(2, '0')).join(' ');
+export const hex = bytes => [...bytes].map(byte => byte.toString(16).toUpperCase().padStart(2, '0')).join(' ');
 
 const KINDS = {0x80: 'note-off', 0x90: 'note-on', 0xA0: 'key pressure', 0xB0: 'control change',
     0xC0: 'program change', 0xD0: 'channel pressure', 0xE0: 'pitch bend'};
@@ -87,36 +74,24 @@ const KINDS = {0x80: 'note-off', 0x90: 'note-on', 0xA0: 'key pressure', 0xB0: 'c
 export function inWords([status, number, value]) {
     if (status >= 0xF0)
         return status === 0xF0 ? 'system exclusive' : 'system message';
-    const name = KINDS[status & 0xF0], channel = `channel ${(status & 15) + 1}`;
-    if (value === undefined)
-        return `${name} ${number}, ${channel}`;
-    return `${name} ${number}, ${(status & 0xF0) === 0xB0 ? 'value' : 'velocity'} ${value}, ${channel}`;
+    const amount = value === undefined ? '' : `, ${(status & 0xF0) === 0xB0 ? 'value' : 'velocity'} ${value}`;
+    return `${KINDS[status & 0xF0]} ${number}${amount}, channel ${(status & 15) + 1}`;
 }
-
-const sameKind = (end, status) =>
-    end && ((end.type === 'note' && ((status & 0xE0) === 0x80)) ||
-        (end.type === 'controller' && (status & 0xF0) === 0xB0));
 
 // The controls that a message at an end ("to_host", "from_host", "to_board") belongs to.
 export function controlsOf(data, end, [status, number]) {
-    const known = end === 'to_board' || (status & 15) === (data.channel ?? 0);
-    return data.controls.filter(
-        one => known && sameKind(one[end], status) && one[end].number === number);
+    const isKnown = end === 'to_board' || (status & 15) === (data.channel ?? 0);
+    const type = {0x80: 'note', 0x90: 'note', 0xB0: 'controller'}[status & 0xF0];
+    return data.controls.filter(one => isKnown && type && one[end]?.type === type && one[end].number === number);
 }
 
-// Findings about a control, with their numbers from 1.
-export const findingsOf = (report, index) => numbered(report).filter(one => one.control === index);
-const numbered = report => report.findings.map((one, i) => ({...one, number: i + 1}));
-
-// Findings about a label: those of its line, and of its place's.
-export function findingsOfLabel(report, label) {
-    return numbered(report).filter(one => one.line > 0 && (one.file === LABELS ? one.line === label.line
-        : one.file === PLACES && one.line === label.placeLine));
-}
+// Findings about a control, and about a label: those of its line, and of its place's.
+export const findingsOf = (findings, control) => findings.filter(one => one.control === control.index);
+export const findingsOfLabel = (findings, label) => findings.filter(({file, line}) =>
+    line > 0 && ((file === LABELS && line === label.line) || (file === PLACES && line === label.placeLine)));
 
 // The worst of findings and the text of their mark; null without any.
-export function markOf(findings) {
-    const level = ['error', 'warning', 'note'].find(
-        name => findings.some(one => one.severity === name));
-    return level ? {level, text: findings[0].number + (findings.length > 1 ? '+' : '')} : null;
+export function markOf(found) {
+    const level = ['error', 'warning', 'note'].find(name => found.some(one => one.severity === name));
+    return level ? {level, text: found[0].number + (found.length > 1 ? '+' : '')} : null;
 }

@@ -7,13 +7,11 @@ function filled(element, attributes, children) {
         else if (value !== null && value !== undefined && value !== false)
             element.setAttribute(name, value === true ? '' : value);
     }
-    element.append(...children.flat(Infinity).filter(child => child !== null && child !== undefined));
+    element.append(...children.flat(Infinity).filter(child => ![null, undefined, false, ''].includes(child)));
     return element;
 }
 
-export const html = (tag, attributes = {}, ...children) =>
-    filled(document.createElement(tag), attributes, children);
-
+export const html = (tag, attributes = {}, ...children) => filled(document.createElement(tag), attributes, children);
 export const svg = (tag, attributes = {}, ...children) =>
     filled(document.createElementNS('http://www.w3.org/2000/svg', tag), attributes, children);
 

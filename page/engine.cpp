@@ -35,20 +35,12 @@ const char* written(writer write) {
 }
 
 const engine::examined& examined_once() {
-    static engine::examined what;
-    static bool done = false;
-    if (!done) {
-        engine::examine(&what);
-        done = true;
-    }
-    return what;
-}
-
-void pass() {
-    for (const int side : {UART_OUT_BUF_ID, MIDI_IN_BUF_ID}) {
-        Com_ProcessComBuf(side);
-        pot_check_all(side);
-    }
+    static const engine::examined* const what = [] {
+        static engine::examined now;
+        engine::examine(&now);
+        return &now;
+    }();
+    return *what;
 }
 
 void write_sent(engine::receiver to, const char* key, engine::json_writer* json) {
@@ -105,7 +97,10 @@ const char* engine_feed(int side, const char* bytes, int size) {
         const int part = size < PART ? size : PART;
         com_put_buf(bytes, part, side);
         for (int i = 0; i < PASSES; ++i) {
-            pass();
+            for (const int link : {UART_OUT_BUF_ID, MIDI_IN_BUF_ID}) {
+                Com_ProcessComBuf(link);
+                pot_check_all(link);
+            }
         }
         bytes += part;
         size -= part;
@@ -128,11 +123,10 @@ const char* engine_checked_copy(const char* preset) {
     snprintf(name, sizeof name, "%s" CFG_CHECKED, preset);
     engine::remove_file(name);
     engine::make_checked_copy(preset, PRESET_FIELDS);
-    if (engine::find_file(name) == nullptr) {
-        return nullptr;
-    }
     const std::string_view copy = engine::text_of(name);
-    return written([&](FILE* out) { fwrite(copy.data(), 1, copy.size(), out); });
+    return engine::find_file(name) == nullptr
+               ? nullptr
+               : written([&](FILE* out) { fwrite(copy.data(), 1, copy.size(), out); });
 }
 
 }  // extern "C"

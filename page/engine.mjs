@@ -4,28 +4,29 @@
 const REFUSED = 52;
 const outside = new Proxy({}, {get: () => new Proxy({}, {get: () => () => REFUSED})});
 
-// Its state cannot be taken back, so each load is a new one.
+// Its state cannot be taken back, so each load is a new one: to be examined or to play.
 export class Engine {
-    #memory;
     #calls;
 
     constructor(module, files) {
         this.#calls = new WebAssembly.Instance(module, outside).exports;
-        this.#memory = this.#calls.memory;
         this.#calls._initialize?.();
         for (const [name, bytes] of files)
-            this.#calls.engine_file(this.#copied(new TextEncoder().encode(`${name}\0`)),
-                this.#copied(bytes), bytes.length);
+            this.#calls.engine_file(this.#word(name), this.#copied(bytes), bytes.length);
     }
 
     #copied(bytes) {
         const at = this.#calls.malloc(bytes.length + 1);
-        new Uint8Array(this.#memory.buffer).set(bytes, at);
+        new Uint8Array(this.#calls.memory.buffer).set(bytes, at);
         return at;
     }
 
+    #word(text) {
+        return this.#copied(new TextEncoder().encode(`${text}\0`));
+    }
+
     #bytes(at) {
-        const bytes = new Uint8Array(this.#memory.buffer);
+        const bytes = new Uint8Array(this.#calls.memory.buffer);
         return at === 0 ? null : bytes.slice(at, bytes.indexOf(0, at));
     }
 
@@ -36,17 +37,17 @@ export class Engine {
 
     // Null without a base mapping, with which the daemon would not start.
     export() {
-        const text = this.answer('export');
-        return text === '' ? null : JSON.parse(text);
+        return JSON.parse(this.answer('export') || 'null');
     }
 
+    // The findings, numbered from 1.
     check() {
-        return JSON.parse(this.answer('check'));
+        return JSON.parse(this.answer('check')).findings.map((one, i) => ({...one, number: i + 1}));
     }
 
     // The bytes of a preset's checked copy; null if the preset is refused.
     checkedCopy(preset) {
-        return this.#bytes(this.#calls.engine_checked_copy(this.#copied(new TextEncoder().encode(`${preset}\0`))));
+        return this.#bytes(this.#calls.engine_checked_copy(this.#word(preset)));
     }
 
     start() {
@@ -56,19 +57,15 @@ export class Engine {
     // Takes bytes from the board (0) or the host (1); returns what comes out as {host, board, console},
     // each a list of lists of bytes.
     feed(side, bytes) {
-        const at = this.#copied(bytes);
-        const out = this.#bytes(this.#calls.engine_feed(side, at, bytes.length));
+        const at = this.#copied(bytes), out = this.#bytes(this.#calls.engine_feed(side, at, bytes.length));
         this.#calls.free(at);
         return JSON.parse(new TextDecoder().decode(out));
     }
 }
 
-// What was packed into the page: bytes, deflated, in Base64.
-export async function unpacked(text) {
-    const [, packed, base64] = /^(deflate:)?(.*)$/s.exec(text);
-    const bytes = Uint8Array.from(atob(base64), c => c.charCodeAt(0));
-    if (!packed)
-        return bytes;
-    const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('deflate-raw'));
-    return new Uint8Array(await new Response(stream).arrayBuffer());
+// What was packed into the page: bytes, compressed by gzip, in Base64.
+export function unpacked(text) {
+    const bytes = Uint8Array.from(atob(text), c => c.charCodeAt(0));
+    const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('gzip'));
+    return new Response(stream).arrayBuffer();
 }

@@ -14,9 +14,7 @@ export const isText = name => isPart(name) && !/\.(ppm|ok|sh)$/.test(name);
 
 // --- Bytes and text ---
 
-export function toBytes(string) {
-    return Uint8Array.from(string, c => c.charCodeAt(0));
-}
+export const toBytes = string => Uint8Array.from(string, c => c.charCodeAt(0));
 
 export function toString(bytes) {
     let string = '';
@@ -25,8 +23,7 @@ export function toString(bytes) {
     return string;
 }
 
-const sameBytes = (a, b) =>
-    a === b || (a && b && a.length === b.length && a.every((byte, i) => byte === b[i]));
+const sameBytes = (a, b) => a === b || (a?.length === b?.length && a.every((byte, i) => byte === b[i]));
 
 // What is typed, as a string of bytes.
 export const encode = text => toString(new TextEncoder().encode(text));
@@ -43,25 +40,19 @@ export function decode(string) {
 // --- Lines and fields ---
 
 // With their ends; a last one without an end is a line, too.
-export const linesOf = string => string.match(/[^\n]*\n|[^\n]+$/g) ?? [];
-
+const linesOf = string => string.match(/[^\n]*\n|[^\n]+$/g) ?? [];
+const lineEnd = string => (/\r?\n/.exec(string) ?? ['\n'])[0];
 const WORDS = /[^ \t\n\v\f\r]+/g;
-export const fieldsOf = line => line.match(WORDS) ?? [];
 
-// The line with its field `at`, from 0, replaced; the same line where it has no such field.
-export function withField(line, at, text) {
+// A field, from 0, of a line, from 1; empty where there is none.
+export const fieldOf = (string, line, at) => linesOf(string)[line - 1]?.match(WORDS)?.[at] ?? '';
+
+// The string with that field replaced; as it was where there is none.
+export function withField(string, line, at, text) {
     let count = 0;
-    return line.replace(WORDS, word => (count++ === at ? text : word));
+    const replaced = one => one.replace(WORDS, word => (count++ === at ? text : word));
+    return linesOf(string).map((one, i) => (i === line - 1 ? replaced(one) : one)).join('');
 }
-
-export function withLine(string, number, change) {
-    const lines = linesOf(string);
-    if (number >= 1 && number <= lines.length)
-        lines[number - 1] = change(lines[number - 1]);
-    return lines.join('');
-}
-
-export const lineEnd = string => (/\r?\n/.exec(string) ?? ['\n'])[0];
 
 export function withAdded(string, line) {
     const end = lineEnd(string);
@@ -71,36 +62,35 @@ export function withAdded(string, line) {
 // The value of a setting in the line that begins with its key, and that line changed.
 const setting = key => new RegExp(`^${key}=([^\\r\\n]*)`, 'm');
 export const settingOf = (string, key) => setting(key).exec(string)?.[1] ?? '';
-export function withSetting(string, key, value) {
-    return setting(key).test(string)
-        ? string.replace(setting(key), () => `${key}=${value}`)
-        : withAdded(string, `${key}=${value}`);
-}
+export const withSetting = (string, key, value) => (setting(key).test(string)
+    ? string.replace(setting(key), () => `${key}=${value}`) : withAdded(string, `${key}=${value}`));
 
 // Lines that are data, as fields, with their numbers.
-export function recordsOf(string) {
-    return linesOf(string)
-        .map((line, i) => ({line: i + 1, fields: fieldsOf(line), comment: /^[# \r\n]/.test(line)}))
-        .filter(record => !record.comment && record.fields.length > 0);
+export const recordsOf = string => linesOf(string)
+    .map((line, i) => ({line: i + 1, fields: line.match(WORDS), isComment: /^[# \r\n]/.test(line)}))
+    .filter(record => !record.isComment && record.fields);
+
+// How many at the beginning, and then at the end, are the same in both.
+function alike(a, b) {
+    const most = Math.min(a.length, b.length);
+    let head = 0, tail = 0;
+    while (head < most && a[head] === b[head])
+        ++head;
+    while (tail < most - head && a[a.length - 1 - tail] === b[b.length - 1 - tail])
+        ++tail;
+    return [head, tail];
 }
 
 // A text area shows LF for every line end. What of its text has changed is put into the string
-// behind it, with the line ends of the file; everything around that stays.
-export function withTyped(string, shown, typed) {
-    const from = [];  // where in the string each shown character begins
-    for (let i = 0; i < string.length; ++i) {
-        if (string[i] !== '\n' || string[i - 1] !== '\r')
-            from.push(i);
-    }
-    from.push(string.length);
-    let head = 0, tail = 0;
-    while (head < Math.min(shown.length, typed.length) && shown[head] === typed[head])
-        ++head;
-    while (tail < Math.min(shown.length, typed.length) - head &&
-           shown[shown.length - 1 - tail] === typed[typed.length - 1 - tail])
-        ++tail;
-    const middle = typed.slice(head, typed.length - tail).replaceAll('\n', lineEnd(string));
-    return string.slice(0, from[head]) + middle + string.slice(from[shown.length - tail]);
+// behind it, with the line ends and the encoding of the file; everything around that stays.
+export function withTyped(string, text) {
+    const isUtf8 = encode(decode(string)) === string;
+    const typed = isUtf8 ? encode(text) : [...text].map(c => (c <= '\xff' ? c : encode(c))).join('');
+    const before = string.match(/\r\n|[^]/g) ?? [];
+    const [head, tail] = alike(before.map(c => (c[0] === '\r' ? '\n' : c)), typed);
+    return before.slice(0, head).join('') +
+        typed.slice(head, typed.length - tail).replaceAll('\n', lineEnd(string)) +
+        before.slice(before.length - tail).join('');
 }
 
 // --- Differences ---
@@ -110,53 +100,29 @@ const MOST_COMPARED = 4e6;  // pairs of lines; beyond that a changed part is rep
 // [[' ' | '-' | '+', line, number in the old or, for '+', the new file]...], changed lines and
 // `around` lines about them.
 export function difference(before, after, around = 2) {
-    const a = linesOf(before), b = linesOf(after);
-    let head = 0, tail = 0;
-    while (head < Math.min(a.length, b.length) && a[head] === b[head])
-        ++head;
-    while (tail < Math.min(a.length, b.length) - head &&
-           a[a.length - 1 - tail] === b[b.length - 1 - tail])
-        ++tail;
-    const all = a.slice(0, head).map((line, i) => [' ', line, i + 1]);
-    all.push(...middle(a.slice(head, a.length - tail), b.slice(head, b.length - tail), head));
-    for (let i = a.length - tail; i < a.length; ++i)
-        all.push([' ', a[i], i + 1]);
-    const near = new Set();
-    all.forEach(([mark], i) => {
-        for (let k = i - around; mark !== ' ' && k <= i + around; ++k)
-            near.add(k);
-    });
-    return all.filter((_, i) => near.has(i));
-}
-
-function middle(a, b, first) {
-    const old = i => ['-', a[i], first + i + 1], fresh = k => ['+', b[k], first + k + 1];
-    if (a.length * b.length > MOST_COMPARED)
-        return [...a.map((_, i) => old(i)), ...b.map((_, k) => fresh(k))];
-    // Lengths of the longest common parts of what is left of both.
-    const width = b.length + 1, common = new Uint16Array((a.length + 1) * width);
-    for (let i = a.length - 1; i >= 0; --i) {
-        for (let k = b.length - 1; k >= 0; --k) {
-            common[i * width + k] = a[i] === b[k]
-                ? common[(i + 1) * width + k + 1] + 1
-                : Math.max(common[(i + 1) * width + k], common[i * width + k + 1]);
-        }
+    const a = linesOf(before), b = linesOf(after), [head, tail] = alike(a, b);
+    const x = a.slice(head, a.length - tail), y = b.slice(head, b.length - tail);
+    const isCompared = x.length * y.length <= MOST_COMPARED;
+    // How many lines both have in common from a pair on.
+    const common = Array.from({length: x.length + 1}, () => new Uint16Array(isCompared ? y.length + 1 : 0));
+    for (let i = x.length - 1; isCompared && i >= 0; --i) {
+        for (let k = y.length - 1; k >= 0; --k)
+            common[i][k] = x[i] === y[k] ? common[i + 1][k + 1] + 1 : Math.max(common[i + 1][k], common[i][k + 1]);
     }
-    const all = [];
-    let i = 0, k = 0;
-    while (i < a.length || k < b.length) {
-        if (i < a.length && k < b.length && a[i] === b[k]) {
-            all.push([' ', a[i], first + i + 1]);
-            ++i;
+    const same = (lines, first) => lines.map((line, i) => [' ', line, first + i + 1]), changed = [];
+    for (let i = 0, k = 0; i < x.length || k < y.length;) {
+        const isOld = k === y.length || (i < x.length && !(common[i + 1][k] < common[i][k + 1]));
+        if (i < x.length && x[i] === y[k]) {
+            changed.push([' ', x[i++], head + i]);
             ++k;
-        } else if (k === b.length ||
-                   (i < a.length && common[(i + 1) * width + k] >= common[i * width + k + 1])) {
-            all.push(old(i++));
         } else {
-            all.push(fresh(k++));
+            changed.push(isOld ? ['-', x[i++], head + i] : ['+', y[k++], head + k]);
         }
     }
-    return all;
+    const all = same(a.slice(0, head), 0).concat(changed, same(a.slice(a.length - tail), a.length - tail));
+    const near = new Set(all.flatMap(
+        ([mark], i) => (mark === ' ' ? [] : Array.from({length: 2 * around + 1}, (_, k) => i - around + k))));
+    return all.filter((_, i) => near.has(i));
 }
 
 // --- All files ---
@@ -169,38 +135,23 @@ export class Files {
         this.now = new Map(loaded);
     }
 
-    text(name) {
-        return this.now.has(name) ? toString(this.now.get(name)) : '';
-    }
-
-    #put(name, bytes) {
-        if (bytes === undefined)
-            this.now.delete(name);
-        else
-            this.now.set(name, bytes);
+    text(name, of = this.now) {
+        return of.has(name) ? toString(of.get(name)) : '';
     }
 
     // Replaces texts of files; null removes one. Edits with the same key, one after the other, are undone as one.
     edit(changes, key = null) {
-        const before = new Map();
+        const before = new Map(this.now);
         for (const [name, string] of Object.entries(changes)) {
-            if (this.now.has(name) ? string === null || this.text(name) !== string : string !== null) {
-                before.set(name, this.now.get(name));
-                this.#put(name, string === null ? undefined : toBytes(string));
-            }
+            if (string === null)
+                this.now.delete(name);
+            else
+                this.now.set(name, toBytes(string));
         }
-        const last = this.#undo.at(-1);
-        if (before.size > 0 && key !== null && last?.key === key) {
-            before.forEach((bytes, name) => last.before.has(name) || last.before.set(name, bytes));
-        } else if (before.size > 0) {
+        const isEdit = this.changedFrom(before).length > 0, isNew = key === null || this.#undo.at(-1)?.key !== key;
+        if (isEdit && isNew)
             this.#undo.push({key, before});
-        }
-        return before.size > 0;
-    }
-
-    // An edit of a line by a function, in the file with this name.
-    editLine(name, line, change, key) {
-        return this.edit({[name]: withLine(this.text(name), line, change)}, key);
+        return isEdit;
     }
 
     get canUndo() {
@@ -208,18 +159,16 @@ export class Files {
     }
 
     undo() {
-        for (const [name, bytes] of this.#undo.pop()?.before ?? [])
-            this.#put(name, bytes);
+        this.now = this.#undo.pop().before;
+    }
+
+    changedFrom(before) {
+        return [...new Set([...before.keys(), ...this.now.keys()])].filter(
+            name => !sameBytes(before.get(name), this.now.get(name)));
     }
 
     get changed() {
-        return [...new Set([...this.saved.keys(), ...this.now.keys()])].filter(
-            name => !sameBytes(this.saved.get(name), this.now.get(name)));
-    }
-
-    difference(name) {
-        const before = this.saved.has(name) ? toString(this.saved.get(name)) : '';
-        return difference(before, this.text(name));
+        return this.changedFrom(this.saved);
     }
 
     setSaved() {
@@ -231,21 +180,17 @@ export class Files {
 
 // Files of a choice or a drop. Returns {files, told}: what is left out is said by name.
 export async function readAll(list) {
-    const files = new Map(), told = [];
-    let strangers = 0;
-    for (const file of list) {
-        if (!isPart(file.name))
-            ++strangers;
-        else if (file.size > MOST_BYTES)
+    const files = new Map(), told = [], parts = [...list].filter(file => isPart(file.name));
+    const strangers = list.length - parts.length;
+    for (const file of parts) {
+        if (file.size > MOST_BYTES)
             told.push(`${file.name} is refused: ${file.size} bytes, more than ${MOST_BYTES}`);
         else
-            await file.arrayBuffer().then(
-                buffer => files.set(file.name, new Uint8Array(buffer)),
+            await file.arrayBuffer().then(buffer => files.set(file.name, new Uint8Array(buffer)),
                 error => told.push(`${file.name} cannot be read: ${error.message}`));
     }
     if (strangers > 0)
-        told.push(`${strangers} ${strangers === 1 ? 'file is' : 'files are'} not part of a ` +
-            'configuration and left out');
+        told.push(`${strangers} ${strangers === 1 ? 'file is' : 'files are'} not part of a configuration and left out`);
     return {files, told};
 }
 
@@ -256,7 +201,7 @@ export async function dropped(transfer) {
     const items = [...transfer.items].filter(item => item.kind === 'file');
     const entries = items.map(item => item.webkitGetAsEntry?.());
     const list = items.map(item => item.getAsFile());
-    const handles = await Promise.all(items.map(item => item.getAsFileSystemHandle?.() ?? null));
+    const handles = await Promise.all(items.map(item => item.getAsFileSystemHandle?.()));
     const at = entries.findIndex(entry => entry?.isDirectory);
     if (at < 0)
         return {list: list.filter(Boolean), folder: null, name: ''};
@@ -300,8 +245,7 @@ export async function saveInto(folder, files) {
 export function download(files) {
     for (const name of files.changed.filter(one => files.now.has(one))) {
         const link = document.createElement('a');
-        link.href = URL.createObjectURL(
-            new Blob([files.now.get(name)], {type: 'application/octet-stream'}));
+        link.href = URL.createObjectURL(new Blob([files.now.get(name)], {type: 'application/octet-stream'}));
         link.download = name;
         link.click();
         setTimeout(() => URL.revokeObjectURL(link.href), 60000);

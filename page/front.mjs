@@ -1,101 +1,81 @@
 // The front of the controller: a deck, the mixer, the other deck, each control a button.
-import {findingsOf, markOf, numberText, shortName, sideOf, titleOf} from './controls.mjs';
+import {
+    SIDES, findingsOf, hasLight, markOf, numberText, shortName, sideOf, slides, titleOf, turns,
+} from './controls.mjs';
 import {html} from './dom.mjs';
 
-const SIDES = {A: 'Deck A', M: 'Mixer', B: 'Deck B'};
 const STRIP = ['knobs', 'faders'];
 const DECK = ['top', 'turning', 'effects', 'tempo', 'loops', 'pads', 'transport', 'keys', 'cross'];
-const MIXER = ['top', 'turning', 'effects', 'tempo', 'loops', 'pads', 'keys', 'transport', 'knobs',
-    'faders', 'cross'];
+const MIXER = ['top', 'turning', 'effects', 'tempo', 'loops', 'pads', 'keys', 'transport', ...STRIP, 'cross'];
 const SEGMENTS = 7;
 
-export const turns = control => ['platter', 'touched platter', 'encoder'].includes(control.kind);
-export const hasLight = control => control.to_board?.type === 'note' && control.from_host;
+const part = (name, ...children) => html('span', {class: name}, ...children);
 
-// What of a control is seen: a class for its form, and the parts above its caption.
-function form(control) {
-    const {kind, group} = control;
+// What of a control is seen: a class for its form, and the part above its caption.
+function form({kind, group, ...control}) {
     if (kind === 'meter')
-        return ['meter', html('span', {class: 'levels'}, Array.from({length: SEGMENTS}, () => html('i')))];
-    if (kind === 'LED')
-        return ['lamp', html('span', {class: 'light'})];
-    if (kind === 'button' || kind === 'spare')
-        return ['key', hasLight(control) ? html('span', {class: 'light'}) : null];
-    if (group === 'turning' && turns(control))
+        return ['meter', part('levels', Array.from({length: SEGMENTS}, () => html('i')))];
+    if (['LED', 'button', 'spare'].includes(kind))
+        return [kind === 'LED' ? 'lamp' : 'key', hasLight(control) || kind === 'LED' ? part('light') : null];
+    if (group === 'turning' && turns({kind}))
         return ['turn', null];
-    if (group === 'cross')
-        return ['crossing', html('span', {class: 'slot'}, html('span', {class: 'cap'}))];
-    if (group === 'faders' || group === 'turning')
-        return ['fader', html('span', {class: 'slot'}, html('span', {class: 'cap'}))];
-    return [turns(control) ? 'knob notched' : 'knob', html('span', {class: 'dial'})];
+    if (['cross', 'faders', 'turning'].includes(group))
+        return [group === 'cross' ? 'crossing' : 'fader', part('slot', part('cap'))];
+    return [turns({kind}) ? 'knob notched' : 'knob', part('dial')];
 }
 
-function drawControl(control, report) {
-    const found = findingsOf(report, control.index), mark = markOf(found);
-    const [look, parts] = form(control);
+function drawControl(control, {findings, isPlaying}) {
+    const found = findingsOf(findings, control), mark = markOf(found), [look, seen] = form(control);
     const spoken = [titleOf(control), control.kind, numberText(control),
         ...found.map(one => `${one.severity} ${one.number}`)];
-    return html('button',
-        {class: `c ${look}${control.line === null ? ' lost' : ''}`, type: 'button',
-            'data-index': control.index, 'aria-label': spoken.join(', '),
-            title: `${titleOf(control)} (${control.kind}, index ${control.index})`},
-        parts, html('span', {class: 'n'}, shortName(control)),
-        html('span', {class: 'v'}, numberText(control)),
-        mark && html('span', {class: `m ${mark.level}`}, mark.text));
+    const isSlider = isPlaying && slides(control), hasEnds = isSlider && !turns(control);
+    return html('button', {class: `c ${look}${control.line === null ? ' lost' : ''}`, type: 'button',
+        'data-index': control.index, 'aria-label': spoken.join(', '),
+        title: `${titleOf(control)} (${control.kind}, index ${control.index})`, role: isSlider && 'slider',
+        'aria-valuemin': hasEnds && '0', 'aria-valuemax': hasEnds && (control.kind === 'meter' ? SEGMENTS : 127)},
+    seen, part('n', shortName(control)), part('v', numberText(control)), mark && part(`m ${mark.level}`, mark.text));
 }
 
-function drawGroup(name, controls, report) {
-    const draw = one => drawControl(one, report);
-    if (name !== 'turning')
-        return html('div', {class: `group ${name}`}, controls.map(draw));
-    const faders = controls.filter(one => one.kind === 'pot');
-    const others = controls.filter(one => one.kind !== 'pot');
-    return html('div', {class: 'group turning'}, faders.map(draw),
-        others.length > 0 ? html('div', {class: 'disc'}, others.map(draw)) : null);
+// A fader stands beside the disc, what else turns on it.
+function drawGroup(name, controls, draw) {
+    const onDisc = controls.filter(one => name === 'turning' && one.kind !== 'pot');
+    return html('div', {class: `group ${name}`}, controls.filter(one => !onDisc.includes(one)).map(draw),
+        onDisc.length > 0 ? html('div', {class: 'disc'}, onDisc.map(draw)) : null);
 }
 
-function drawColumn(look, names, controls, report, first = null) {
+function drawColumn(look, names, controls, draw, first = null) {
     const groups = names.map(name => [name, controls.filter(one => one.group === name)]);
-    return html('div', {class: look}, first, groups.filter(([, some]) => some.length > 0)
-        .map(([name, some]) => drawGroup(name, some, report)));
+    return html('div', {class: look}, first,
+        groups.filter(([, some]) => some.length > 0).map(([name, some]) => drawGroup(name, some, draw)));
 }
 
-// Draws all three into an element; the screen is an element of the caller's.
-export function drawFront(into, data, report, screen) {
-    const held = document.activeElement?.closest?.('.c')?.dataset.index;
+// Draws all three into an element, of {data, findings, isPlaying}; the screen is an element of the caller's.
+export function drawFront(into, what, screen) {
+    const held = document.activeElement?.closest('.c')?.dataset.index, draw = one => drawControl(one, what);
     into.replaceChildren(...Object.entries(SIDES).map(([side, title]) => {
-        const own = data.controls.filter(one => sideOf(one) === side);
-        const columns = side === 'M'
-            ? [drawColumn('main', MIXER, own, report, screen)]
-            : [drawColumn('main', DECK, own, report), drawColumn('strip', STRIP, own, report)];
-        return html('section', {class: `panel ${side}`, 'aria-label': title},
-            html('h2', {}, title), html('div', {class: 'columns'}, columns));
+        const own = what.data.controls.filter(one => sideOf(one) === side);
+        return html('section', {class: `panel ${side}`, 'aria-label': title}, html('h2', {}, title),
+            html('div', {class: 'columns'}, side === 'M' ? drawColumn('main', MIXER, own, draw, screen)
+                : [drawColumn('main', DECK, own, draw), drawColumn('strip', STRIP, own, draw)]));
     }));
-    if (held !== undefined)
+    if (held)
         elementOf(into, held)?.focus({preventScroll: true});
 }
 
 export const elementOf = (front, index) => front.querySelector(`.c[data-index="${index}"]`);
 
-// Shows what is known of a control at this moment: {position, angle, level, lit, down, heard}.
-export function paint(element, control, state) {
-    if (!element)
-        return;
-    element.classList.toggle('down', state.down === true);
-    element.classList.toggle('heard', state.heard === true);
-    const light = element.querySelector('.light');
-    if (light) {
-        light.classList.toggle('dark', !(state.lit > 0));
-        light.style.setProperty('--lit', 0.35 + 0.65 * (state.lit ?? 0) / 127);
-    }
-    element.style.setProperty('--at', (state.position ?? 64) / 127);
-    element.style.setProperty('--angle', `${(state.angle ?? 0) * 6}deg`);
+// Shows what is known of a control at this moment: {selected, position, angle, level, lit, down, heard}.
+export function paint(element, {position, angle = 0, level = 0, lit = 0, ...is}) {
+    for (const name of ['selected', 'down', 'heard'])
+        element.classList.toggle(name, is[name] === true);
+    element.querySelector('.light')?.classList.toggle('dark', lit === 0);
+    element.style.setProperty('--lit', 0.35 + 0.65 * lit / 127);
+    element.style.setProperty('--at', (position ?? 64) / 127);
+    element.style.setProperty('--angle', `${angle * 6}deg`);
     element.querySelectorAll('.levels i').forEach(
-        (segment, i) => segment.classList.toggle('on', SEGMENTS - i <= (state.level ?? 0)));
-    const slides = element.getAttribute('role') === 'slider';
-    if (slides)
-        element.setAttribute('aria-valuenow', state.position ?? state.angle ?? state.level ?? 0);
-    const states = [state.down && 'held', state.lit > 0 && `lit ${state.lit}`,
-        state.level > 0 && `level ${state.level}`, state.heard && 'heard'].filter(Boolean);
-    element.setAttribute('aria-description', states.join(', '));
+        (segment, i) => segment.classList.toggle('on', SEGMENTS - i <= level));
+    if (element.getAttribute('role') === 'slider')
+        element.setAttribute('aria-valuenow', position ?? (angle || level));
+    const states = [is.down && 'held', lit > 0 && `lit ${lit}`, level > 0 && `level ${level}`, is.heard && 'heard'];
+    element.setAttribute('aria-description', states.filter(Boolean).join(', '));
 }

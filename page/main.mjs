@@ -1,24 +1,26 @@
 // The page: what is loaded, what is shown of it, and what is done with it.
-import {findingsOf, findingsOfLabel, labelsOf, markOf, titleOf, withNumbers} from './controls.mjs';
+import {completed, findingsOf, findingsOfLabel, markOf, titleOf} from './controls.mjs';
 import {byId, html} from './dom.mjs';
 import {Engine, unpacked} from './engine.mjs';
 import {
-    BASE, Files, SPLASH, WIDE_SPLASH, download, dropped, filesOfHandle, readAll, saveInto, toBytes, toString,
+    BASE, Files, SPLASH, WIDE_SPLASH, difference, download, dropped, filesOfHandle, readAll, saveInto, toBytes, toString,
 } from './files.mjs';
 import {Form, TextPane, addColor, addPreset, additionsTo, fieldsOfControl, fieldsOfSettings} from './form.mjs';
 import {drawFront, elementOf, paint} from './front.mjs';
-import {Heard, Ports} from './midi.mjs';
-import {Player, describe, handlePlaying, setRoles} from './play.mjs';
-import {Console, drawScreen, imageOf} from './screen.mjs';
+import {Heard, askForPorts, sendTo} from './midi.mjs';
+import {Player, describe, handlePlaying} from './play.mjs';
+import {clamp, drawScreen, imageOf} from './screen.mjs';
 import {drawChart, drawControls, drawDifference, drawFindings, drawLabels} from './tables.mjs';
 
 const MOST_LOGGED = 200, COLOR_NAMES = ['black', 'red', 'green', 'yellow', 'blue', 'magenta', 'cyan', 'white'];
 
 const app = {
-    files: new Files(new Map()), module: null, data: null, report: {findings: []}, name: '', folder: null,
-    player: null, selected: null, isPlaying: false, labelFollows: true, images: new Map(),
-    heard: new Heard(), heardStates: new Map(),
+    files: new Files(new Map()), module: null, data: null, findings: [], name: '', folder: null,
+    player: null, lit: null, selected: null, labelFollows: true, images: new Map(), heard: new Heard(),
 
+    get isPlaying() {
+        return byId('mode-play').checked;
+    },
     edit(changes, key) {
         if (app.files.edit({...changes, ...checkedCopies(changes)}, key))
             show();
@@ -27,7 +29,6 @@ const app = {
 const controlForm = new Form(byId('fields')), settingsForm = new Form(byId('settings-fields'));
 const text = new TextPane(app, byId('file'), byId('text'), byId('line'));
 const front = byId('front'), mixerScreen = html('div', {id: 'screen'});
-const ports = new Ports(hear, bytes => player()?.sendHost(bytes));
 
 // A preset other than 0 is used by its checked copy, which the owner would make with the script.
 function checkedCopies(changes) {
@@ -43,31 +44,25 @@ function checkedCopies(changes) {
 
 // Everything anew from the files.
 function show(isUndone = false) {
-    let trouble = '';
+    let screens = [];
     try {
-        const engine = new Engine(app.module, app.files.now);
-        app.data = engine.export();
-        app.report = engine.check();
-        if (app.data)
-            withNumbers(app.data, app.files);
-        app.player = null;
+        const engine = new Engine(app.module, app.files.now), data = engine.export();
+        Object.assign(app, {data: data && completed(data, app.files), findings: engine.check(), player: null});
+        screens = data ? drawScreens() : [];
+        byId('trouble').textContent = data ? '' : `${BASE} is missing, so there is nothing to draw.`;
     } catch (error) {
-        trouble = `The engine has stopped: ${error.message}`;
-        app.data = null;
-        app.report = {findings: []};
+        Object.assign(app, {data: null, findings: []});
+        byId('trouble').textContent = `The engine has stopped: ${error.message}`;
     }
-    byId('trouble').textContent = trouble ||
-        (app.data ? '' : `${BASE} is missing, so there is nothing to draw.`);
     document.body.classList.toggle('empty', !app.data);
     showSummary();
-    byId('findings-list').replaceChildren(...drawFindings(app.data, app.report, openFinding));
+    byId('findings-list').replaceChildren(drawFindings(app.data, app.findings, openFinding));
     if (app.data) {
-        drawFront(front, app.data, app.report, mixerScreen);
-        showScreens();
-        byId('labels').replaceChildren(...drawLabels(app.data, app.report));
-        byId('controls').replaceChildren(drawControls(app.data, app.report));
+        byId('screens').replaceChildren(...screens);
+        byId('labels').replaceChildren(drawLabels(app.data, app.findings));
+        byId('controls').replaceChildren(drawControls(app.data, app.findings));
         byId('chart').replaceChildren(drawChart(app.data));
-        showStates();
+        showFront();
     }
     showControl(isUndone);
     settingsForm.show('settings', fieldsOfSettings(app), isUndone);
@@ -75,30 +70,20 @@ function show(isUndone = false) {
 }
 
 function showSummary() {
-    const {data, report, files} = app;
+    const {data, findings, files} = app, changes = files.changed.length;
     const product = data?.product_name || 'Controller';
     document.title = `${product}: controls`;
     byId('product').textContent = product;
-    const parts = [app.name];
-    if (data)
-        parts.push(data.channel === null ? 'no valid MIDI channel: nothing from the host is used'
-            : `MIDI channel ${data.channel + 1}`);
-    if (data?.preset !== null && data)
-        parts.push(`preset ${data.preset}`);
-    byId('summary').textContent = parts.join(', ');
-    const count = (number, name) => `${number} ${name}${number === 1 ? '' : 's'}`;
-    byId('counts').textContent = ['error', 'warning', 'note'].map(level => count(
-        report.findings.filter(one => one.severity === level).length, level)).join(', ');
+    byId('summary').textContent = [app.name, data && (data.channel === null
+        ? 'no valid MIDI channel: nothing from the host is used' : `MIDI channel ${data.channel + 1}`),
+    Number.isInteger(data?.preset) && `preset ${data.preset}`].filter(Boolean).join(', ');
+    byId('counts').textContent = ['error', 'warning', 'note'].map(level => {
+        const count = findings.filter(one => one.severity === level).length;
+        return `${count} ${level}${count === 1 ? '' : 's'}`;
+    }).join(', ');
     byId('undo').disabled = !files.canUndo;
-    byId('save').disabled = files.changed.length === 0;
-    byId('save').textContent = files.changed.length > 0 ? `Save (${files.changed.length})\u2026` : 'Save\u2026';
-}
-
-function labelMarks() {
-    return labelsOf(app.data).flatMap(label => {
-        const mark = markOf(findingsOfLabel(app.report, label));
-        return mark ? [{...mark, row: label.row, column: label.column}] : [];
-    });
+    byId('save').disabled = changes === 0;
+    byId('save').textContent = changes > 0 ? `Save (${changes})\u2026` : 'Save\u2026';
 }
 
 // A drawing of the bytes of an image; the last one is kept.
@@ -106,47 +91,43 @@ function image(name) {
     const bytes = app.files.now.get(name);
     if (bytes && app.images.get(name)?.bytes !== bytes)
         app.images.set(name, {bytes, url: imageOf(bytes)});
-    return bytes ? app.images.get(name).url : null;
+    return bytes && app.images.get(name).url;
 }
 
-const splash = () => image(labelsOf(app.data).length > 0 ? SPLASH : WIDE_SPLASH);
+function screen(shown, title) {
+    const {labels} = app.data;
+    const marks = labels.map(label => ({...label, ...markOf(findingsOfLabel(app.findings, label))}));
+    return drawScreen(shown, image(labels.length > 0 ? SPLASH : WIDE_SPLASH), marks.filter(mark => mark.level), title);
+}
 
-// The labels as the daemon draws them: after the start, and with all of them lit.
-function showScreens() {
-    const marks = labelMarks(), figure = (title, shown) => html('figure', {},
-        drawScreen(shown, splash(), marks, title), html('figcaption', {}, title));
-    const engine = new Engine(app.module, app.files.now);
-    const still = new Player(engine, app.data, () => {}, () => {});
-    const off = figure('All labels off, as after the start', still.console);
-    const notes = new Set(labelsOf(app.data).map(label => label.note).filter(note => note >= 0 && note < 128));
-    notes.forEach(note => still.sendNote(note, 127));
-    app.lit = still.console;
-    byId('screens').replaceChildren(figure('All labels on', still.console), off);
-    showMixerScreen();
+// The labels as the daemon draws them: with all of them lit, and after the start.
+function drawScreens() {
+    const player = new Player(new Engine(app.module, app.files.now), app.data);
+    const figure = title => html('figure', {}, screen(player.console, title), html('figcaption', {}, title));
+    const off = figure('All labels off, as after the start');
+    player.lightLabels();
+    app.lit = player.console;
+    return [figure('All labels on'), off];
 }
 
 function showMixerScreen() {
-    const shown = app.isPlaying ? player().console : app.lit;
-    mixerScreen.replaceChildren(drawScreen(shown ?? new Console(), splash(), labelMarks(),
-        app.isPlaying ? 'The screen' : 'The screen, all labels on'));
+    mixerScreen.replaceChildren(app.isPlaying ? screen(player().console, 'The screen')
+        : screen(app.lit, 'The screen, all labels on'));
 }
 
-function showStates() {
+function showFront() {
+    drawFront(front, app, mixerScreen);
+    showMixerScreen();
+    showStates();
     if (app.isPlaying)
         drawNotes();
-    for (const control of app.data.controls) {
-        const element = elementOf(front, control.index);
-        element.classList.toggle('selected', control.index === app.selected);
-        if (app.isPlaying)
-            setRoles(element, control);
-        showState(control.index);
-    }
 }
 
+const showStates = () => app.data.controls.forEach(one => showState(one.index));
+
 function showState(index) {
-    const element = elementOf(front, index), heard = app.heardStates.get(index);
-    const played = app.isPlaying ? player().states.get(index) : {};
-    paint(element, app.data.controls[index], {...played, ...heard});
+    const played = app.isPlaying && player().states[index], selected = !app.isPlaying && index === app.selected;
+    paint(elementOf(front, index), {...played, ...app.heard.states[index], selected});
 }
 
 // --- Changing ---
@@ -155,38 +136,35 @@ function showControl(isUndone = false) {
     const control = app.data?.controls[app.selected ?? -1];
     byId('control').hidden = !control;
     byId('hint').hidden = !!control;
-    if (!control) {
-        controlForm.show('', []);
+    controlForm.show(`control ${app.selected}`, control ? fieldsOfControl(app, control) : [], isUndone);
+    if (!control)
         return;
-    }
     byId('control-name').textContent = titleOf(control);
-    byId('control-kind').textContent = `${control.kind}, index ${control.index}` +
-        (control.line === null ? ', no line' : `, line ${control.line}`);
-    const ends = [['From the board', control.from_board], ['To the host', control.to_host],
-        ['From the host', control.from_host], ['To the board', control.to_board]];
-    byId('messages').replaceChildren(...ends.flatMap(([title, end]) => [html('dt', {}, title),
+    byId('control-kind').textContent =
+        `${control.kind}, index ${control.index}, ${control.line === null ? 'no line' : `line ${control.line}`}`;
+    const ends = {'From the board': control.from_board, 'To the host': control.to_host,
+        'From the host': control.from_host, 'To the board': control.to_board};
+    byId('messages').replaceChildren(...Object.entries(ends).flatMap(([title, end]) => [html('dt', {}, title),
         html('dd', {}, end ? end.bytes.map(bytes => html('code', {}, bytes)) : 'none')]));
-    byId('control-findings').replaceChildren(...findingsOf(app.report, control.index).map(one =>
+    byId('control-findings').replaceChildren(...findingsOf(app.findings, control).map(one =>
         html('li', {}, html('b', {class: one.severity}, one.severity), ' ', one.text)));
-    controlForm.show(`control ${control.index}`, fieldsOfControl(app, control), isUndone);
     byId('additions').replaceChildren(...additionsTo(app, control).map(
         ([name, add]) => html('button', {type: 'button', onclick: add}, name)));
     byId('add-color').hidden = !control.label;
 }
 
 function select(index) {
+    const before = app.selected, {line} = app.data.controls[index];
     app.selected = index;
-    front.querySelectorAll('.selected').forEach(one => one.classList.remove('selected'));
-    elementOf(front, index)?.classList.add('selected');
+    [before, index].filter(Number.isInteger).forEach(showState);
     showControl();
-    const {line} = app.data.controls[index];
     if (line)
         text.open(BASE, line);
 }
 
 function openFinding(finding) {
-    setMode(false);
-    if (finding.control !== null && finding.control !== undefined)
+    byId('mode-change').click();
+    if (Number.isInteger(finding.control))
         select(finding.control);
     if (app.files.now.has(finding.file))
         text.open(finding.file, finding.line);
@@ -194,238 +172,7 @@ function openFinding(finding) {
     byId('text').focus();
 }
 
-// --- Playing ---
-
-// The one that plays what is shown, started when first asked for.
-function player() {
-    if (!app.player && app.data) {
-        let isStarted = false;
-        const started = new Player(new Engine(app.module, app.files.now), app.data, tell, index => {
-            if (isStarted && app.isPlaying)
-                index === null ? showMixerScreen() : showState(index);
-        });
-        app.player = started;
-        isStarted = true;
-    }
-    return app.player;
-}
-
-function tell(end, bytes) {
-    log(end === 'to_host' ? '\u2192 host' : 'host \u2192', describe(app.data, end, bytes));
-    if (end === 'to_host')
-        ports.toSoftware(bytes);
-    else
-        ports.toLights(bytes);
-}
-
-function log(direction, words) {
-    const list = byId('log');
-    list.prepend(html('li', {}, html('b', {}, direction), ' ', words));
-    if (list.children.length > MOST_LOGGED)
-        list.lastChild.remove();
-}
-
-function setMode(isPlaying) {
-    if (app.isPlaying === isPlaying)
-        return;
-    app.isPlaying = isPlaying;
-    byId(isPlaying ? 'mode-play' : 'mode-change').checked = true;
-    document.body.classList.toggle('playing', isPlaying);
-    byId('change').hidden = isPlaying;
-    byId('play').hidden = !isPlaying;
-    if (!app.data)
-        return;
-    drawFront(front, app.data, app.report, mixerScreen);
-    showMixerScreen();
-    showStates();
-}
-
-// A note for each number, those that a light or label has in bold; arrows move between them.
-function drawNotes() {
-    const named = number => app.data.controls.filter(
-        one => one.from_host?.type === 'note' && one.from_host.number === number).map(titleOf);
-    const notes = Array.from({length: 128}, (_, number) => html('button',
-        {type: 'button', 'aria-pressed': 'false', tabindex: number === 60 ? 0 : -1,
-            class: named(number).length > 0 ? 'used' : null, title: named(number).join(', ') || 'no light',
-            'aria-label': `note ${number}, ${named(number).join(', ') || 'no light'}`,
-            onclick: ({target}) => {
-                const isOn = target.getAttribute('aria-pressed') === 'false';
-                target.setAttribute('aria-pressed', isOn);
-                player().sendNote(number, isOn ? 127 : 0);
-            }}, String(number)));
-    byId('notes').replaceChildren(...notes);
-}
-
-byId('notes').addEventListener('keydown', event => {
-    const step = {ArrowRight: 1, ArrowLeft: -1, ArrowDown: 16, ArrowUp: -16}[event.key];
-    const all = [...byId('notes').children], next = all[all.indexOf(event.target) + (step ?? 0)];
-    if (step && next) {
-        event.target.tabIndex = -1;
-        next.tabIndex = 0;
-        next.focus();
-        event.preventDefault();
-    }
-});
-
-// --- MIDI ---
-
-function hear(bytes) {
-    if (!app.data)
-        return;
-    const stateOf = index => app.heardStates.get(index) ?? app.heardStates.set(index, {}).get(index);
-    app.heard.take(app.data, bytes, stateOf).forEach(one => showState(one.index));
-    log('heard', describe(app.data, 'to_host', bytes));
-    showHeard();
-}
-
-function showHeard() {
-    const {heard, all, missing} = app.heard.summary(app.data), strangers = [...app.heard.strangers];
-    byId('heard').textContent = `${heard} of ${all} heard` +
-        (heard > 0 && missing.length > 0 ? `; not yet: ${missing.join(', ')}` : '');
-    byId('strangers').replaceChildren(...strangers.map(([bytes, words]) =>
-        html('li', {}, `${bytes}  ${words}: belongs to no control`)));
-}
-
-function showPorts() {
-    for (const [role, list] of [['listen', ports.inputs], ['drive', ports.outputs],
-        ['beTo', ports.outputs], ['beFrom', ports.inputs]]) {
-        const box = byId(`midi-${role}`);
-        box.replaceChildren(html('option', {value: ''}, 'none'), ...list.map(
-            port => html('option', {value: port.id}, port.name ?? port.id)));
-        box.value = ports.chosen[role];
-        box.onchange = () => ports.choose(role, box.value);
-    }
-}
-
-byId('midi-ask').addEventListener('click', async () => {
-    try {
-        await ports.ask(showPorts);
-        byId('midi-ports').hidden = false;
-        byId('midi-told').textContent = '';
-        showPorts();
-    } catch (error) {
-        byId('midi-told').textContent = error.message;
-    }
-});
-byId('forget').addEventListener('click', () => {
-    app.heard = new Heard();
-    app.heardStates.clear();
-    showStates();
-    showHeard();
-});
-
-// --- Files ---
-
-function open(map, name, folder = null) {
-    Object.assign(app, {files: new Files(map), name, folder, selected: null});
-    app.heardStates.clear();
-    show();
-    text.open(BASE);
-}
-
-// A folder, or single files that take the place of those of the same names.
-async function take(list, name, folder = null) {
-    if (app.files.changed.length > 0 && !confirm('What has changed is not saved. Go on without it?'))
-        return;
-    const {files, told} = await readAll(list);
-    byId('told').replaceChildren(...told.map(one => html('li', {}, one)));
-    if (files.size === 0)
-        byId('told').append(html('li', {}, 'There is no file of a configuration in it.'));
-    else if (name)
-        open(files, name, folder);
-    else
-        open(new Map([...app.files.saved, ...files]), `${app.name} with ${[...files.keys()].join(', ')}`);
-}
-
-async function save() {
-    try {
-        app.folder ??= await window.showDirectoryPicker?.({mode: 'readwrite'}) ?? null;
-        if (app.folder && await app.folder.requestPermission?.({mode: 'readwrite'}) === 'denied')
-            throw new Error('The browser may not write there.');
-        if (app.folder)
-            await saveInto(app.folder, app.files);
-        else
-            download(app.files);
-        byId('save-dialog').close();
-        showSummary();
-    } catch (error) {
-        byId('save-told').textContent = error.name === 'AbortError' ? 'Nothing was saved.' : error.message;
-    }
-}
-
-const folderInput = byId('folder'), filesInput = byId('files-chosen');
-folderInput.addEventListener('change', () => take(folderInput.files,
-    folderInput.files[0]?.webkitRelativePath.split('/')[0] || 'folder'));
-filesInput.addEventListener('change', () => take(filesInput.files, ''));
-byId('open-folder').addEventListener('click', async () => {
-    if (!window.showDirectoryPicker) {
-        folderInput.click();
-        return;
-    }
-    const folder = await showDirectoryPicker({mode: 'readwrite'}).catch(() => null);
-    if (folder)
-        await take(await filesOfHandle(folder), folder.name, folder);
-});
-byId('open-files').addEventListener('click', () => filesInput.click());
-document.addEventListener('dragover', event => event.preventDefault());
-document.addEventListener('drop', async event => {
-    event.preventDefault();
-    try {
-        const {list, folder, name} = await dropped(event.dataTransfer);
-        await take(list, name, folder);
-    } catch (error) {
-        byId('told').replaceChildren(html('li', {},
-            `This browser cannot read what was dropped (${error.message}); open it above.`));
-    }
-});
-
-byId('undo').addEventListener('click', undo);
-function undo() {
-    app.files.undo();
-    show(true);
-}
-document.addEventListener('keydown', event => {
-    if ((event.ctrlKey || event.metaKey) && !event.shiftKey && event.key === 'z' && app.files.canUndo) {
-        event.preventDefault();
-        undo();
-    }
-});
-byId('save').addEventListener('click', () => {
-    const {files} = app;
-    byId('differences').replaceChildren(...files.changed.map(
-        name => drawDifference(name, files.difference(name))));
-    byId('save-told').textContent = '';
-    const isIntoFolder = app.folder || 'showDirectoryPicker' in window;
-    byId('save-now').textContent = isIntoFolder ? 'Save into the folder' : 'Download';
-    byId('save-dialog').showModal();
-});
-byId('save-now').addEventListener('click', save);
-byId('save-download').addEventListener('click', () => {
-    download(app.files);
-    byId('save-dialog').close();
-    showSummary();
-});
-byId('save-cancel').addEventListener('click', () => byId('save-dialog').close());
-window.addEventListener('beforeunload', event => app.files.changed.length > 0 && event.preventDefault());
-
-// --- The rest ---
-
-byId('mode-change').addEventListener('change', () => setMode(false));
-byId('mode-play').addEventListener('change', () => setMode(true));
-byId('add-preset').addEventListener('click', () => addPreset(app));
-byId('color-fore').replaceChildren(...COLOR_NAMES.concat(COLOR_NAMES.map(name => `bright ${name}`))
-    .map((name, i) => html('option', {value: i}, name)));
-byId('color-back').replaceChildren(...COLOR_NAMES.map((name, i) => html('option', {value: i}, name)));
-byId('color-add').addEventListener('click', () => {
-    if (byId('color-name').value.trim() !== '')
-        addColor(app, byId('color-name').value, Number(byId('color-fore').value), Number(byId('color-back').value));
-});
-byId('send').addEventListener('click', () => {
-    const [number, value] = [byId('send-number'), byId('send-value')].map(
-        input => Math.min(Math.max(Math.trunc(Number(input.value)), 0), 127));
-    player()?.sendHost([Number(byId('send-kind').value) | player().channel, number, value]);
-});
-front.addEventListener('click', event => {
+function changeByClick(event) {
     const element = event.target.closest('.c');
     if (!element || app.isPlaying)
         return;
@@ -434,19 +181,233 @@ front.addEventListener('click', event => {
         byId('fields').querySelector('input, select')?.focus();
     else if (byId('control').getBoundingClientRect().top > innerHeight)
         byId('control').scrollIntoView({behavior: 'smooth'});
-});
-byId('change').addEventListener('keydown', event => {
-    if (event.key === 'Escape')
-        elementOf(front, app.selected)?.focus();
-});
+}
+
+function undo() {
+    app.files.undo();
+    show(true);
+}
+
+// --- Playing ---
+
+// The one that plays what is shown, started when first asked for.
+function player() {
+    app.player ??= new Player(new Engine(app.module, app.files.now), app.data, tell, index => {
+        if (app.player && app.isPlaying)
+            index === null ? showMixerScreen() : showState(index);
+    });
+    return app.player;
+}
+
+function tell(end, bytes) {
+    log(end === 'to_host' ? '\u2192 host' : 'host \u2192', describe(app.data, end, bytes));
+    sendTo(end === 'to_host' ? 'beTo' : 'drive', bytes);
+}
+
+function log(direction, words) {
+    byId('log').prepend(html('li', {}, html('b', {}, direction), ' ', words));
+    byId('log').children[MOST_LOGGED]?.remove();
+}
+
+function setMode() {
+    document.body.classList.toggle('playing', app.isPlaying);
+    byId('change').hidden = app.isPlaying;
+    byId('play').hidden = !app.isPlaying;
+    if (app.data)
+        showFront();
+}
+
+// A note for each number, those that a light has in bold; arrows move between them.
+function drawNotes() {
+    byId('notes').replaceChildren(...Array.from({length: 128}, (_, number) => {
+        const lit = app.data.controls.filter(({from_host: from}) => from?.type === 'note' && from.number === number);
+        const names = lit.map(titleOf).join(', ') || 'no light';
+        return html('button', {type: 'button', 'aria-pressed': 'false', tabindex: number === 60 ? 0 : -1, value: number,
+            class: lit.length > 0 && 'used', title: names, 'aria-label': `note ${number}, ${names}`}, String(number));
+    }));
+}
+
+function playNote({target}) {
+    const isOn = target.getAttribute('aria-pressed') === 'false';
+    target.setAttribute('aria-pressed', isOn);
+    player().sendNote(Number(target.value), isOn ? 127 : 0);
+}
+
+function moveBetweenNotes(event) {
+    const step = {ArrowRight: 1, ArrowLeft: -1, ArrowDown: 16, ArrowUp: -16}[event.key];
+    const next = step && byId('notes').children[Number(event.target.value) + step];
+    if (!next)
+        return;
+    event.target.tabIndex = -1;
+    next.tabIndex = 0;
+    next.focus();
+    event.preventDefault();
+}
+
+function sendMessage() {
+    const [number, value] = ['send-number', 'send-value'].map(id => clamp(Math.trunc(byId(id).value), 0, 127));
+    if (app.data)
+        player().sendHost([Number(byId('send-kind').value) | player().channel, number, value]);
+}
+
+// --- MIDI ---
+
+function hear(bytes) {
+    app.heard.take(app.data, bytes).forEach(one => showState(one.index));
+    log('heard', describe(app.data, 'to_host', bytes));
+    showHeard();
+}
+
+function showHeard() {
+    const all = app.data.controls.filter(one => one.to_host), missing = all.filter(one => !app.heard.states[one.index]);
+    const isPart = missing.length > 0 && missing.length < all.length;
+    byId('heard').textContent = `${all.length - missing.length} of ${all.length} heard` +
+        (isPart ? `; not yet: ${missing.map(titleOf).join(', ')}` : '');
+    byId('strangers').replaceChildren(...[...app.heard.strangers].map(([bytes, words]) =>
+        html('li', {}, `${bytes}  ${words}: belongs to no control`)));
+}
+
+async function askForMidi() {
+    const ifShown = take => bytes => app.data && take(bytes);
+    try {
+        await askForPorts({listen: ifShown(hear), beFrom: ifShown(bytes => player().sendHost(bytes))});
+        byId('midi-ports').hidden = false;
+        byId('midi-told').textContent = '';
+    } catch (error) {
+        byId('midi-told').textContent = error.message;
+    }
+}
+
+function forget() {
+    app.heard = new Heard();
+    showStates();
+    showHeard();
+}
+
+// --- Files ---
+
+const isKept = () => app.files.changed.length === 0 || confirm('What has changed is not saved. Go on without it?');
+
+function open(map, name, folder = null) {
+    Object.assign(app, {files: new Files(map), name, folder, selected: null, heard: new Heard()});
+    show();
+    text.open(BASE);
+}
+
+// A folder, or single files that take the place of those of the same names.
+async function take(list, name, folder = null) {
+    if (!isKept())
+        return;
+    const {files, told} = await readAll(list);
+    if (files.size === 0)
+        told.push('There is no file of a configuration in it.');
+    else if (name)
+        open(files, name, folder);
+    else
+        open(new Map([...app.files.saved, ...files]), `${app.name} with ${[...files.keys()].join(', ')}`);
+    byId('told').replaceChildren(...told.map(one => html('li', {}, one)));
+}
+
+async function openFolder() {
+    if (!window.showDirectoryPicker) {
+        byId('folder').click();
+        return;
+    }
+    const folder = await showDirectoryPicker({mode: 'readwrite'}).catch(() => null);
+    if (folder)
+        await take(await filesOfHandle(folder), folder.name, folder);
+}
+
+async function takeDropped(event) {
+    event.preventDefault();
+    try {
+        const {list, folder, name} = await dropped(event.dataTransfer);
+        await take(list, name, folder);
+    } catch (error) {
+        byId('told').replaceChildren(html('li', {},
+            `This browser cannot read what was dropped (${error.message}); open it above.`));
+    }
+}
+
+function askToSave() {
+    const {files} = app;
+    byId('differences').replaceChildren(...files.changed.map(
+        name => drawDifference(name, difference(files.text(name, files.saved), files.text(name)))));
+    byId('save-told').textContent = '';
+    byId('save-now').textContent = app.folder || window.showDirectoryPicker ? 'Save into the folder' : 'Download';
+    byId('save-dialog').showModal();
+}
+
+function saveAsDownloads() {
+    download(app.files);
+    byId('save-dialog').close();
+    showSummary();
+}
+
+async function save() {
+    try {
+        app.folder ??= await window.showDirectoryPicker?.({mode: 'readwrite'});
+        if (!app.folder) {
+            saveAsDownloads();
+            return;
+        }
+        if (await app.folder.requestPermission?.({mode: 'readwrite'}) === 'denied')
+            throw new Error('The browser may not write there.');
+        await saveInto(app.folder, app.files);
+        byId('save-dialog').close();
+        showSummary();
+    } catch (error) {
+        byId('save-told').textContent = error.name === 'AbortError' ? 'Nothing was saved.' : error.message;
+    }
+}
+
+// --- What is done where ---
+
+const options = names => names.map((name, i) => html('option', {value: i}, name));
+byId('color-fore').append(...options([...COLOR_NAMES, ...COLOR_NAMES.map(name => `bright ${name}`)]));
+byId('color-back').append(...options(COLOR_NAMES));
+
+function addOwnColor() {
+    const [name, fore, back] = ['color-name', 'color-fore', 'color-back'].map(id => byId(id).value);
+    if (name.trim() !== '')
+        addColor(app, name, Number(fore), Number(back));
+}
+
+function handleKeys(event) {
+    const isUndo = (event.ctrlKey || event.metaKey) && !event.shiftKey && event.key === 'z' && app.files.canUndo;
+    if (isUndo) {
+        event.preventDefault();
+        undo();
+    }
+}
+
+const HANDLED = [
+    ['front', 'click', changeByClick],
+    ['change', 'keydown', event => event.key === 'Escape' && elementOf(front, app.selected)?.focus()],
+    ['mode-change', 'change', setMode], ['mode-play', 'change', setMode],
+    ['add-preset', 'click', () => addPreset(app)], ['color-add', 'click', addOwnColor],
+    ['notes', 'click', event => event.target.value && playNote(event)], ['notes', 'keydown', moveBetweenNotes],
+    ['send', 'click', sendMessage],
+    ['midi-ask', 'click', askForMidi], ['forget', 'click', forget],
+    ['open-folder', 'click', openFolder], ['open-files', 'click', () => byId('files-chosen').click()],
+    ['folder', 'change', ({target: {files}}) => take(files, files[0]?.webkitRelativePath.split('/')[0] || 'folder')],
+    ['files-chosen', 'change', event => take(event.target.files, '')],
+    ['undo', 'click', undo],
+    ['save', 'click', askToSave], ['save-now', 'click', save], ['save-download', 'click', saveAsDownloads],
+    [document, 'keydown', handleKeys],
+    [document, 'dragover', event => event.preventDefault()], [document, 'drop', takeDropped],
+    [window, 'beforeunload', event => app.files.changed.length > 0 && event.preventDefault()],
+];
+for (const [what, event, does] of HANDLED)
+    (typeof what === 'string' ? byId(what) : what).addEventListener(event, does);
 const controlAt = element =>
     app.data.controls[(element.closest('.c') ?? element.querySelector('.turn'))?.dataset.index];
-handlePlaying(front, () => (app.isPlaying && app.data ? {player: player(), control: controlAt} : null));
+handlePlaying(front, () => (app.isPlaying && app.data ? {player: player(), controlAt} : null));
 
 async function begin() {
     const packed = JSON.parse(byId('files').textContent), files = new Map();
     for (const [name, content] of Object.entries(packed.files))
-        files.set(name, await unpacked(content));
+        files.set(name, new Uint8Array(await unpacked(content)));
     app.module = await WebAssembly.compile(await unpacked(byId('engine').textContent));
     open(files, packed.directory);
 }

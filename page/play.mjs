@@ -1,7 +1,6 @@
 // Playing: what hands do at the front, what the daemon makes of it, and what is known of each control.
-import {controlsOf, hex, inWords, titleOf} from './controls.mjs';
+import {controlsOf, hasLight, hex, inWords, slides, titleOf, turns} from './controls.mjs';
 import {decode} from './files.mjs';
-import {hasLight, turns} from './front.mjs';
 import {Console, clamp} from './screen.mjs';
 
 const [BOARD, HOST] = [0, 1];
@@ -10,39 +9,32 @@ const REST = 0x40, MOST_UNITS = 63, METER_ZERO = 0x30, MOST = 127;
 const SCREEN_TAKING = 5;  // a note 0 before the one that would ask for all positions
 
 // Plays a configuration in an engine. `told` is called with each message at the host's end,
-// ('to_host' | 'from_host', bytes), `changed` with the index of each control that looks different.
+// ('to_host' | 'from_host', bytes), `changed` with the index of each control that looks different, or null
+// for the screen.
 export class Player {
     #taking = false;
 
-    constructor(engine, data, told, changed) {
-        Object.assign(this, {engine, data, told, changed, console: new Console(), states: new Map()});
+    constructor(engine, data, told = () => {}, changed = () => {}) {
+        Object.assign(this, {engine, data, told, changed, console: new Console(), channel: data.channel ?? 0,
+            states: data.controls.map(() => ({}))});
         engine.start();
-        this.#take(engine.feed(BOARD, []));
-    }
-
-    state(index) {
-        if (!this.states.has(index))
-            this.states.set(index, {});
-        return this.states.get(index);
+        this.#send(BOARD, []);
     }
 
     // --- The ends ---
 
-    sendBoard(bytes) {
-        this.#take(this.engine.feed(BOARD, bytes));
+    #send(side, bytes) {
+        const {host, board, console} = this.engine.feed(side, bytes);
+        console.forEach(some => this.console.write(decode(String.fromCharCode(...some))));
+        host.forEach(some => this.told('to_host', some));
+        board.forEach(some => this.#show(some));
+        if (console.length > 0)
+            this.changed(null);
     }
 
     sendHost(bytes) {
         this.told('from_host', bytes);
-        this.#take(this.engine.feed(HOST, bytes));
-    }
-
-    #take({host, board, console}) {
-        console.forEach(bytes => this.console.write(decode(String.fromCharCode(...bytes))));
-        host.forEach(bytes => this.told('to_host', bytes));
-        board.forEach(bytes => this.#show(bytes));
-        if (console.length > 0)
-            this.changed(null);
+        this.#send(HOST, bytes);
     }
 
     #show(bytes) {
@@ -51,75 +43,75 @@ export class Player {
                 this.#report();
             this.#taking = bytes[2] === SCREEN_TAKING;
         }
-        for (const one of controlsOf(this.data, 'to_board', bytes)) {
-            if (one.kind === 'meter')
-                this.state(one.index).level = clamp(bytes[2] - METER_ZERO, 0, 7);
+        for (const {kind, index} of controlsOf(this.data, 'to_board', bytes)) {
+            if (kind === 'meter')
+                this.states[index].level = clamp(bytes[2] - METER_ZERO, 0, 7);
             else
-                this.state(one.index).lit = bytes[2];
-            this.changed(one.index);
+                this.states[index].lit = bytes[2];
+            this.changed(index);
         }
     }
 
     // Every position, as the board tells them when it is asked.
     #report() {
-        this.data.controls.filter(one => one.kind === 'pot')
-            .forEach(one => this.turn(one, this.state(one.index).position ?? 0));
+        this.data.controls.filter(one => one.kind === 'pot' && one.from_board)
+            .forEach(one => this.set(one, this.valueOf(one)));
     }
 
     // --- Hands ---
 
-    press(control, isDown) {
-        if (control.from_board?.type !== 'note')
+    press({index, from_board: from}, isDown) {
+        if (from?.type !== 'note')
             return;
-        this.state(control.index).down = isDown;
-        this.sendBoard([isDown ? NOTE_ON : NOTE_OFF, control.from_board.number, isDown ? MOST : 0]);
-        this.changed(control.index);
+        this.states[index].down = isDown;
+        this.#send(BOARD, [isDown ? NOTE_ON : NOTE_OFF, from.number, isDown ? MOST : 0]);
+        this.changed(index);
     }
 
-    // Moves a pot to a position of 0 to 127; the board sends eight bits.
-    turn(control, position) {
-        const seven = clamp(Math.round(position), 0, MOST), eight = seven << 1 | seven >> 6;
-        this.state(control.index).position = seven;
-        this.sendBoard([CONTROL_CHANGE | eight >> 7, control.from_board.number, eight & MOST]);
-        this.changed(control.index);
+    // What a pot was moved to, and what a meter was sent: 0 to 127.
+    valueOf({kind, index}) {
+        return this.states[index][kind === 'meter' ? 'sent' : 'position'] ?? 0;
     }
 
-    // Turns a platter or the encoder by units, and lets it come to rest.
-    spin(control, units) {
-        const state = this.state(control.index);
-        state.angle = (state.angle ?? 0) + units;
-        for (let left = units; left !== 0;) {
-            const some = clamp(left, -MOST_UNITS, MOST_UNITS);
-            this.sendBoard([CONTROL_CHANGE, control.from_board.number, REST + some]);
-            left -= some;
+    set(control, value) {
+        const seven = clamp(Math.round(value), 0, MOST), state = this.states[control.index];
+        if (control.kind === 'meter') {
+            state.sent = seven;
+            this.sendHost([CONTROL_CHANGE | this.channel, control.from_host.number, seven]);
+        } else {
+            const eight = seven << 1 | seven >> 6;  // which the board sends
+            state.position = seven;
+            this.#send(BOARD, [CONTROL_CHANGE | eight >> 7, control.from_board.number, eight & MOST]);
         }
         this.changed(control.index);
     }
 
-    rest(control) {
-        this.sendBoard([CONTROL_CHANGE, control.from_board.number, REST]);
+    // Turns a platter or the encoder by units; no units let it come to rest.
+    spin(control, units) {
+        const state = this.states[control.index], some = clamp(units, -MOST_UNITS, MOST_UNITS);
+        state.angle = (state.angle ?? 0) + some;
+        this.#send(BOARD, [CONTROL_CHANGE, control.from_board.number, REST + some]);
+        if (some !== units)
+            this.spin(control, units - some);
+        this.changed(control.index);
     }
 
     // --- The host ---
-
-    get channel() {
-        return this.data.channel ?? 0;
-    }
 
     // A note of the host goes on, or off if `value` is 0.
     sendNote(number, value) {
         this.sendHost([(value > 0 ? NOTE_ON : NOTE_OFF) | this.channel, number, value]);
     }
 
-    toggleLight(control) {
-        if (control.from_host?.type === 'note')
-            this.sendNote(control.from_host.number, this.state(control.index).lit > 0 ? 0 : MOST);
+    toggleLight({index, from_host: from}) {
+        if (from?.type === 'note')
+            this.sendNote(from.number, this.states[index].lit > 0 ? 0 : MOST);
     }
 
-    setMeter(control, value) {
-        this.state(control.index).sent = clamp(Math.round(value), 0, MOST);
-        this.sendHost([CONTROL_CHANGE | this.channel, control.from_host.number,
-            this.state(control.index).sent]);
+    // Lights all labels, at once.
+    lightLabels() {
+        const notes = new Set(this.data.labels.map(label => label.note).filter(note => note >= 0 && note <= MOST));
+        this.#send(HOST, [...notes].flatMap(note => [NOTE_ON | this.channel, note, MOST]));
     }
 }
 
@@ -135,113 +127,84 @@ const STEP = {ArrowUp: 1, ArrowRight: 1, ArrowDown: -1, ArrowLeft: -1, PageUp: 1
 const PIXELS_A_UNIT = {encoder: 8, platter: 2, 'touched platter': 2};
 const TRAVEL = 150;  // pixels of a knob; of a fader its own length
 
-// `current()` gives {player, control(element)}, or null when nothing is played.
+function drag({player, control, element, from, ...at}, event) {
+    const right = event.clientX - at.x, up = at.y - event.clientY;
+    if (turns(control)) {
+        const angle = from + Math.trunc((right + up) / PIXELS_A_UNIT[control.kind]);
+        if (angle !== player.states[control.index].angle)
+            player.spin(control, angle - player.states[control.index].angle);
+        return;
+    }
+    const {width, height} = element.querySelector('.slot')?.getBoundingClientRect() ?? {width: 0, height: TRAVEL};
+    const moved = width > height ? right / width : up / height;
+    const value = Math.round(clamp(from + moved * MOST, 0, MOST));
+    if (slides(control) && value !== player.valueOf(control))
+        player.set(control, value);
+}
+
+// `current()` gives {player, controlAt(element)}, or null when nothing is played.
 export function handlePlaying(front, current) {
     const held = new Map();  // by pointer, or by key
     const at = event => {
-        const playing = current(), element = event.target.closest?.('.c, .disc');
-        const control = element && playing?.control(element);
-        return control ? {...playing, element, control} : null;
+        const playing = current(), element = event.target.closest('.c, .disc');
+        const control = element && playing?.controlAt(element);
+        return control?.from_board || control?.from_host ? {player: playing.player, element, control} : null;
     };
-
-    front.addEventListener('pointerdown', event => {
-        const what = at(event);
-        if (!what || event.button > 0)
-            return;
-        const {player, control, element} = what, state = player.state(control.index);
-        event.preventDefault();
-        element.focus({preventScroll: true});
-        element.setPointerCapture(event.pointerId);
-        const isLight = control.kind === 'LED' || event.target.closest('.light');
-        held.set(event.pointerId, {...what, isLight, x: event.clientX, y: event.clientY, rest: 0,
-            from: (control.kind === 'meter' ? state.sent : state.position) ?? 0});
-        if (isLight)
-            player.toggleLight(control);
-        else
-            player.press(control, true);
-    });
-
-    front.addEventListener('pointermove', event => {
-        const drag = held.get(event.pointerId);
-        if (drag)
-            move(drag, event);
-    });
-
-    function move(drag, event) {
-        const {player, control, element} = drag;
-        const slot = element.querySelector('.slot')?.getBoundingClientRect();
-        const across = slot && slot.width > slot.height;
-        const moved = across ? event.clientX - drag.x
-            : turns(control) ? event.clientX - drag.x + drag.y - event.clientY : drag.y - event.clientY;
-        if (turns(control)) {
-            const units = Math.trunc((moved - drag.rest) / PIXELS_A_UNIT[control.kind]);
-            drag.rest += units * PIXELS_A_UNIT[control.kind];
-            if (units !== 0)
-                player.spin(control, units);
-            return;
-        }
-        const travel = slot ? Math.max(slot.width, slot.height) : TRAVEL;
-        const position = Math.round(clamp(drag.from + moved / travel * MOST, 0, MOST));
-        const before = player.state(control.index);
-        if (control.kind === 'pot' && position !== before.position)
-            player.turn(control, position);
-        else if (control.kind === 'meter' && position !== before.sent)
-            player.setMeter(control, position);
-    }
-
-    const release = event => {
-        const drag = held.get(event.pointerId);
-        held.delete(event.pointerId);
-        if (drag && turns(drag.control))
-            drag.player.rest(drag.control);
-        else if (drag && !drag.isLight)
-            drag.player.press(drag.control, false);
-    };
-    front.addEventListener('pointerup', release);
-    front.addEventListener('pointercancel', release);
-
-    front.addEventListener('keydown', event => {
-        const what = at(event);
-        if (!what || event.ctrlKey || event.metaKey || event.altKey)
-            return;
-        const {player, control} = what, step = STEP[event.key], state = player.state(control.index);
-        const isPress = event.key === ' ' || event.key === 'Enter';
-        if (event.key === 'l' && hasLight(control)) {
-            player.toggleLight(control);
-        } else if (isPress && !event.repeat && control.kind === 'LED') {
-            player.toggleLight(control);
-        } else if (isPress && !event.repeat && control.kind === 'button') {
-            held.set(event.key, what);
-            player.press(control, true);
-        } else if (step && turns(control)) {
-            player.spin(control, step * (control.step ?? 1));
-            player.rest(control);
-        } else if (step && control.kind === 'pot') {
-            player.turn(control, (state.position ?? 0) + step);
-        } else if (step && control.kind === 'meter') {
-            player.setMeter(control, (state.sent ?? 0) + step);
-        } else if (!isPress) {
-            return;
-        }
-        event.preventDefault();
-    });
-    const letGo = key => {
-        const what = held.get(key);
+    const release = key => {
+        const {player, control} = held.get(key) ?? {};
         held.delete(key);
-        what?.player.press(what.control, false);
+        if (player && turns(control))
+            player.spin(control, 0);
+        else
+            player?.press(control, false);
     };
-    front.addEventListener('keyup', event => letGo(event.key));
-    front.addEventListener('focusout', () => ['Enter', ' '].forEach(letGo));
-}
 
-// Roles for assistive software while the front is played.
-export function setRoles(element, control) {
-    const slides = ['pot', 'meter'].includes(control.kind) || turns(control);
-    if (slides) {
-        element.setAttribute('role', 'slider');
-        if (!turns(control)) {
-            element.setAttribute('aria-valuemin', 0);
-            element.setAttribute('aria-valuemax', control.kind === 'meter' ? 7 : MOST);
-        }
-    }
+    const takers = {
+        pointerdown(event) {
+            const what = at(event);
+            if (!what || event.button > 0)
+                return;
+            const {player, control, element} = what, state = player.states[control.index];
+            event.preventDefault();
+            element.focus({preventScroll: true});
+            if (control.kind === 'LED' || event.target.closest('.light')) {
+                player.toggleLight(control);
+                return;
+            }
+            element.setPointerCapture(event.pointerId);
+            state.angle ??= 0;
+            held.set(event.pointerId, {...what, x: event.clientX, y: event.clientY,
+                from: turns(control) ? state.angle : player.valueOf(control)});
+            player.press(control, true);
+        },
+        pointermove(event) {
+            if (held.has(event.pointerId))
+                drag(held.get(event.pointerId), event);
+        },
+        pointerup: event => release(event.pointerId),
+        pointercancel: event => release(event.pointerId),
+        keydown(event) {
+            const what = at(event), {player, control} = what ?? {}, step = STEP[event.key];
+            if (!what || event.ctrlKey || event.metaKey || event.altKey)
+                return;
+            const isPress = [' ', 'Enter'].includes(event.key), isSwitch = isPress && control.kind === 'LED';
+            if (step && turns(control)) {
+                player.spin(control, step * (control.step ?? 1));
+                player.spin(control, 0);
+            } else if (step && slides(control)) {
+                player.set(control, player.valueOf(control) + step);
+            } else if ((event.key === 'l' && hasLight(control)) || (isSwitch && !event.repeat)) {
+                player.toggleLight(control);
+            } else if (isPress && !event.repeat) {
+                held.set(event.key, what);
+                player.press(control, true);
+            } else if (!isPress) {
+                return;
+            }
+            event.preventDefault();
+        },
+        keyup: event => release(event.key),
+        focusout: () => [' ', 'Enter'].forEach(release),
+    };
+    Object.entries(takers).forEach(([name, take]) => front.addEventListener(name, take));
 }

@@ -1,11 +1,12 @@
-// page_test.mjs RESOURCES CTLMAP ENGINE.wasm: the page's modules without a browser.
+// page_test.mjs RESOURCES CTLMAP BUILT DOCUMENT: the page's modules without a browser. BUILT is the directory
+// of the built page and its engine, DOCUMENT the page among the documents.
 import assert from 'node:assert';
 import {spawnSync} from 'node:child_process';
 import {mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSync} from 'node:fs';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {after, test} from 'node:test';
-import {freeNumbers, holders, inWords, labelsOf, numberText, shortName, withNumbers} from '../../page/controls.mjs';
+import {completed, freeNumbers, holders, inWords, numberText, shortName} from '../../page/controls.mjs';
 import {Engine} from '../../page/engine.mjs';
 import * as files from '../../page/files.mjs';
 import {Heard} from '../../page/midi.mjs';
@@ -14,8 +15,8 @@ import {Console, colorsOfSequence} from '../../page/screen.mjs';
 import {hostileFolders} from './hostile.mjs';
 import {numbersFrom, randomConfiguration} from './random.mjs';
 
-const [resources, ctlmap, wasm] = process.argv.slice(2);
-const module = new WebAssembly.Module(readFileSync(wasm));
+const [resources, ctlmap, built, document] = process.argv.slice(2);
+const module = new WebAssembly.Module(readFileSync(join(built, 'engine.wasm')));
 const mapOf = folder => new Map(readdirSync(folder).map(
     name => [name, new Uint8Array(readFileSync(join(folder, name)))]));
 const delivered = mapOf(resources);
@@ -31,11 +32,12 @@ test('bytes go through text unchanged', () => {
 
 const setting = (text, value) => files.withSetting(text, 'midi_channel', value);
 const EDITS = [
-    [files.withField('21 1 60 3 0 1 2 PLAY_A\n', 2, '50'), '21 1 50 3 0 1 2 PLAY_A\n'],
-    [files.withField('21\t1   60 3\r\n', 2, '5'), '21\t1   5 3\r\n'],
-    [files.withField('DECK_A_1  sync       62 X  # \xfc\n', 2, '50'), 'DECK_A_1  sync       50 X  # \xfc\n'],
-    [files.withField('21 1\n', 2, '50'), '21 1\n'],
-    [files.withField('a b', 1, '$&'), 'a $&'],
+    [files.withField('#\n21 1 60 3 0 1 2 PLAY_A\n#', 2, 2, '50'), '#\n21 1 50 3 0 1 2 PLAY_A\n#'],
+    [files.withField('21\t1   60 3\r\n', 1, 2, '5'), '21\t1   5 3\r\n'],
+    [files.withField('DECK_A_1  sync       62 X  # \xfc\n', 1, 2, '50'), 'DECK_A_1  sync       50 X  # \xfc\n'],
+    [files.withField('21 1\n', 1, 2, '50'), '21 1\n'],
+    [files.withField('21 1\n', 2, 0, '50'), '21 1\n'],
+    [files.withField('a b', 1, 1, '$&'), 'a $&'],
     [setting('midi_channel=0\nx=1\n', '$&'), 'midi_channel=$&\nx=1\n'],
     [setting('# midi_channel=3\r\nmidi_channel=0\r\n', '4'), '# midi_channel=3\r\nmidi_channel=4\r\n'],
     [setting('x=1', '4'), 'x=1\nmidi_channel=4\n'],
@@ -50,16 +52,16 @@ test('a field or a setting is replaced or added, and nothing around it', () => {
 test('what is typed changes only its place, whatever the line ends and the encoding', () => {
     const below = numbersFrom(1), ends = ['\n', '\r\n', '\r'], letters = ['a', 'b', '\xc3\xbc', '\xe2\x82\xac', ' '];
     const some = () => Array.from({length: 1 + below(4)}, () => letters[below(letters.length)]).join('');
-    const shown = string => string.replace(/\r\n?/g, '\n');
+    const shown = string => files.decode(string).replace(/\r\n?/g, '\n');
     for (let i = 0; i < 2000; ++i) {
         const lines = Array.from({length: 1 + below(6)}, () => [some(), ends[below(3)]]), at = below(lines.length);
         const before = lines.flat().join('');
         lines[at][0] = some();
         const after = lines.flat().join('');
-        assert.equal(files.withTyped(before, shown(before), shown(after)), after, JSON.stringify(before));
+        assert.equal(files.withTyped(before, shown(after)), after, JSON.stringify(before));
     }
-    assert.equal(files.withTyped('a\r\nb\r\nc\n', 'a\nb\nc\n', 'a\nx\ny\nc\n'), 'a\r\nx\r\ny\r\nc\n');
-    assert.equal(files.withTyped('#\xfc\rb', '#\xfc\nb', '#\xfc\nbc'), '#\xfc\rbc');
+    assert.equal(files.withTyped('a\r\nb\r\nc\n', 'a\nx\ny\nc\n'), 'a\r\nx\r\ny\r\nc\n');
+    assert.equal(files.withTyped('#\xfc\rb', '#\xfc\nb\xe9\u20ac'), '#\xfc\rb\xe9\xe2\x82\xac');  // not UTF-8
 });
 
 test('a difference can be taken back, and shows no more than it must', () => {
@@ -123,18 +125,17 @@ test('the console shows what the sequences say', () => {
 // --- Numbers and names ---
 
 test('a taken number is said by whom, and free ones are offered', () => {
-    const all = new files.Files(delivered), data = withNumbers(new Engine(module, delivered).export(), all);
-    const [fader, play] = [data.controls[0], data.controls[21]];
-    assert.deepEqual(holders(data, play, 'note', 61), ['CUE_A']);
-    assert.deepEqual(holders(data, play, 'note', 60), []);
-    assert.deepEqual(freeNumbers(data, play, 'note', 62, 3), [60, 59, 58]);
-    assert.deepEqual(freeNumbers(data, fader, 'controller', 119, 2), [118, 117]);
+    const all = new files.Files(delivered), ask = () => completed(new Engine(module, all.now).export(), all);
+    const data = ask(), [fader, play] = [data.controls[0], data.controls[21]];
+    assert.deepEqual([holders(data, play, 61), holders(data, play, 60)], [['CUE_A'], []]);
+    assert.deepEqual(freeNumbers(data, play, 62, 3), [60, 59, 58]);
+    assert.deepEqual(freeNumbers(data, fader, 119, 2), [118, 117]);
     assert.deepEqual([shortName(play), numberText(play), numberText(data.controls[84])], ['PLAY', 'note 60', 'no number']);
+    assert.equal(data.labels.length, 24);
     all.edit({[files.BASE]: all.text(files.BASE).replace('78 51 117 ', '78 51 60 ')});
-    const beat = withNumbers(new Engine(module, all.now).export(), all).controls[78];
+    const beat = ask().controls[78];
     assert.deepEqual([beat.from_host, beat.number, numberText(beat)], [null, 60, '(note 60)']);
     assert.equal(inWords([0x92, 60, 127]), 'note-on 60, velocity 127, channel 3');
-    assert.equal(labelsOf(data).length, 24);
 });
 
 // --- Engine ---
@@ -161,37 +162,44 @@ test('the page and ctlmap say the same of 200 random configurations and of hosti
 
 // --- Playing ---
 
-function played(map = delivered) {
-    const said = [], engine = new Engine(module, map), data = new Engine(module, map).export();
-    const player = new Player(engine, data, (end, bytes) => said.push([end, ...bytes]), () => {});
-    return {player, data, said};
+function played() {
+    const said = [], data = completed(new Engine(module, delivered).export(), new files.Files(delivered));
+    return {player: new Player(new Engine(module, delivered), data, (end, bytes) => said.push([end, ...bytes])), data, said};
 }
 
 test('what hands do reaches the host, and what it sends lights up', () => {
     const {player, data, said} = played(), of = index => data.controls[index];
     player.press(of(21), true);
     player.press(of(21), false);
-    player.turn(of(0), 127);
+    player.set(of(0), 127);
     player.spin(of(12), 16);
     player.spin(of(14), -130);
-    player.rest(of(14));
+    player.spin(of(14), 0);
     assert.deepEqual(said, [['to_host', 0x90, 60, 127], ['to_host', 0x80, 60, 0], ['to_host', 0xB0, 7, 127],
         ['to_host', 0xB0, 19, 66], ['to_host', 0xB0, 21, 33], ['to_host', 0xB0, 21, 33], ['to_host', 0xB0, 21, 62],
         ['to_host', 0xB0, 21, 64]]);
     player.sendNote(62, 100);
-    player.setMeter(of(82), 127);
-    assert.deepEqual([player.state(23).lit, player.state(82).level], [100, 7]);
-    assert.deepEqual(player.console.runs()[0], {row: 2, column: 1, size: 9, text: 'SYNC     ', fore: '#fff', back: '#000'});
+    player.set(of(82), 127);
+    assert.deepEqual([player.states[23].lit, player.states[82].level, player.states[14].angle], [100, 7, -130]);
+    assert.deepEqual(player.console.runs()[0], {row: 2, column: 1, end: 10, text: 'SYNC     ', fore: '#fff', back: '#000'});
     player.sendNote(62, 0);
-    assert.equal(player.state(23).lit, 0);
+    assert.equal(player.states[23].lit, 0);
+    player.lightLabels();
+    assert.deepEqual(data.controls.filter(one => one.label && player.states[one.index].lit !== 127), []);
 });
 
 test('what is heard marks its controls, and strangers are named', () => {
-    const {data} = played(), heard = new Heard(), states = new Map(data.controls.map(one => [one.index, {}]));
-    const take = bytes => heard.take(data, bytes, index => states.get(index)).map(one => one.name);
-    assert.deepEqual([[0x90, 60, 127], [0xB0, 19, 70], [0xB0, 7, 9], [0x91, 60, 1], [0xF8], [0xC0, 5]].map(take),
-        [['PLAY_A'], ['PLATTER_A'], ['VOLUME_A'], [], [], []]);
-    assert.deepEqual([states.get(21).down, states.get(12).angle, states.get(0).position], [true, 6, 9]);
+    const {data} = played(), heard = new Heard();
+    const names = [[0x90, 60, 127], [0xB0, 19, 70], [0xB0, 7, 9], [0x91, 60, 1], [0xF8], [0xC0, 5]].map(
+        bytes => heard.take(data, bytes).map(one => one.name));
+    assert.deepEqual(names, [['PLAY_A'], ['PLATTER_A'], ['VOLUME_A'], [], [], []]);
+    assert.deepEqual([heard.states[21].down, heard.states[12].angle, heard.states[0].position], [true, 6, 9]);
     assert.deepEqual([...heard.strangers.keys()], ['91 3C', 'F8', 'C0 05']);
-    assert.deepEqual([heard.summary(data).heard, heard.summary(data).missing.length], [3, 69]);
+});
+
+// --- The page itself ---
+
+test('the page among the documents is the one that is built', () => {
+    const [wanted, seen] = [join(built, 'page.html'), document].map(path => readFileSync(path));
+    assert(wanted.equals(seen), 'docs/page.html is an old one: ./run page && cp build/page.html docs/page.html');
 });

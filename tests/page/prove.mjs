@@ -77,7 +77,7 @@ async function openToPlay() {
 const choose = (selector, value) => run((where, what) => {
     const box = document.querySelector(where);
     box.value = what;
-    box.dispatchEvent(new Event('change'));
+    ['input', 'change'].forEach(name => box.dispatchEvent(new Event(name, {bubbles: true})));
 }, selector, value);
 
 const {controls} = JSON.parse(execFileSync(ctlmap, ['export', '--format', 'json', resources]));
