@@ -1,7 +1,6 @@
 // build.mjs ENGINE.wasm DIRECTORY PAGE
 //
 // Puts the page together: one file with the style, the script, the engine and a configuration in it.
-// build.mjs PAGE DIRECTORY NEW_PAGE puts another configuration into a page that was put together.
 import {execFileSync} from 'node:child_process';
 import {createHash} from 'node:crypto';
 import {readFileSync, readdirSync, statSync, writeFileSync} from 'node:fs';
@@ -31,17 +30,9 @@ function configuration(directory) {
     return JSON.stringify({directory: basename(resolve(directory)), files}).replaceAll('<', '\\u003c');
 }
 
-function whole(engine, directory) {
-    const parts = {STYLE: here('style.css'), SCRIPT: script(), ENGINE: packed(engine), FILES: configuration(directory),
-        NOTICES: here('NOTICES').replaceAll('<', '&lt;')};
-    parts.POLICY = [`default-src 'none'`, `script-src ${hashed(parts.SCRIPT)} 'wasm-unsafe-eval'`,
-        `style-src ${hashed(parts.STYLE)}`, 'img-src data:', `base-uri 'none'`, `form-action 'none'`].join('; ');
-    return here('page.html').replace(/%([A-Z]+)%/g, (_, name) => parts[name]);
-}
-
-const [from, directory, to] = process.argv.slice(2);
-const given = readFileSync(from), isPage = given.subarray(0, 9).toString() === '<!DOCTYPE';
-const MARKED = /(<script type="application\/json" id="files">)[^<]*/;
-writeFileSync(to, isPage
-    ? given.toString().replace(MARKED, (_, before) => before + configuration(directory))
-    : whole(given, directory));
+const [engine, directory, page] = process.argv.slice(2);
+const parts = {STYLE: here('style.css'), SCRIPT: script(), ENGINE: packed(readFileSync(engine)),
+    FILES: configuration(directory), NOTICES: here('NOTICES').replaceAll('<', '&lt;')};
+parts.POLICY = [`default-src 'none'`, `script-src ${hashed(parts.SCRIPT)} 'wasm-unsafe-eval'`,
+    `style-src ${hashed(parts.STYLE)}`, 'img-src data:', `base-uri 'none'`, `form-action 'none'`].join('; ');
+writeFileSync(page, here('page.html').replace(/%([A-Z]+)%/g, (_, name) => parts[name]));

@@ -43,19 +43,17 @@ const engine::examined& examined_once() {
     return *what;
 }
 
-void write_sent(engine::receiver to, const char* key, engine::json_writer* json) {
-    json->key(key).begin_array();
+void write_sent(FILE* out) {
+    engine::json_writer json(out);
+    json.begin_array();
     for (const engine::sent& one : engine::all_sent()) {
-        if (one.to != to) {
-            continue;
-        }
-        json->begin_array();
+        json.begin_array().value(one.to);
         for (const char c : one.bytes) {
-            json->value(static_cast<int>(static_cast<u8>(c)));
+            json.value(static_cast<u8>(c));
         }
-        json->end_array();
+        json.end_array();
     }
-    json->end_array();
+    json.end_array();
 }
 
 }  // namespace
@@ -91,7 +89,8 @@ void engine_start() {
 }
 
 // Takes bytes from the board (side 0) or the host (side 1), and lets the workers go round until
-// nothing is left to send. Returns all messages, and what was written to the console, as bytes.
+// nothing is left to send. Returns all messages and what was written to the console, each as a list
+// of its receiver and its bytes.
 const char* engine_feed(int side, const char* bytes, int size) {
     do {
         const int part = size < PART ? size : PART;
@@ -105,14 +104,7 @@ const char* engine_feed(int side, const char* bytes, int size) {
         bytes += part;
         size -= part;
     } while (size > 0);
-    const char* const text = written([](FILE* out) {
-        engine::json_writer json(out);
-        json.begin_object();
-        write_sent(engine::TO_HOST, "host", &json);
-        write_sent(engine::TO_BOARD, "board", &json);
-        write_sent(engine::TO_CONSOLE, "console", &json);
-        json.end_object();
-    });
+    const char* const text = written(write_sent);
     engine::forget_sent();
     return text;
 }

@@ -54,8 +54,8 @@ export class Engine {
         this.#calls.engine_start();
     }
 
-    // Takes bytes from the board (0) or the host (1); returns what comes out as {host, board, console},
-    // each a list of lists of bytes.
+    // Takes bytes from the board (0) or the host (1); returns what comes out, in its order: lists of the
+    // receiver, the host (0), the board (1) or the console (2), and the bytes.
     feed(side, bytes) {
         const at = this.#copied(bytes), out = this.#bytes(this.#calls.engine_feed(side, at, bytes.length));
         this.#calls.free(at);

@@ -16,7 +16,7 @@ const MOST_LOGGED = 200, COLOR_NAMES = ['black', 'red', 'green', 'yellow', 'blue
 
 const app = {
     files: new Files(new Map()), module: null, data: null, findings: [], name: '', folder: null,
-    player: null, lit: null, selected: null, labelFollows: true, images: new Map(), heard: new Heard(),
+    player: null, lit: null, selected: null, labelFollows: true, heard: new Heard(),
 
     get isPlaying() {
         return byId('mode-play').checked;
@@ -28,7 +28,7 @@ const app = {
 };
 const controlForm = new Form(byId('fields')), settingsForm = new Form(byId('settings-fields'));
 const text = new TextPane(app, byId('file'), byId('text'), byId('line'));
-const front = byId('front'), mixerScreen = html('div', {id: 'screen'});
+const front = byId('front'), mixerScreen = html('div', {id: 'screen'}), images = new Map();  // drawn, by their bytes
 
 // A preset other than 0 is used by its checked copy, which the owner would make with the script.
 function checkedCopies(changes) {
@@ -86,18 +86,12 @@ function showSummary() {
     byId('save').textContent = changes > 0 ? `Save (${changes})\u2026` : 'Save\u2026';
 }
 
-// A drawing of the bytes of an image; the last one is kept.
-function image(name) {
-    const bytes = app.files.now.get(name);
-    if (bytes && app.images.get(name)?.bytes !== bytes)
-        app.images.set(name, {bytes, url: imageOf(bytes)});
-    return bytes && app.images.get(name).url;
-}
-
 function screen(shown, title) {
-    const {labels} = app.data;
+    const {labels} = app.data, bytes = app.files.now.get(labels.length > 0 ? SPLASH : WIDE_SPLASH);
+    if (bytes && !images.has(bytes))
+        images.set(bytes, imageOf(bytes));
     const marks = labels.map(label => ({...label, ...markOf(findingsOfLabel(app.findings, label))}));
-    return drawScreen(shown, image(labels.length > 0 ? SPLASH : WIDE_SPLASH), marks.filter(mark => mark.level), title);
+    return drawScreen(shown, images.get(bytes), marks.filter(mark => mark.level), title);
 }
 
 // The labels as the daemon draws them: with all of them lit, and after the start.

@@ -24,12 +24,14 @@ export class Player {
     // --- The ends ---
 
     #send(side, bytes) {
-        const {host, board, console} = this.engine.feed(side, bytes);
-        console.forEach(some => this.console.write(decode(String.fromCharCode(...some))));
-        host.forEach(some => this.told('to_host', some));
-        board.forEach(some => this.#show(some));
-        if (console.length > 0)
-            this.changed(null);
+        const takers = [sent => this.told('to_host', sent), sent => this.#show(sent), sent => this.#write(sent)];
+        for (const [to, ...sent] of this.engine.feed(side, bytes))
+            takers[to](sent);
+    }
+
+    #write(bytes) {
+        this.console.write(decode(String.fromCharCode(...bytes)));
+        this.changed(null);
     }
 
     sendHost(bytes) {

@@ -4,13 +4,23 @@ import {decode} from './files.mjs';
 import {html, svg} from './dom.mjs';
 import {colorsOfSequence} from './screen.mjs';
 
-const cell = (label, ...content) => html('td', {'data-l': label}, ...content);
 const lines = parts => parts.flatMap((one, i) => (i > 0 ? [html('br'), one] : [one]));
 const codes = end => lines((end?.bytes ?? []).map(text => html('code', {}, text)));
-const head = (...names) => html('thead', {}, html('tr', {}, names.map(name => html('th', {scope: 'col'}, name))));
 const linkTo = control => html('a', {href: `#c${control.index}`}, titleOf(control));
 const linksTo = found => found.map(({severity, number}) =>
     [' ', html('a', {class: severity, href: `#f${number}`}, `${severity} ${number}`)]);
+
+const row = (attributes, first, ...cells) => html('tr', attributes, html('th', {scope: 'row'}, first),
+    cells.map(one => html('td', {class: one === 'X' && 'no'}, one)));
+
+// A narrow screen has no heads of columns, so each cell knows its own.
+function table(look, columns, ...bodies) {
+    const heads = columns.map(name => html('th', {scope: 'col'}, name));
+    const all = html('table', {class: look}, html('thead', {}, html('tr', {}, heads)),
+        bodies.map(rows => html('tbody', {}, rows)));
+    all.querySelectorAll('td').forEach(one => (one.dataset.l = columns[one.cellIndex]));
+    return all;
+}
 
 // --- Labels ---
 
@@ -22,15 +32,12 @@ function chip(name, sequence) {
 }
 
 export function drawLabels({labels}, findings) {
-    const rows = labels.map(label => html('tr', {},
-        html('th', {scope: 'row'}, label.place, linksTo(findingsOfLabel(findings, label))),
-        cell('Place', `${label.row}, ${label.column}`), cell('Text', label.text.trimEnd()),
-        cell('Note', `${label.note}${label.drawn ? '' : ', not drawn'}`),
-        cell('Control', label.control && linkTo(label.control)),
-        cell('On', chip(label.on_color, label.on_sequence)), cell('Off', chip(label.off_color, label.off_sequence))));
+    const rows = labels.map(label => row({}, [label.place, linksTo(findingsOfLabel(findings, label))],
+        `${label.row}, ${label.column}`, label.text.trimEnd(), `${label.note}${label.drawn ? '' : ', not drawn'}`,
+        label.control && linkTo(label.control), chip(label.on_color, label.on_sequence),
+        chip(label.off_color, label.off_sequence)));
     return rows.length === 0 ? html('p', {}, 'There are no labels.')
-        : html('table', {class: 'labels'}, html('caption', {}, 'Labels'),
-            head('Key', 'Row, column', 'Text', 'Note', 'Control', 'On', 'Off'), html('tbody', {}, rows));
+        : table('labels', ['Label', 'Row, column', 'Text', 'Note', 'Control', 'On', 'Off'], rows);
 }
 
 // --- Controls ---
@@ -51,23 +58,19 @@ function values(one) {
 
 function controlRow(one, findings) {
     const label = one.label ? `, label \u201c${one.label.text.trim()}\u201d` : '';
-    const about = ` ${one.kind}${label}${one.line === null ? ', no line' : ''}`;
-    return html('tr', {id: `c${one.index}`}, html('th', {scope: 'row'}, one.name || 'no name', html('small', {}, about),
-        linksTo(findingsOf(findings, one))),
-    cell('Index', String(one.index)), cell('From the board', codes(one.from_board)),
-    cell('To the host', codes(one.to_host)), cell('From the host', codes(one.from_host)),
-    cell('To the board', codes(one.to_board)), cell('Values', values(one)), cell('Passes', String(one.passes ?? '')));
+    const about = html('small', {}, ` ${one.kind}${label}${one.line === null ? ', no line' : ''}`);
+    return row({id: `c${one.index}`}, [one.name || 'no name', about, linksTo(findingsOf(findings, one))],
+        String(one.index), codes(one.from_board), codes(one.to_host), codes(one.from_host), codes(one.to_board),
+        values(one), String(one.passes ?? ''));
 }
 
 export function drawControls({controls}, findings) {
     const columns = ['Control', 'Index', 'From the board', 'To the host', 'From the host', 'To the board', 'Values',
         'Passes'];
-    const bodies = Object.entries(SIDES).map(([side, title]) => {
-        const rows = controls.filter(one => sideOf(one) === side).map(one => controlRow(one, findings));
-        return rows.length > 0 && html('tbody', {},
-            html('tr', {}, html('th', {scope: 'rowgroup', colspan: columns.length}, title)), rows);
-    });
-    return html('table', {class: 'controls'}, head(...columns), bodies);
+    const bodies = Object.entries(SIDES).map(([side, title]) => [
+        html('tr', {}, html('th', {scope: 'rowgroup', colspan: columns.length}, title)),
+        controls.filter(one => sideOf(one) === side).map(one => controlRow(one, findings))]);
+    return table('controls', columns, ...bodies.filter(([, rows]) => rows.length > 0));
 }
 
 // --- MIDI implementation chart, in the form in which makers of instruments publish it ---
@@ -115,15 +118,12 @@ function chartRows({controls, labels, channel}) {
 
 export function drawChart(data) {
     let last = '';
-    const usage = (label, text) => html('td', {'data-l': label, class: text === 'X' && 'no'}, text);
     const rows = chartRows(data).map(([name, detail, sent = 'X', heard = 'X', remarks = '']) => {
         last = name || last;
-        return html('tr', {class: name !== '' && 'first'},
-            html('th', {scope: 'row'}, html('span', {class: name === '' && 'hidden'}, last)), html('td', {}, detail),
-            usage('Transmitted', sent), usage('Recognized', heard), html('td', {}, remarks));
+        const named = html('span', {class: name === '' && 'hidden'}, last);
+        return row({class: name !== '' && 'first'}, named, detail, sent, heard, remarks);
     });
-    return html('table', {class: 'midi'}, head('Function', 'Detail', 'Transmitted', 'Recognized', 'Remarks'),
-        html('tbody', {}, rows));
+    return table('midi', ['Function', 'Detail', 'Transmitted', 'Recognized', 'Remarks'], rows);
 }
 
 // --- Findings ---

@@ -30,7 +30,8 @@ export async function openBrowser(downloads) {
     };
     const {sessionId} = await call('POST', '/session', {capabilities: {alwaysMatch: {
         'goog:chromeOptions': {args: [...OPTIONS, `--user-data-dir=${profile}`],
-            prefs: {'download.default_directory': downloads, 'profile.default_content_setting_values.automatic_downloads': 1}},
+            prefs: {'download.default_directory': downloads,
+                'profile.default_content_setting_values.automatic_downloads': 1}},
         'goog:loggingPrefs': {browser: 'ALL'}, unhandledPromptBehavior: 'accept'}}});
     const post = (path, body = {}) => call('POST', `/session/${sessionId}${path}`, body);
 

@@ -7,7 +7,7 @@ import {execFileSync, spawnSync} from 'node:child_process';
 import {cpSync, mkdirSync, readdirSync, rmSync, writeFileSync} from 'node:fs';
 import {basename, join, resolve} from 'node:path';
 import {openBrowser} from './browser.mjs';
-import {hostileFolders} from './hostile.mjs';
+import {hostileFolders} from './configurations.mjs';
 
 const [page, ctlmap, ctlbench, repository, directory] = process.argv.slice(2, 7).map(path => resolve(path));
 const resources = join(repository, 'resources'), downloads = join(directory, 'downloads');
@@ -49,10 +49,11 @@ async function drop(folder) {
     await until(folder, name => document.querySelector('#summary').textContent.startsWith(name), basename(folder));
 }
 
-const textOf = selector => run(where => document.querySelector(where).textContent, selector);
-const attribute = (selector, name) =>
-    run((where, what) => document.querySelector(where).getAttribute(what), selector, name);
-const property = (selector, name) => run((where, what) => document.querySelector(where)[what], selector, name);
+// Of an element a property, or else an attribute.
+const at = (selector, name = 'textContent') => run((where, what) => {
+    const element = document.querySelector(where);
+    return element[what] ?? element.getAttribute(what);
+}, selector, name);
 const control = index => `.c[data-index="${index}"]`;
 const pick = index => click(control(index));
 const focus = selector => run(where => document.querySelector(where).focus(), selector);
@@ -64,8 +65,10 @@ async function fill(selector, text) {
     await browser.keys(text);
 }
 
+const intoView = selector => run(where => document.querySelector(where).scrollIntoView({block: 'center'}), selector);
+
 async function clickLight(index) {
-    await run(where => document.querySelector(where).scrollIntoView({block: 'center'}), control(index));
+    await intoView(control(index));
     await click(`${control(index)} .light`);
 }
 
@@ -125,9 +128,10 @@ const RECIPES = {
     channel: [[[click, '#settings-part summary'], [choose, '#field-midi_channel', '4']],
         '< midi_channel=0', '> midi_channel=4'],
     label: [[[pick, 28], [click, '#add-color summary'], [type, '#color-name', 'ON_GREEN'], [choose, '#color-fore', '0'],
-        [choose, '#color-back', '2'], [click, '#color-add'], [choose, '#field-on', 'ON_GREEN']],
+        [choose, '#color-back', '2'], [click, '#color-add'], [choose, '#field-on', 'ON_GREEN'],
+        [fill, '#field-label', 'go now']],
         '> 16 \\033[0;30;42m ON_GREEN',
-        '< DECK_A_3  loop_in    67 GREEN        DARK_GREEN', '> DECK_A_3  loop_in    67 ON_GREEN        DARK_GREEN'],
+        '< DECK_A_3  loop_in    67 GREEN        DARK_GREEN', '> DECK_A_3  go_now    67 ON_GREEN        DARK_GREEN'],
     dimmed_led: [[[pick, 78], [click, '#field-dim']],
         '< 78 51 117 2 0 1 2 BEAT_A', '> 78 51 117 2 0 0 2 BEAT_A'],
 };
@@ -150,22 +154,22 @@ async function proveRecipes() {
 
 async function proveEditing() {
     await open();
-    const text = () => property('#text', 'value'), before = await text();
+    const text = () => at('#text', 'value'), before = await text();
     await pick(21);
     await fill(NUMBER, '61');
-    same('a number that is taken says by whom', 'taken by CUE_A; free: ', (await textOf(`${NUMBER}-note`)).slice(0, 22));
+    same('a number that is taken says by whom', 'taken by CUE_A; free: ', (await at(`${NUMBER}-note`)).slice(0, 22));
     same('and it is a finding', 1, (await inPage()).filter(one => one.includes('[same-message]')).length);
     await click(`${NUMBER}-note button`);
-    same('a free one is taken by a click', '60', await property(NUMBER, 'value'));
+    same('a free one is taken by a click', '60', await at(NUMBER, 'value'));
     same('in the text, too', true, (await text()).includes('\n21 1 60 3 0 1 2 PLAY_A\n'));
     await run(() => {
         const area = document.querySelector('#text');
         area.value = area.value.replace('21 1 60 ', '21 1 58 ');
         area.dispatchEvent(new Event('input'));
     });
-    same('and back into the form', '58', await property(NUMBER, 'value'));
-    same('and on the front', 'note 58', await textOf(`${control(21)} .v`));
-    for (let i = 0; i < 9 && !await property('#undo', 'disabled'); ++i)
+    same('and back into the form', '58', await at(NUMBER, 'value'));
+    same('and on the front', 'note 58', await at(`${control(21)} .v`));
+    for (let i = 0; i < 9 && !await at('#undo', 'disabled'); ++i)
         await click('#undo');
     same('undone to the last byte', before, await text());
     await run(() => {
@@ -177,13 +181,13 @@ async function proveEditing() {
     });
     await fill(NUMBER, '59');
     await click('#save');
-    const shown = await textOf('#differences');
+    const shown = await at('#differences');
     same('the diff has the line twice', true, ['- 21 1 60 3', '+ 21 1 59 3'].every(one => shown.includes(one)));
     await click('#save-now');
     await until('saving', () => !document.querySelector('#save-dialog').open);
     same('only what changed is written into the folder', {'orvik.midictl.cfg': before.length},
         await run(() => window.written));
-    same('and nothing is left to save', true, await property('#save', 'disabled'));
+    same('and nothing is left to save', true, await at('#save', 'disabled'));
 }
 
 // --- Playing, against the virtual controller ---
@@ -198,28 +202,25 @@ function play(name, steps) {
     const file = join(directory, `${name}.scn`);
     writeFileSync(file, steps.join('\n') + '\n');
     const {status, stdout} = spawnSync(ctlbench, ['play', '--quiet', file], {encoding: 'utf8', cwd: repository});
-    same(`the virtual controller says the same: ${steps.length} steps of ${name}`, '', status === 0 ? '' : stdout.slice(-500));
+    same(`the virtual controller says the same: ${steps.length} steps of ${name}`, '',
+        status === 0 ? '' : stdout.slice(-500));
 }
-
-const PLAYED = {button: ['press', 'release'], pot: ['turn'], platter: ['spin', 'rest'], encoder: ['spin', 'rest']};
 
 async function provePlaying() {
     await openToPlay();
     const steps = [];
     await logged();
     for (const {index, kind, name} of controls.filter(one => one.to_host)) {
-        const box = await run(where => {
-            document.querySelector(where).scrollIntoView({block: 'center'});
-            const {x, y, width, height} = document.querySelector(where).getBoundingClientRect();
-            return {x: Math.round(x + width / 2), y: Math.round(y + height - 6)};
-        }, control(index));
-        const [begin, end] = PLAYED[kind] ?? PLAYED.platter, turned = kind === 'encoder' ? 80 : 40;
+        await intoView(control(index));
+        const box = await run(where => document.querySelector(where).getBoundingClientRect().toJSON(), control(index));
+        const x = Math.round(box.x + box.width / 2), y = Math.round(box.y + box.height - 6);
+        const isAcross = index === 16, up = kind === 'encoder' ? 80 : 40;
+        const drag = {type: 'pointerMove', x: x + (isAcross ? 40 : 0), y: y - up, duration: 0};
         await browser.actions([{type: 'pointer', id: 'mouse', parameters: {pointerType: 'mouse'}, actions: [
-            {type: 'pointerMove', ...box}, {type: 'pointerDown', button: 0},
-            ...kind === 'button' ? [] :
-                [{type: 'pointerMove', x: box.x + (index === 16 ? 40 : 0), y: box.y - turned, duration: 0}],
+            {type: 'pointerMove', x, y}, {type: 'pointerDown', button: 0}, ...kind === 'button' ? [] : [drag],
             {type: 'pointerUp', button: 0}]}]);
-        const amount = kind === 'button' ? '' : ` ${await attribute(control(index), 'aria-valuenow')}`;
+        const [begin, end] = {button: ['press', 'release'], pot: ['turn']}[kind] ?? ['spin', 'rest'];
+        const amount = kind === 'button' ? '' : ` ${await at(control(index), 'aria-valuenow')}`;
         const expected = (await logged()).map(bytes => `host expect ${bytes}`);
         if (expected.length === 0)
             same(`${name} sends something`, 1, 0);
@@ -231,21 +232,17 @@ async function provePlaying() {
 
 // --- Labels, lights and meters, against the emulated screen and board ---
 
+const SHADES = '#000 #a00 #0a0 #a50 #00a #a0a #0aa #aaa #555 #f55 #5f5 #ff5 #55f #f5f #5ff #fff'.split(' ');
 const NAMES = 'black red green yellow blue magenta cyan white'.split(' ');
-const COLORS = ('#000 #a00 #0a0 #a50 #00a #a0a #0aa #aaa ' +
-    '#555 #f55 #5f5 #ff5 #55f #f5f #5ff #fff').split(' ');
-function colorName(color) {
-    const at = COLORS.indexOf(color);
-    return `${at < 8 ? '' : 'bright '}${NAMES[at % 8]}`;
-}
+const nameOf = shade => [...NAMES, ...NAMES.map(name => `bright ${name}`)][SHADES.indexOf(shade)];
 
 async function proveLabels() {
     await openToPlay();
     const steps = [], labels = controls.filter(one => one.label);
     const shown = ({row, column}) => run((x, y) => {
-        const at = what => [...document.querySelectorAll(`#screen ${what}`)].find(
-            one => one.getAttribute('x') === String(x) && Number(one.getAttribute('y')) === y + (what === 'text' ? 12 : 0));
-        return [at('text').textContent, at('text').getAttribute('fill'), at('rect').getAttribute('fill')];
+        const [text, ground] = [['text', y + 12], ['rect', y]].map(([tag, top]) =>
+            document.querySelector(`#screen ${tag}[x="${x}"][y="${top}"]:not(.mark)`));
+        return [text.textContent, text.getAttribute('fill'), ground.getAttribute('fill')];
     }, 8 * (column - 1), 16 * (row - 1));
     for (const [i, {label, to_board: light}] of labels.entries()) {
         if (i % 3 !== 0) {
@@ -253,14 +250,14 @@ async function proveLabels() {
             steps.push(`host send 90 ${label.note.toString(16)} 7f`, `board expect 90 ${light.number.toString(16)} 7f`);
         }
         const [text, fore, back] = await shown(label);
-        steps.push(`screen expect ${label.row} ${label.column} "${text}" ${colorName(fore)} on ${colorName(back)}`);
+        steps.push(`screen expect ${label.row} ${label.column} "${text}" ${nameOf(fore)} on ${nameOf(back)}`);
     }
     play('labels', steps);
     await clickLight(78);
-    same('a click on a light lights it, in words as well', 'lit 127', await attribute(control(78), 'aria-description'));
+    same('a click on a light lights it, in words as well', 'lit 127', await at(control(78), 'aria-description'));
     await focus(control(82));
     await browser.keys('\uE00E'.repeat(4));
-    same('a meter follows the host', 'level 3', await attribute(control(82), 'aria-description'));
+    same('a meter follows the host', 'level 3', await at(control(82), 'aria-description'));
 }
 
 // --- Keyboard alone ---
@@ -275,14 +272,14 @@ async function proveKeyboard() {
     };
     await tabTo('23');
     await browser.keys(ENTER);
-    same('Tab and Enter choose a control', 'SYNC_A', await textOf('#control-name'));
+    same('Tab and Enter choose a control', 'SYNC_A', await at('#control-name'));
     same('and lead to its number', 'field-number', await focused());
     await run(() => document.activeElement.select());
     await browser.keys('55');
-    same('its number is typed', 'note 55', await textOf(`${control(23)} .v`));
+    same('its number is typed', 'note 55', await at(`${control(23)} .v`));
     await browser.actions([{type: 'key', id: 'keys', actions: [{type: 'keyDown', value: '\uE009'},
         {type: 'keyDown', value: 'z'}, {type: 'keyUp', value: 'z'}, {type: 'keyUp', value: '\uE009'}]}]);
-    same('and undone', 'note 62', await textOf(`${control(23)} .v`));
+    same('and undone', 'note 62', await at(`${control(23)} .v`));
     await browser.keys('\uE00C');
     same('Escape leads back', '23', await focused());
     await run(() => document.activeElement.blur());
@@ -295,8 +292,9 @@ async function proveKeyboard() {
     await browser.keys('\uE013');
     same('an arrow moves a fader', ['B0 07 01'], await logged());
     same('every control has a name for a screen reader', [], await run(() =>
-        [...document.querySelectorAll('button, input, select, textarea, [role=slider]')].filter(one =>
-            !(one.getAttribute('aria-label') || one.labels?.length || one.textContent.trim())).map(one => one.outerHTML)));
+        [...document.querySelectorAll('button, input, select, textarea, [role=slider]')]
+            .filter(one => !(one.getAttribute('aria-label') || one.labels?.length || one.textContent.trim()))
+            .map(one => one.outerHTML)));
 }
 
 // --- Hostile files ---
@@ -306,8 +304,9 @@ async function proveHostile() {
         await open();
         await drop(folder);
         await wait(100);
-        const refused = (await textOf('#told')).includes('orvik.midictl.cfg is refused');
-        same(`${basename(folder)}: the same findings, or too large`, basename(folder) === 'too_large' || byCtlmap(folder),
+        const refused = (await at('#told')).includes('orvik.midictl.cfg is refused');
+        const isTooLarge = basename(folder) === 'too_large';
+        same(`${basename(folder)}: the same findings, or too large`, isTooLarge || byCtlmap(folder),
             refused || await inPage());
         same(`${basename(folder)}: no markup of its own`, 0, await run(() => document.querySelectorAll(
             'img, iframe, #product *, .n *, li b *, #labels b, [onerror]').length));
@@ -333,7 +332,7 @@ async function proveMidi() {
     });
     await wait(100);
     same('without MIDI one sentence says what is missing', 'This browser has no MIDI; Chromium and Firefox have it.',
-        await textOf('#midi-told'));
+        await at('#midi-told'));
     const {identifier} = await cdp('Page.addScriptToEvaluateOnNewDocument', {source: DOUBLE});
     await openToPlay();
     same('not asked before the owner asks', 0, await run(() => window.double.asked));
@@ -350,14 +349,14 @@ async function proveMidi() {
     same('heard and marked', [true, true, false], await run((...all) => all.map(
         where => document.querySelector(where).classList.contains('heard')), ...[21, 0, 22].map(control)));
     same('what belongs to no control is named', '90 01  note-on 1, channel 1: belongs to no control',
-        await textOf('#strangers'));
+        await at('#strangers'));
     await clickLight(78);
     same('a click drives the light of a real one', [[0x90, 117, 127]], await sent('o1'));
     await focus(control(21));
     await browser.keys(' ');
     same('other software gets what a controller sends', [[0x90, 60, 127], [0x80, 60, 0]], await sent('o2'));
     await hear('i2', 0x90, 62, 127);
-    same('and lights it', true, (await attribute(control(23), 'aria-description')).includes('lit 127'));
+    same('and lights it', true, (await at(control(23), 'aria-description')).includes('lit 127'));
     await cdp('Page.removeScriptToEvaluateOnNewDocument', {identifier});
 }
 
@@ -375,7 +374,8 @@ function overflows() {
         for (const [i, [text, r]] of texts.entries()) {
             if (r.width > 0 && (r.left < box.left - 0.5 || r.right > box.right + 0.5 || r.bottom > box.bottom + 0.5))
                 faults.push(`leaves its panel: ${text}`);
-            faults.push(...texts.slice(i + 1).filter(other => meet(r, other[1])).map(other => `overlap: ${text}, ${other[0]}`));
+            texts.slice(i + 1).filter(other => meet(r, other[1])).forEach(
+                other => faults.push(`overlap: ${text}, ${other[0]}`));
         }
     }
     return faults;
