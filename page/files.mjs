@@ -200,12 +200,10 @@ export async function readAll(list) {
 export async function dropped(transfer) {
     const items = [...transfer.items].filter(item => item.kind === 'file');
     const entries = items.map(item => item.webkitGetAsEntry?.());
-    const list = items.map(item => item.getAsFile());
-    const handles = await Promise.all(items.map(item => item.getAsFileSystemHandle?.()));
-    const at = entries.findIndex(entry => entry?.isDirectory);
+    const list = items.map(item => item.getAsFile()), at = entries.findIndex(entry => entry?.isDirectory);
+    const folder = await items[at]?.getAsFileSystemHandle?.() ?? null;
     if (at < 0)
-        return {list: list.filter(Boolean), folder: null, name: ''};
-    const folder = handles[at];
+        return {list: list.filter(Boolean), folder, name: ''};
     return {list: await (folder ? filesOfHandle(folder) : filesOfEntry(entries[at])), folder, name: entries[at].name};
 }
 

@@ -37,7 +37,7 @@ export class Form {
 
     // A field that is being typed into keeps what it has, unless `isUndone`.
     show(name, fields, isUndone = false) {
-        const shape = JSON.stringify([name, fields.map(({id, label, options}) => [id, label, options])]);
+        const shape = JSON.stringify([name, fields.map(({id, options}) => [id, options])]);
         this.#fields = new Map(fields.map(field => [`field-${field.id}`, field]));
         const held = document.activeElement.id;
         if (shape !== this.#shape)
@@ -45,6 +45,7 @@ export class Form {
         this.#shape = shape;
         for (const [id, field] of this.#fields) {
             const input = byId(id), isTyped = input === document.activeElement && !isUndone;
+            input.labels[0].textContent = field.label;
             if (field.type === 'checkbox')
                 input.checked = Number(field.value) !== 0;
             else if (!isTyped || (field.type === 'number' && input.valueAsNumber !== Number(field.value)))
@@ -56,9 +57,9 @@ export class Form {
     }
 }
 
-function drawField({id: bare, label, type = 'text', options, attributes}) {
+function drawField({id: bare, type = 'text', options, attributes}) {
     const id = `field-${bare}`, described = {id, 'aria-describedby': `${id}-note`};
-    return html('div', {class: 'field'}, html('label', {for: id}, label), options
+    return html('div', {class: 'field'}, html('label', {for: id}), options
         ? html('select', described, options.map(([value, text]) => html('option', {value}, text)))
         : html('input', {...described, type, autocomplete: 'off', spellcheck: 'false', ...attributes}),
     html('div', {class: 'soft', id: `${id}-note`}));
@@ -106,8 +107,8 @@ function fieldsOfNumbers(app, control, label) {
     const {preset} = app.data, line = control.preset_line;
     return [field('number', line ? `${what} in the mapping` : what, BASE, control.line, NUMBER),
         line && field('preset', `${what} in preset ${preset}`, presetFile(preset), line, 1),
-        label && {id: 'follows', label: 'Its label goes along', type: 'checkbox', value: app.labelFollows,
-            set: text => (app.labelFollows = text === '1')}];
+        label && {id: 'follows', label: `The label \u201c${label.text.trim()}\u201d goes along`, type: 'checkbox',
+            value: app.labelFollows, set: text => (app.labelFollows = text === '1')}];
 }
 
 function fieldsOfLabel(app, label) {

@@ -197,7 +197,7 @@ export function handlePlaying(front, current) {
                 player.set(control, player.valueOf(control) + step);
             } else if ((event.key === 'l' && hasLight(control)) || (isSwitch && !event.repeat)) {
                 player.toggleLight(control);
-            } else if (isPress && !event.repeat) {
+            } else if (isPress && !slides(control) && !event.repeat) {
                 held.set(event.key, what);
                 player.press(control, true);
             } else if (!isPress) {
