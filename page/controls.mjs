@@ -26,9 +26,9 @@ export const hasLight = control => control.to_board?.type === 'note' && control.
 // one or no channel leaves it none; and every label once, with its control if it has one, in the order
 // of the places' lines: in that one notes find them.
 export function completed(data, files) {
+    const base = files.text(BASE), preset = files.text(presetFile(data.preset));
     for (const one of data.controls) {
-        const written = one.preset_line ? fieldOf(files.text(presetFile(data.preset)), one.preset_line, 1)
-            : fieldOf(files.text(BASE), one.line, 2);
+        const written = one.preset_line ? fieldOf(preset, one.preset_line, 1) : fieldOf(base, one.line, 2);
         one.number = one.kind === 'spare' ? null
             : (one.to_host ?? one.from_host)?.number ?? (/^-?\d+$/.test(written) ? Number(written) : null);
     }
