@@ -128,6 +128,8 @@ check "no differences" "$ctlmap" diff "$resources" "$resources"
 # One thing alone counts, too.
 cp -R "$resources" "$dir/gone" && sed -i '/^DECK_A_2 /d' "$dir/gone/orvik.miditxt.cfg0.txt"
 cp -R "$resources" "$dir/one" && sed -i 's/^24 4 /24 5 /' "$dir/one/orvik.midictl.cfg"
+cp -R "$resources" "$dir/odd" && sed -i 's/^\(82 80 [0-9]* \)4/\12/' "$dir/odd/orvik.midictl.cfg"
+check "bytes that are no message" tells 1 'bytes to the board "B0 50 vv" -> "00 50 vv"' "$ctlmap" diff "$resources" "$dir/odd"
 check "a label is gone" tells 1 "label DECK_A_2: is gone" "$ctlmap" diff "$resources" "$dir/gone"
 check "a number differs" tells 1 "note to the board 4 -> 5" "$ctlmap" diff "$resources" "$dir/one"
 check "one error is told of" tells 0 "not all of it works" "$ctlmap" export "$dir/one"
