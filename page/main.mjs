@@ -3,7 +3,8 @@ import {completed, findingsOf, findingsOfLabel, markOf, titleOf} from './control
 import {byId, html} from './dom.mjs';
 import {Engine, unpacked} from './engine.mjs';
 import {
-    BASE, Files, SPLASH, WIDE_SPLASH, difference, download, dropped, filesOfHandle, readAll, saveInto, toBytes, toString,
+    BASE, Files, SPLASH, WIDE_SPLASH, difference, download, dropped, filesOfHandle, readAll, saveInto, toBytes,
+    toString,
 } from './files.mjs';
 import {Form, TextPane, addColor, addPreset, additionsTo, fieldsOfControl, fieldsOfSettings} from './form.mjs';
 import {drawFront, elementOf, paint} from './front.mjs';
@@ -91,7 +92,7 @@ function screen(shown, title) {
     if (bytes && !images.has(bytes))
         images.set(bytes, imageOf(bytes));
     const marks = labels.map(label => ({...label, ...markOf(findingsOfLabel(app.findings, label))}));
-    return drawScreen(shown, images.get(bytes), marks.filter(mark => mark.level), title);
+    return drawScreen(shown, images.get(bytes), marks.filter(mark => mark.level && mark.row), title);
 }
 
 // The labels as the daemon draws them: with all of them lit, and after the start.

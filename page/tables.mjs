@@ -33,9 +33,9 @@ function chip(name, sequence) {
 
 export function drawLabels({labels}, findings) {
     const rows = labels.map(label => row({}, [label.place, linksTo(findingsOfLabel(findings, label))],
-        `${label.row}, ${label.column}`, label.text.trimEnd(), `${label.note}${label.drawn ? '' : ', not drawn'}`,
-        label.control && linkTo(label.control), chip(label.on_color, label.on_sequence),
-        chip(label.off_color, label.off_sequence)));
+        label.row ? `${label.row}, ${label.column}` : 'where the cursor stands', label.text.trimEnd(),
+        `${label.note}${label.drawn ? '' : ', not drawn'}`, label.control && linkTo(label.control),
+        chip(label.on_color, label.on_sequence), chip(label.off_color, label.off_sequence)));
     return rows.length === 0 ? html('p', {}, 'There are no labels.')
         : table('labels', ['Label', 'Row, column', 'Text', 'Note', 'Control', 'On', 'Off'], rows);
 }
