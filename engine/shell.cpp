@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -85,7 +86,7 @@ bool copy_lines(std::string_view name, int wanted, std::string_view source, copy
     return good;
 }
 
-// The value of the digits at the front, at most `most` of them.
+// The value of the digits at the front, at most `most` of them, and of no more than a byte holds.
 int take_digits(std::string_view* text, size_t most, int base) {
     int value = 0;
     const char* const digits = base == 8 ? "01234567" : "0123456789abcdefABCDEF";
@@ -95,7 +96,11 @@ int take_digits(std::string_view* text, size_t most, int base) {
             break;
         }
         const int digit = static_cast<int>(found - digits);
-        value = value * base + (digit < 16 ? digit : digit - 6);
+        const int longer = value * base + (digit < 16 ? digit : digit - 6);
+        if (longer > UINT8_MAX) {
+            break;
+        }
+        value = longer;
         text->remove_prefix(1);
     }
     return value;

@@ -124,7 +124,8 @@ Case check_script() {
 
 Case echo() {
     const std::string quoted = random_text(
-        "\\033[1;31m \\000 \\e \\x1b \\x1B[0m \\0101 \\7 \\n \\\\ \\\" \\$ \\` \\q \\x \\8 \\c "
+        "\\033[1;31m \\000 \\e \\x1b \\x1B[0m \\0101 \\711 \\7 \\n \\\\ \\\" \\$ \\` \\q \\x \\8 "
+        "\\c "
         "A b SP 1 ; [ m # \xE4",
         9);
     char bytes[256];
