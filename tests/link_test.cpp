@@ -254,7 +254,7 @@ TEST(Diagnostics, EachMessageHasItsLevel) {
             btn_check_pair(static_cast<u8>(status), 0x2B, 0);
         }
         btn_check_pair(0x80, 0x2C, 0);
-        btn_check_pair(0x90, 0x2C, 0);
+        btn_process_pkg(0x90, 0x2C, 0, UART_OUT_BUF_ID);
         btn_check_pair(0xB0, 0x2C, 0);
         pass("80 2a 01 b0 40 43", "");
         pass("b0 40 41 b0 40 40", "90 3c 01 90 01 02 91");
