@@ -174,7 +174,7 @@ bool find_resources(char* path, size_t size) {
         char* const slash = strrchr(path, '/');
         *(slash != nullptr ? slash : path) = '\0';
     }
-    strcat(path, NAME.data());
+    memcpy(path + strlen(path), NAME.data(), NAME.size() + 1);
     return true;
 }
 

@@ -385,7 +385,7 @@ const Row* play_host(const std::string& type, int status, int number, const std:
 }
 
 void play_note(const std::vector<Row>& rows, int channel, int note, Messages* got) {
-    std::ofstream("/dev/tty0", std::ios::trunc);
+    fs::resize_file("/dev/tty0", 0);
     const Row* const control = play_host("note", 0x90 | channel, note, rows, got);
     const std::string what = "note " + std::to_string(note);
     const std::string drawn = console_got();
