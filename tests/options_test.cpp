@@ -179,7 +179,7 @@ TEST(SerialLine, BelongsToTheFirstDaemon) {
     const Daemon first("</dev/tty0 >../resources/first 2>&1");
     ASSERT_TRUE(gets_through("80")) << read_resource("first") << board_got();
     const std::string main_thread = std::to_string(first.pid());  // has ended: it tells nobody
-    utl_run(("ls -l /proc/" + main_thread + "/task/*/fd >../resources/open 2>/dev/null").c_str());
+    utl_run(("ls -l /proc/" + main_thread + "/task/*/fd >../resources/open 2>&1").c_str());
     const std::string open = read_resource("open");
     EXPECT_NE(open.find("/dev/pts/"), std::string::npos) << open;
     EXPECT_EQ(open.find("orvik"), std::string::npos) << "a file is left open: " << open;
